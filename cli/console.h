@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace siminfo {
+
+/// Writes a result to standard output and makes sure that it got there. Throws a CommandError.
+void printResult(const std::string& text);
+
+void printWarning(const std::string& message);
+void printNote(const std::string& message);
+
+/// A line on standard error that tells how far a long work is; silent when nobody watches.
+class Progress {
+ public:
+  Progress();
+  ~Progress() { clear(); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// Shows the text in place of the one before, a few times a second at most.
+  void show(const std::string& text);
+  void clear();
+
+ private:
+  bool isTerminal_;
+  bool isShown_ = false;
+  std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace siminfo

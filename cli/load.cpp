@@ -1,0 +1,26 @@
+#include "cli/load.h"
+
+#include <system_error>
+
+#include "cli/command.h"
+#include "cli/console.h"
+#include "snapshot/reader.h"
+
+namespace siminfo {
+
+std::unique_ptr<Snapshot> loadSnapshot(const std::string& fileName) {
+  Progress progress;
+  const auto show = [&](std::size_t nodes, std::size_t bytes) {
+    progress.show("reading " + fileName + ": " + std::to_string(nodes) + " nodes, " +
+                  std::to_string(bytes / 1000000) + " MB");
+  };
+  try {
+    return std::make_unique<Snapshot>(readSnapshotFile(fileName, show));
+  } catch (const SnapshotError& error) {
+    throw CommandError(kBadInput, error.what());
+  } catch (const std::system_error& error) {
+    throw CommandError(kBadInput, error.what());
+  }
+}
+
+}  // namespace siminfo

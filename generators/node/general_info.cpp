@@ -1,0 +1,60 @@
+#include "core/block_emitter.h"
+#include "core/drovik_sim_info_dump.h"
+
+namespace siminfo {
+namespace {
+
+/// The record, or null after the comment that says why the node's block is not written. `attribute` is how
+/// the caller spells the attribute's name to a special node.
+const VSGeneralInfo* findGeneralInfo(std::ostream& os, const KvormExtendedInfo& records, const IBNode& node,
+                                     std::string_view attribute) {
+  if (node.isSpecialNode()) {
+    BlockEmitter(os) << "// The node=" << node.name << " is special and it should not support VS "
+                     << attribute << " mad.";
+    return nullptr;
+  }
+  const VSGeneralInfo* record = records.getVSGeneralInfo(node.recordIndex);
+  if (record == nullptr) BlockEmitter(os) << "// Failed to get VS GeneralInfo mad for the node=" << node.name;
+  return record;
+}
+
+/// All sixteen bytes, whatever the text's length, so that the simulated node keeps none of its own.
+void assignPSID(BlockEmitter& out, const std::array<std::uint8_t, 16>& psid) {
+  for (std::size_t i = 0; i < psid.size(); ++i) {
+    if (i > 0) out << "\n";
+    out << "    mad_buffer.PSID.PSID[" << i << "] = 0x" << Hex{psid[i]} << ";";
+  }
+}
+
+}  // namespace
+
+void SimInfoDumpCPP::GenerateSWInfo(std::ostream& os, const IBNode& node) const {
+  const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "GeneralInfo");
+  if (record == nullptr) return;
+  BlockEmitter(os).block({"SWInfo_Block_Element", "&m_node->swInfo"}, record->SWInfo);
+}
+
+void SimInfoDumpCPP::GenerateHWInfo(std::ostream& os, const IBNode& node) const {
+  const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "General Info");
+  if (record == nullptr) return;
+  BlockEmitter(os).block({"HWInfo_Block_Element", "&m_node->hwInfo"}, record->HWInfo);
+}
+
+void SimInfoDumpCPP::GenerateFWInfo(std::ostream& os, const IBNode& node) const {
+  const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "General Info");
+  if (record == nullptr) return;
+
+  const BlockTarget target{"FWInfo_Block_Element", "&m_node->fwInfo"};
+  BlockEmitter out(os);
+  out.open(target);
+  for (const Field& field : kFields<FWInfo_Block_Element>) {
+    if (field.isNumber())
+      out.assign(4, field.name, field.get(&record->FWInfo));
+    else
+      assignPSID(out, record->FWInfo.PSID);
+    out << "\n";
+  }
+  out.close(target);
+}
+
+}  // namespace siminfo

@@ -1,0 +1,43 @@
+# Shared by ./siminfo and ./test: installs what is missing and builds a preset. Sourced; expects to be told the
+# project's folder in $root. Everything it says goes to standard error.
+
+# Packages that building and running need, and those that the tests need besides.
+build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev)
+test_packages=(libgtest-dev libgmock-dev python3)
+
+# Installs the named packages that are not there yet, on Debian and Ubuntu.
+install_missing() {
+  local missing=() package
+  command -v dpkg-query >/dev/null || return 0 # elsewhere CMake says what it does not find
+  for package in "$@"; do
+    [[ $(dpkg-query -W -f '${Status}' "$package" 2>/dev/null) == *' installed' ]] || missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+  local sudo=()
+  if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+      echo "siminfo: error: missing packages, and only root can install them: ${missing[*]}" >&2
+      return 3
+    fi
+    sudo=(sudo)
+  fi
+  echo "siminfo: installing ${missing[*]}" >&2
+  "${sudo[@]}" apt-get update -q >&2 || return 3
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >&2 || return 3
+}
+
+# Configures and builds the preset; what the tools say is shown only when they fail. One build at a time.
+build_preset() {
+  local preset=$1 folder=$root/build/$1
+  shift
+  mkdir -p "$folder" || return 3
+  (
+    flock 9
+    cd "$root" || exit 3
+    if [[ ! -e $folder/build.ninja ]]; then
+      echo "siminfo: building, this happens once" >&2
+      cmake --preset "$preset" "$@" >"$folder/build.log" 2>&1 || { cat "$folder/build.log" >&2; exit 3; }
+    fi
+    cmake --build --preset "$preset" >"$folder/build.log" 2>&1 || { cat "$folder/build.log" >&2; exit 3; }
+  ) 9>"$folder/.lock"
+}

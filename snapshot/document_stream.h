@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+namespace siminfo {
+
+/// Splits a text into the JSON documents that it is a sequence of, holding one of them in memory at a time.
+///
+/// A document as snapshots are written is one line, and a line's end is found at the speed of memory; so a
+/// line is what next() offers first. Where the reader finds that the line is no whole document, or more than
+/// one, widen() finds the document's true end by its brackets.
+class DocumentStream {
+ public:
+  /// Fills a buffer with at most `size` bytes and returns how many; 0 at the end. Throws what it cannot read.
+  using ReadBytes = std::function<std::size_t(char* to, std::size_t size)>;
+
+  explicit DocumentStream(ReadBytes readBytes);
+
+  /// Moves to the next document; false at the end.
+  bool next();
+  /// Sets text() to the bytes from the document's first to the bracket that closes it. False when that is
+  /// what text() was, or when there is no such bracket; isCut() then tells which.
+  bool widen();
+  /// Whether the input ended, or the limit was met, before the document did.
+  bool isCut() const { return isCut_; }
+
+  /// The document. It is followed by at least `padding` readable bytes.
+  std::string_view text() const { return {buffer_.data() + begin_, length_}; }
+  /// Number of the line on which the document begins, from 1.
+  std::size_t line() const { return line_; }
+  /// Bytes read so far.
+  std::size_t bytesRead() const { return bytesRead_; }
+
+  static constexpr std::size_t kPadding = 64;
+  static constexpr std::size_t kLongestDocument = std::size_t{64} << 20U;
+
+ private:
+  /// Reads more behind what is held. False at the end of the input.
+  bool readMore();
+  bool skipWhiteSpace();
+  std::string_view held() const { return {buffer_.data() + begin_, end_ - begin_}; }
+
+  ReadBytes readBytes_;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;   // of the document, in buffer_
+  std::size_t length_ = 0;  // of the document
+  std::size_t end_ = 0;     // of what is held, in buffer_
+  std::size_t line_ = 1;
+  std::size_t bytesRead_ = 0;
+  bool isWidened_ = false;
+  bool isCut_ = false;
+};
+
+}  // namespace siminfo

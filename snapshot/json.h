@@ -1,0 +1,145 @@
+#pragma once
+
+#include <simdjson.h>
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace siminfo {
+
+namespace json = simdjson::ondemand;
+
+/// Where a value stands in its document: a chain from the value up to the document, which costs nothing until
+/// it is asked for its path.
+struct Place {
+  const Place* parent = nullptr;  // null for the document itself
+  std::string_view key;           // of a member; empty for an element
+  std::size_t index = 0;          // of an element
+  const char* at = nullptr;       // in the document's text
+
+  Place member(std::string_view name) const { return {this, name, 0, at}; }
+  /// "ports[3].records.SMP_PortInfo.CapMsk"; empty for the document.
+  std::string path() const;
+};
+
+/// A document that is refused.
+struct Refusal {
+  std::string path;
+  std::string what;
+  const char* at;  ///< in the document's text, or null
+};
+
+[[noreturn]] void refuse(const Place& place, const std::string& what);
+/// Refuses a value for what the parser said of it: malformed, or not of the expected kind.
+[[noreturn]] void refuse(const Place& place, simdjson::error_code error, json::value* value,
+                         std::string_view expected);
+
+/// Takes the result of a getter, or refuses the value.
+template <class T>
+T take(const Place& place, simdjson::simdjson_result<T> result, json::value& value,
+       std::string_view expected) {
+  T taken;
+  if (const auto error = std::move(result).get(taken); error != simdjson::SUCCESS)
+    refuse(place, error, &value, expected);
+  return taken;
+}
+
+/// The keys that an object may have, at most 64 of them.
+class KeyTable {
+ public:
+  static constexpr std::size_t kNone = ~std::size_t{0};
+
+  /// `owner` says in messages what has these keys. The first `required` of them must be given.
+  KeyTable(std::string owner, std::vector<std::string_view> names, std::size_t required);
+
+  std::string_view name(std::size_t index) const { return names_[index]; }
+  std::size_t find(std::string_view key) const;
+  /// Whether the key that begins at `raw`, behind its opening quote, is the one of that number. Documents
+  /// have their keys in the writer's order as a rule, and then no key is looked up at all.
+  bool matches(std::size_t index, const char* raw) const {
+    if (index >= names_.size()) return false;
+    const std::string_view name = names_[index];
+    return std::char_traits<char>::compare(raw, name.data(), name.size()) == 0 && raw[name.size()] == '"';
+  }
+
+  [[noreturn]] void refuseUnknown(const Place& place, std::string_view key) const;
+  void requireAll(const Place& place, std::uint64_t seen) const {
+    if (const std::uint64_t missing = required_ & ~seen; missing != 0) refuseMissing(place, missing);
+  }
+
+ private:
+  static constexpr std::size_t kSlots = 128;
+  static std::size_t slotOf(std::string_view key);
+  [[noreturn]] void refuseMissing(const Place& place, std::uint64_t missing) const;
+
+  std::string owner_;
+  std::vector<std::string_view> names_;
+  std::uint64_t required_;
+  std::array<std::uint8_t, kSlots> slots_;
+};
+
+/// The key of a member, unescaped when need be.
+std::string_view keyText(const Place& place, json::field& field);
+
+/// Calls `visit(index, value, place)` for every member of the object, `index` being the key's number in the
+/// table. Refuses unknown keys, keys given twice and missing keys.
+template <class Visit>
+void readMembers(const Place& place, json::object object, const KeyTable& keys, Visit visit) {
+  std::uint64_t seen = 0;
+  std::size_t expected = 0;
+  for (simdjson::simdjson_result<json::field> result : object) {
+    json::field field;
+    if (const auto error = std::move(result).get(field); error != simdjson::SUCCESS)
+      refuse(place, error, nullptr, {});
+    const char* raw = field.key().raw();
+    std::size_t index = expected;
+    if (!keys.matches(expected, raw)) {
+      const std::string_view key = keyText({&place, {}, 0, raw}, field);
+      index = keys.find(key);
+      if (index == KeyTable::kNone) keys.refuseUnknown({&place, key, 0, raw}, key);
+    }
+    const Place member{&place, keys.name(index), 0, raw};
+    if ((seen >> index & 1U) != 0) refuse(member, "is given twice");
+    seen |= std::uint64_t{1} << index;
+    expected = index + 1;
+    visit(index, field.value(), member);
+  }
+  keys.requireAll(place, seen);
+}
+
+template <class Visit>
+void readMembers(const Place& place, json::value value, const KeyTable& keys, Visit visit) {
+  readMembers(place, take(place, value.get_object(), value, "an object"), keys, visit);
+}
+
+/// Calls `visit(value, place)` for every element of the array and returns their number.
+template <class Visit>
+std::size_t readElements(const Place& place, json::value value, Visit visit) {
+  std::size_t index = 0;
+  for (simdjson::simdjson_result<json::value> result : take(place, value.get_array(), value, "an array")) {
+    json::value element;
+    if (const auto error = std::move(result).get(element); error != simdjson::SUCCESS)
+      refuse(place, error, nullptr, {});
+    visit(element, Place{&place, {}, index++, element.raw_json_token().data()});
+  }
+  return index;
+}
+
+/// An integer, or a string that holds one in decimal or behind "0x".
+std::uint64_t readUnsigned(const Place& place, json::value value, std::uint64_t maximum);
+/// The same for a number that may be negative and fits 32 bits.
+int readSigned(const Place& place, json::value value);
+bool readBool(const Place& place, json::value value);
+/// The text is valid until the next document is parsed.
+std::string_view readText(const Place& place, json::value value);
+/// A text that may stand on a line of generated source.
+std::string_view readLineText(const Place& place, json::value value);
+
+bool isString(json::value value);
+
+}  // namespace siminfo

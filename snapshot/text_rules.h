@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace siminfo {
+
+/// Says why a UTF-8 text from a device must not end up on a line of generated source, in words that follow
+/// the text's name ("ends in a backslash"); empty when it may. Device names are set by anyone who has a host
+/// on the fabric, and a line comment that one of them escapes from turns the rest of the name into code.
+std::string textFault(std::string_view text);
+
+/// The code point that begins at `text[at]`, and moves `at` behind it. A byte that begins none stands for
+/// itself, with `valid` set to false.
+char32_t nextCodePoint(std::string_view text, std::size_t& at, bool& valid);
+
+/// Whether textFault refuses the code point wherever it stands.
+bool isForbidden(char32_t codePoint);
+
+/// The text for a message on a terminal: forbidden code points and quotes as \u{...}.
+std::string printable(std::string_view text);
+
+}  // namespace siminfo
