@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace siminfo {
+
+/// A header of the reference simulator as it was when siminfo was built, so that an installed siminfo needs
+/// no folder of headers beside it.
+struct SimulatorHeader {
+  std::string_view path;  ///< from the simulator's include folder
+  std::string_view text;
+};
+extern const std::span<const SimulatorHeader> kSimulatorHeaders;
+
+/// The classes of nodes inside the class of a dump.
+inline constexpr std::array<std::string_view, 5> kNodeClasses{"SW", "RTR", "AN", "HCA", "Unknown"};
+
+/// The text of infiniband/drovik/drovik_records.h: every record, its image and its functions, written from
+/// the field tables.
+std::string recordsHeader();
+
+/// The text of "<lower name>.h": the class of a dump with its device classes, whose member functions the
+/// generated source defines.
+std::string dumpHeader(const std::string& name);
+
+/// Puts the complete simulator under `root`: everything that generated source includes but the dump's own
+/// header. Throws std::system_error.
+void writeSimulator(const std::filesystem::path& root);
+
+/// Writes the whole file, or throws std::system_error.
+void writeFile(const std::filesystem::path& path, std::string_view text);
+
+}  // namespace siminfo
