@@ -101,4 +101,12 @@ bool isCppIdentifier(std::string_view text) {
          });
 }
 
+void checkName(const std::string& name) {
+  if (!isCppIdentifier(name))
+    throw CommandError(kBadCommandLine,
+                       "--name: \"" + name +
+                           "\" is no C++ identifier; expected letters, digits and underscores, "
+                           "no digit first, and no keyword");
+}
+
 }  // namespace siminfo

@@ -22,5 +22,7 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
 
 /// Whether a C++ class can be named so.
 bool isCppIdentifier(std::string_view text);
+/// Throws a CommandError unless the value of --name can name the class of a dump.
+void checkName(const std::string& name);
 
 }  // namespace siminfo

@@ -30,5 +30,6 @@ using Command = std::function<ExitStatus()>;
 
 /// Each adds a subcommand to the program and sets `chosen` when the command line names it.
 void addGenerateCommand(CLI::App& program, Command& chosen);
+void addVerifyCommand(CLI::App& program, Command& chosen);
 
 }  // namespace siminfo

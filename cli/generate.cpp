@@ -9,6 +9,7 @@
 #include "cli/console.h"
 #include "cli/load.h"
 #include "core/drovik_sim_info_dump.h"
+#include "simulator/headers.h"
 
 namespace siminfo {
 namespace {
@@ -20,6 +21,8 @@ struct GenerateOptions {
   std::string guidFile;
   std::string outputDir = ".";
   bool onePerClass = false;
+  bool buildable = false;
+  bool simulatorHeader = false;
 };
 
 using NodesByClass = std::map<std::string, std::vector<const IBNode*>>;
@@ -60,11 +63,7 @@ void warnOfSharedClasses(const NodesByClass& nodes) {
 }
 
 void checkOptions(const GenerateOptions& options) {
-  if (!isCppIdentifier(options.name))
-    throw CommandError(kBadCommandLine,
-                       "--name: \"" + options.name +
-                           "\" is no C++ identifier; expected letters, digits and underscores, "
-                           "no digit first, and no keyword");
+  checkName(options.name);
   std::error_code error;
   if (std::filesystem::exists(options.outputDir, error) &&
       !std::filesystem::is_directory(options.outputDir, error))
@@ -73,6 +72,18 @@ void checkOptions(const GenerateOptions& options) {
 
 std::string counted(std::size_t number, const std::string& thing) {
   return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
+}
+
+/// Beside the source, under the name by which the source includes it.
+void writeSimulatorHeader(const GenerateOptions& options) {
+  OutputDirectory files(options.outputDir);
+  std::ofstream out;
+  if (files.open(SimInfoDumpCPP::LowerName(options.name) + ".h", out) == 0) {
+    out << dumpHeader(options.name);
+    files.close(out);
+  }
+  if (!files.failure().empty()) throw CommandError(kBadInput, files.failure());
+  printResult(files.path().string() + "\n");
 }
 
 ExitStatus generate(const GenerateOptions& options) {
@@ -86,7 +97,8 @@ ExitStatus generate(const GenerateOptions& options) {
     throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + ": " + error.message());
 
   InMemoryDrovik engine(snapshot->discovered, options.outputDir);
-  const SimInfoDumpCPP generator(engine);
+  const SimInfoDumpCPP generator(
+      engine, options.buildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames());
   warnOfUnknownGuids(engine.fabric(), guids);
   NodesByClass nodes = selectedNodes(generator, engine.fabric(), guids);
   if (options.onePerClass && !nodes.empty()) {
@@ -99,6 +111,7 @@ ExitStatus generate(const GenerateOptions& options) {
   generator.Generate(options.name, guids, summary);
   if (!engine.files().failure().empty()) throw CommandError(kBadInput, engine.files().failure());
   printResult(engine.files().path().string() + "\n");
+  if (options.simulatorHeader) writeSimulatorHeader(options);
   printNote(counted(summary.nodes, "node") + ", " + counted(summary.frames(), "frame") + ": " +
             counted(summary.blocks, "block") + ", " + counted(summary.comments, "comment") + ", " +
             counted(summary.errors, "#error line"));
@@ -130,6 +143,13 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
       ->capture_default_str();
   command->add_flag("--one-per-class", options->onePerClass,
                     "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
+  command->add_flag(
+      "--buildable", options->buildable,
+      "In the two frames whose exact text no compiler accepts: the GID of the reduction class port\n"
+      "info byte by byte, and each branch of the push counters in a scope of its own");
+  command->add_flag(
+      "--simulator-header", options->simulatorHeader,
+      "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
   command->footer(
       "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");

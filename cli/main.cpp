@@ -27,6 +27,7 @@ ExitStatus run(int argc, char** argv) {
       "output that cannot be read or written.");
   Command chosen;
   addGenerateCommand(program, chosen);
+  addVerifyCommand(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForVersion& version) {

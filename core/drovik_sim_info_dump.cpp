@@ -45,11 +45,6 @@ constexpr std::size_t kWriteSize = 256UL * 1024;
 constexpr int kFirstYear = 2024;
 constexpr int kYearWithoutClock = 2025;
 
-std::string lowerCase(std::string name) {
-  for (char& character : name) character = std::tolower(character, std::locale::classic());
-  return name;
-}
-
 std::string hostName() {
   std::array<char, 1024> name{};
   gethostname(name.data(), name.size() - 1);
@@ -112,7 +107,7 @@ int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64
 
 int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64_t>& guids,
                              GenerationSummary& summary) const {
-  const std::string lowerName = lowerCase(name);
+  const std::string lowerName = LowerName(name);
   const OutputControl::Identity identity(lowerName + "_generated.cpp", OutputControl::kGeneratedSource);
   std::ofstream file;
   const int status = drovik_->OpenFile("Simulator generated code", identity, file, false, nullptr);
@@ -132,6 +127,11 @@ int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64
   passOn(os, file);
   drovik_->CloseFile(file, "//");
   return status;
+}
+
+std::string SimInfoDumpCPP::LowerName(std::string name) {
+  for (char& character : name) character = std::tolower(character, std::locale::classic());
+  return name;
 }
 
 bool SimInfoDumpCPP::Selects(const std::set<std::uint64_t>& guids, const IBNode* node) {
@@ -176,8 +176,8 @@ void SimInfoDumpCPP::PrintNode(SectionStream& os, const std::string& name, const
   printBanner(os, node);
   const std::string classPrefix = "void " + name + "::" + GetDumpedNodeType(node) + "::";
   BlockEmitter out(os);
-  for (const Frame& frame : kFrames) {
-    if (&frame != kFrames.begin()) out << "\n";
+  for (const Frame& frame : frames_) {
+    if (&frame != &frames_.front()) out << "\n";
     out << classPrefix << frame.method << "() {\n";
     const std::size_t start = os.text().size();
     (this->*frame.generate)(os, node);

@@ -39,8 +39,12 @@ class SimInfoDumpCPP {
   /// The frames of every node, in the order in which they are written.
   static std::span<const Frame> Frames();
 
-  /// The engine is borrowed and must outlive the generator.
-  explicit SimInfoDumpCPP(Drovik& drovik) : drovik_(&drovik) {}
+  /// The same frames, but for the two whose exact text no compiler accepts: see generators/buildable.cpp.
+  static std::span<const Frame> BuildableFrames();
+
+  /// The engine is borrowed and must outlive the generator. `frames` is one of the two above.
+  explicit SimInfoDumpCPP(Drovik& drovik, std::span<const Frame> frames = Frames())
+      : drovik_(&drovik), frames_(frames) {}
 
   /// Writes "<lower name>_generated.cpp" through the engine's file services, with every node of the
   /// sub-fabric whose GUID is in `guids`, or every node of it when `guids` is empty. Returns 0, or the status
@@ -50,6 +54,8 @@ class SimInfoDumpCPP {
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids,
                GenerationSummary& summary) const;
 
+  /// The dump's name as its file names have it.
+  static std::string LowerName(std::string name);
   /// Whether a run over `guids` writes the node.
   static bool Selects(const std::set<std::uint64_t>& guids, const IBNode* node);
   /// The class, inside that of the dump, whose member functions restore the node.
@@ -81,6 +87,10 @@ class SimInfoDumpCPP {
   void GenerateZYRReductionInfo(std::ostream& os, const IBNode& node) const;
   void GenerateZYRReductionCounters(std::ostream& os, const IBNode& node) const;
   void GenerateZYRPushReductionCounters(std::ostream& os, const IBNode& node) const;
+
+  // The two of these that differ among the buildable frames.
+  void GenerateBuildableClassPortInfo(std::ostream& os, const IBNode& node) const;
+  void GenerateBuildablePushCounters(std::ostream& os, const IBNode& node) const;
 
   // The layers below the per-port generators: the emitted loop over the simulated node's ports, which selects
   // a record by port number, and the lines of one record at a given indentation. Records are borrowed. Unless
@@ -142,6 +152,7 @@ class SimInfoDumpCPP {
                  GenerationSummary& summary) const;
 
   Drovik* drovik_;
+  std::span<const Frame> frames_;
 };
 
 /// The year that the copyright notice ends with; `now` may be null.

@@ -8,13 +8,14 @@
 
 namespace siminfo {
 
-/// A header of the reference simulator as it was when siminfo was built, so that an installed siminfo needs
-/// no folder of headers beside it.
+/// A header as it was when siminfo was built, so that an installed siminfo needs no folder of headers beside
+/// it.
 struct SimulatorHeader {
-  std::string_view path;  ///< from the simulator's include folder
+  std::string_view path;  ///< from the folder of its kind
   std::string_view text;
 };
-extern const std::span<const SimulatorHeader> kSimulatorHeaders;
+extern const std::span<const SimulatorHeader> kSimulatorHeaders;  ///< of simulator/include
+extern const std::span<const SimulatorHeader> kProbeHeaders;      ///< of verify/probe
 
 /// The classes of nodes inside the class of a dump.
 inline constexpr std::array<std::string_view, 5> kNodeClasses{"SW", "RTR", "AN", "HCA", "Unknown"};
