@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "cli/command.h"
+#include "simulator/headers.h"
 #include "snapshot/text_rules.h"
 
 namespace siminfo {
@@ -101,12 +102,15 @@ bool isCppIdentifier(std::string_view text) {
          });
 }
 
-void checkName(const std::string& name) {
+void checkName(const std::string& name, bool forReferenceSimulator) {
   if (!isCppIdentifier(name))
     throw CommandError(kBadCommandLine,
                        "--name: \"" + name +
                            "\" is no C++ identifier; expected letters, digits and underscores, "
                            "no digit first, and no keyword");
+  if (forReferenceSimulator && isSimulatorName(name))
+    throw CommandError(kBadCommandLine,
+                       "--name: \"" + name + "\" is a name of the reference simulator; expected another one");
 }
 
 }  // namespace siminfo

@@ -22,7 +22,8 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
 
 /// Whether a C++ class can be named so.
 bool isCppIdentifier(std::string_view text);
-/// Throws a CommandError unless the value of --name can name the class of a dump.
-void checkName(const std::string& name);
+/// Throws a CommandError unless the value of --name can name the class of a dump; the reference simulator has
+/// names that it cannot take.
+void checkName(const std::string& name, bool forReferenceSimulator);
 
 }  // namespace siminfo

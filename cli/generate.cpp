@@ -63,7 +63,7 @@ void warnOfSharedClasses(const NodesByClass& nodes) {
 }
 
 void checkOptions(const GenerateOptions& options) {
-  checkName(options.name);
+  checkName(options.name, options.simulatorHeader);
   std::error_code error;
   if (std::filesystem::exists(options.outputDir, error) &&
       !std::filesystem::is_directory(options.outputDir, error))

@@ -143,7 +143,7 @@ std::vector<NodeResult> runVerification(Snapshot& snapshot, const VerifyOptions&
 }
 
 ExitStatus verify(const VerifyOptions& options) {
-  checkName(options.name);
+  checkName(options.name, true);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot);
   std::vector<NodeResult> results;
   try {

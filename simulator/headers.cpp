@@ -1,5 +1,6 @@
 #include "simulator/headers.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fstream>
@@ -88,6 +89,17 @@ std::string recordsHeader() {
   for (const RecordLayout& layout : recordLayouts()) writeRecord(out, layout);
   writeView(out, recordLayout("ZYRPushReductionCounters"));
   return text.str();
+}
+
+bool isSimulatorName(std::string_view name) {
+  static constexpr std::array<std::string_view, 4> kOthers{"drovik", "main", "phys_port_t", "std"};
+  const auto isOf = [name](const RecordLayout& layout) {
+    return name == layout.type || name == layout.image || name == layout.functions + "_unpack" ||
+           name == layout.functions + "_pack" || name == layout.type + "_view_t";
+  };
+  return std::ranges::find(kOthers, name) != kOthers.end() ||
+         std::ranges::find(kNodeClasses, name) != kNodeClasses.end() ||
+         std::ranges::any_of(recordLayouts(), isOf);
 }
 
 std::string dumpHeader(const std::string& name) {

@@ -24,6 +24,9 @@ inline constexpr std::array<std::string_view, 5> kNodeClasses{"SW", "RTR", "AN",
 /// the field tables.
 std::string recordsHeader();
 
+/// Whether a dump of that name would clash with a name of the reference simulator.
+bool isSimulatorName(std::string_view name);
+
 /// The text of "<lower name>.h": the class of a dump with its device classes, whose member functions the
 /// generated source defines.
 std::string dumpHeader(const std::string& name);

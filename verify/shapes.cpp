@@ -1,5 +1,7 @@
 #include "verify/shapes.h"
 
+#include <sstream>
+
 #include "core/drovik_sim_info_dump.h"
 
 namespace siminfo {
@@ -7,17 +9,17 @@ namespace {
 
 std::string shapeOf(const Snapshot& snapshot, const IBNode& node) {
   const Expectation expectation(snapshot, node);
-  std::string shape = expectation.nodeClass() + " " + std::to_string(node.numPorts);
-  if (node.orbelSwitch) shape += " orbel";
+  std::ostringstream shape;
+  shape << expectation.nodeClass() << ' ' << +node.numPorts << ' ' << node.orbelSwitch;
   for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
     const FramePlan plan = expectation.plan(frame.method);
-    shape += ";" + std::to_string(static_cast<int>(plan.carriage));
+    shape << ';' << static_cast<int>(plan.carriage);
     if (plan.carriage != Carriage::kCarried) continue;
-    for (const auto& [num, port] : plan.special) shape += " " + std::to_string(num);
+    for (const auto& [num, port] : plan.special) shape << ' ' << +num;
   }
   // Ports differ in how many counter sets they have.
-  for (const ExpectedImage& image : expectation.images("setZYRReductionCounters")) shape += ";" + image.name;
-  return shape;
+  for (const ExpectedImage& image : expectation.images("setZYRReductionCounters")) shape << ';' << image.name;
+  return shape.str();
 }
 
 }  // namespace
