@@ -31,7 +31,7 @@ struct Place {
 struct Refusal {
   std::string path;
   std::string what;
-  const char* at;  ///< in the document's text, or null
+  const char* at;  ///< in the document's text, or null for the place where the parser stopped
 };
 
 [[noreturn]] void refuse(const Place& place, const std::string& what);
