@@ -1,28 +1,39 @@
-// The fast path of the generator. Nearly all of a generated file is assignment lines, a few dozen bytes each, and
-// what a line costs is not its bytes but how often a stream is asked and how often the processor guesses wrong:
-//  - a line is composed in one piece and handed over in one call;
-//  - its head is copied as a slot of fixed size, and its digits are made all at once, so that neither loops over a
-//    length that differs from line to line;
-//  - the driver's own stream is known by its type, and then lines are composed where they stay and not flushed.
-// Streams of other types get the same bytes from the same composer, and their flush after every line end.
+// The fast path of the generator. Nearly all of a generated file is assignment lines, a few dozen bytes each,
+// and what a line costs is not its bytes but how often a stream is asked and how often the processor guesses
+// wrong:
+//  - text is gathered in memory, where adding to it is a copy, and no stream is asked for a piece of a line;
+//  - a line's head is copied as a slot of fixed size, and its digits are made all at once, so that neither
+//  loops
+//    over a length that differs from line to line;
+//  - the driver's own stream is such memory: its text is already where it stays, and has no flushes to wait
+//  for;
+//  - any other stream gets the lines one by one when the outermost emitter on it ends, each with its flush.
+// So there is one way of composing a line, whatever it is written to.
 
 #include "core/block_emitter.h"
 
 #include <bit>
 #include <cstring>
-#include <typeinfo>
-
-#include "core/section_stream.h"
+#include <exception>
 
 namespace siminfo {
 namespace {
+
+/// Buffers are kept for the next emitter of the thread: a fabric has millions of frames.
+thread_local std::unique_ptr<SectionBuffer> spare;
+
+/// Where a stream keeps the text that emitters gather for it.
+void*& gathered(std::ostream& os) {
+  static const int slot = std::ios_base::xalloc();
+  return os.pword(slot);
+}
 
 constexpr std::size_t kMostIndent = 16;
 constexpr std::size_t kMostDigits = 16;
 constexpr std::size_t kLine = kMostIndent + AssignmentHead::kSlot + kMostDigits + 2;
 
-/// Eight hexadecimal digits of a value, most significant first: each half byte is moved into a byte of its own, and
-/// all bytes are turned into characters at once.
+/// Eight hexadecimal digits of a value, most significant first: each half byte is moved into a byte of its
+/// own, and all bytes are turned into characters at once.
 std::uint64_t eightDigits(std::uint32_t value) {
   std::uint64_t digits = value;
   digits = (digits << 32U | digits >> 16U) & 0x0000ffff0000ffffU;
@@ -58,50 +69,46 @@ char* putLine(char* to, int indent, const AssignmentHead& head, std::uint64_t va
 
 }  // namespace
 
-BlockEmitter::BlockEmitter(std::ostream& os)
-    : os_(os), section_(typeid(os) == typeid(SectionStream) ? static_cast<SectionStream*>(&os) : nullptr) {
+SectionStream::SectionStream() : std::ostream(nullptr) {
+  rdbuf(&buffer_);
+  gathered(*this) = &buffer_;
+}
+
+BlockEmitter::BlockEmitter(std::ostream& os) : os_(os) {
   os.setf(std::ios_base::dec, std::ios_base::basefield);
-}
-
-void BlockEmitter::put(std::string_view piece) {
-  if (section_ != nullptr) return section_->append(piece);
-  if (!os_.good()) return;
-  const auto size = static_cast<std::streamsize>(piece.size());
-  if (os_.rdbuf()->sputn(piece.data(), size) != size) os_.setstate(std::ios_base::badbit);
-}
-
-void BlockEmitter::flush() {
-  if (section_ == nullptr && os_.good() && os_.rdbuf()->pubsync() == -1) os_.setstate(std::ios_base::badbit);
-}
-
-BlockEmitter& BlockEmitter::operator<<(std::string_view text) {
-  if (section_ != nullptr) {
-    section_->append(text);
-    return *this;
+  void*& text = gathered(os);
+  if (text == nullptr) {
+    constexpr std::size_t kFrame = 4096;  // most frames fit, and for others it grows
+    own_ = spare != nullptr ? std::move(spare) : std::make_unique<SectionBuffer>(kFrame);
+    own_->clear();
+    text = own_.get();
   }
-  for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
-    put(text.substr(0, end + 1));
-    flush();
-    text.remove_prefix(end + 1);
+  text_ = static_cast<SectionBuffer*>(text);
+}
+
+void BlockEmitter::handOver() {
+  gathered(os_) = nullptr;
+  if (std::uncaught_exceptions() > 0) return;  // of a frame that was given up
+  std::streambuf& to = *os_.rdbuf();
+  std::string_view text = own_->text();
+  while (os_.good() && !text.empty()) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
+    const auto size = static_cast<std::streamsize>(line.size());
+    if (to.sputn(line.data(), size) != size || (end != std::string_view::npos && to.pubsync() == -1))
+      os_.setstate(std::ios_base::badbit);
+    text.remove_prefix(line.size());
   }
-  if (!text.empty()) put(text);
-  return *this;
+  spare = std::move(own_);
 }
 
 BlockEmitter& BlockEmitter::operator<<(Hex hex) {
-  std::array<char, kMostDigits> digits;
-  put({digits.data(), putHex(digits.data(), hex.value)});
+  text_->commit(putHex(text_->reserve(kMostDigits), hex.value));
   return *this;
 }
 
 void BlockEmitter::assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine) {
-  if (section_ != nullptr) {
-    section_->commit(putLine(section_->reserve(kLine), indent, head, value, endsLine));
-    return;
-  }
-  std::array<char, kLine> line;
-  put({line.data(), putLine(line.data(), indent, head, value, endsLine)});
-  if (endsLine) flush();
+  text_->commit(putLine(text_->reserve(kLine), indent, head, value, endsLine));
 }
 
 void BlockEmitter::open(const BlockTarget& target) {
@@ -114,7 +121,8 @@ void BlockEmitter::open(const BlockTarget& target) {
 
 void BlockEmitter::close(const BlockTarget& target) {
   *this << "\n\n"
-        << "    " << target.record << "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << target.image << "));";
+        << "    " << target.record << "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << target.image
+        << "));";
 }
 
 }  // namespace siminfo

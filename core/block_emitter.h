@@ -5,18 +5,18 @@
 #include <charconv>
 #include <concepts>
 #include <cstdint>
-#include <iterator>
+#include <memory>
 #include <ostream>
 #include <string_view>
 #include <utility>
 
 #include "core/records/field.h"
+#include "core/section_stream.h"
 
 namespace siminfo {
 
-class SectionStream;
-
-/// A value as generated source spells it: lower-case hexadecimal without leading zeros. "0x" is not part of it.
+/// A value as generated source spells it: lower-case hexadecimal without leading zeros. "0x" is not part of
+/// it.
 struct Hex {
   std::uint64_t value;
 };
@@ -31,7 +31,8 @@ struct BlockTarget {
   std::string_view image;
 };
 
-/// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its length.
+/// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its
+/// length.
 struct AssignmentHead {
   static constexpr std::size_t kSlot = 64;
   std::array<char, kSlot> text{};
@@ -51,32 +52,44 @@ struct AssignmentHead {
 template <class Record>
 inline constexpr auto kAssignmentHeads = []<std::size_t... I>(std::index_sequence<I...>) {
   return std::array{AssignmentHead(kFields<Record>[I].name)...};
-}(std::make_index_sequence<kFields<Record>.size()>{});
+}
+(std::make_index_sequence<kFields<Record>.size()>{});
 
 /// Writes generated source to the stream that a generator was given.
 ///
-/// Every '\n' ends a line: it is written and the stream is flushed. Numbers are spelled here and not by the
-/// stream, so neither its flags nor its locale show in the output. The stream is left in decimal, and is marked
-/// bad when it does not take what it is given.
+/// Every '\n' ends a line: it is written and the stream is flushed. The stream has all of it when the emitter
+/// ends, or the outermost one where a generator calls another on the same stream. Numbers are spelled here
+/// and not by the stream, so neither its flags nor its locale show in the output. The stream is left in
+/// decimal, and is marked bad when it does not take what it is given.
 class BlockEmitter {
  public:
   explicit BlockEmitter(std::ostream& os);
+  ~BlockEmitter() noexcept(false) {  // a stream may have been told to throw
+    if (own_ != nullptr) handOver();
+  }
+  BlockEmitter(const BlockEmitter&) = delete;
+  BlockEmitter& operator=(const BlockEmitter&) = delete;
 
-  BlockEmitter& operator<<(std::string_view text);
+  BlockEmitter& operator<<(std::string_view text) {
+    text_->append(text);
+    return *this;
+  }
   BlockEmitter& operator<<(Hex hex);
   template <Number Int>
   BlockEmitter& operator<<(Int number) {
-    char digits[20];
-    put({digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr});
+    constexpr std::size_t kMostDigits = 20;
+    char* to = text_->reserve(kMostDigits);
+    text_->commit(std::to_chars(to, to + kMostDigits, number).ptr);
     return *this;
   }
 
-  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, at most 16, without a line end. The name is a constant.
+  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, at most 16, without a line end. The name is a
+  /// constant.
   void assign(int indent, const AssignmentHead& name, std::uint64_t value) {
     assignLine(indent, name, value, false);
   }
-  /// One assignment line for each field of the record's table, with line ends between the lines and none after
-  /// the last. Fields that are no single number are left to `writeOther(field)`, under the same rule.
+  /// One assignment line for each field of the record's table, with line ends between the lines and none
+  /// after the last. Fields that are no single number are left to `writeOther(field)`, under the same rule.
   template <class Record, class WriteOther>
   void assignAll(int indent, const Record& record, WriteOther writeOther) {
     constexpr std::size_t kCount = kFields<Record>.size();
@@ -111,11 +124,11 @@ class BlockEmitter {
 
  private:
   void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
-  void put(std::string_view piece);
-  void flush();
+  void handOver();
 
   std::ostream& os_;
-  SectionStream* section_;  // os_ again if it is one, and then there is nobody to ask and nothing to flush
+  std::unique_ptr<SectionBuffer> own_;  // when nobody gathers the stream's text yet
+  SectionBuffer* text_;
 };
 
 }  // namespace siminfo

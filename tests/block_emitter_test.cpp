@@ -38,10 +38,9 @@ void lines(std::ostream& os) {
 
 TEST(BlockEmitter, SpellsValuesInPlainHexadecimal) {
   std::ostringstream os;
-  BlockEmitter out(os);
   for (const std::uint64_t value :
        {0x0ULL, 0xffULL, 0x2c9ULL, 0xc000ULL, 0xffffffffULL, 0x8000000000000000ULL})
-    out << Hex{value} << " ";
+    BlockEmitter(os) << Hex{value} << " ";
   EXPECT_EQ(os.str(), "0 ff 2c9 c000 ffffffff 8000000000000000 ");
 
   // Every count of digits, against the stream's own hexadecimal.

@@ -29,8 +29,8 @@ void SimInfoDumpCPP::GenerateVSReductionManagerClassPortInfo(std::ostream& os, c
   const BlockTarget target{"IB_ClassPortInfo", "&m_node->zyr_rma_class_port_info"};
   out.open(target);
   out.assignAll(4, *record, [&](const Field&) {
-    // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the GID are
-    // not in the file.
+    // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the
+    // GID are not in the file.
     const auto address = reinterpret_cast<std::uintptr_t>(record->RedirectGID.data());
     out << "    mad_buffer.RedirectGID = 0x0x" << Hex{address} << ";";
   });
