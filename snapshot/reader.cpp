@@ -93,10 +93,25 @@ class SnapshotReader {
     if (error == simdjson::INCORRECT_TYPE) refuse(whole, "is no object; expected a header or a node");
     if (error == simdjson::UTF8_ERROR) refuseUtf8(text);
     if (error != simdjson::SUCCESS) refuse(whole, error, nullptr, {});
-    Result result = parseObject(object, text.data());
-    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
-      refuse(whole, "has something behind its closing bracket; expected white space and the next document");
-    return result;
+    return parseObjectOf(document, object, parseObject);
+  }
+
+  template <class Result>
+  Result parseObjectOf(json::document& document, json::object object,
+                       Result (*parseObject)(json::object, const char*)) {
+    const std::string_view text = documents_.text();
+    const Place whole{nullptr, {}, 0, text.data()};
+    try {
+      Result result = parseObject(object, text.data());
+      if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
+        refuse(whole, "has something behind its closing bracket; expected white space and the next document");
+      return result;
+    } catch (Refusal& refusal) {
+      const char* stoppedAt = text.data() + text.size();
+      if (refusal.at == nullptr && document.current_location().get(stoppedAt) == simdjson::SUCCESS)
+        refusal.at = stoppedAt;
+      throw;
+    }
   }
 
   /// The parser does not say where; the line that is no UTF-8 by itself is where.
