@@ -4,11 +4,11 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <sstream>
 #include <system_error>
 
 #include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
+#include "core/section_stream.h"
 #include "simulator/record_layout.h"
 
 namespace siminfo {
@@ -82,13 +82,13 @@ void writeView(BlockEmitter& out, const RecordLayout& layout) {
 }  // namespace
 
 std::string recordsHeader() {
-  std::ostringstream text;
+  SectionStream text;
   BlockEmitter out(text);
   out << "#pragma once\n\n"
          "// Written by siminfo. Included by drovik_fabric.h.\n\n";
   for (const RecordLayout& layout : recordLayouts()) writeRecord(out, layout);
   writeView(out, recordLayout("ZYRPushReductionCounters"));
-  return text.str();
+  return std::string(text.text());
 }
 
 bool isSimulatorName(std::string_view name) {
@@ -103,7 +103,7 @@ bool isSimulatorName(std::string_view name) {
 }
 
 std::string dumpHeader(const std::string& name) {
-  std::ostringstream text;
+  SectionStream text;
   BlockEmitter out(text);
   out << "#pragma once\n\n"
          "// Written by siminfo. The class of a dump: in it a class for each class of node, whose member "
@@ -120,7 +120,7 @@ std::string dumpHeader(const std::string& name) {
     out << "\n    private:\n        drovik::Node* m_node;\n    };\n";
   }
   out << "};\n";
-  return text.str();
+  return std::string(text.text());
 }
 
 void writeFile(const std::filesystem::path& path, std::string_view text) {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <set>
 
 #include "simulator/include/infiniband/drovik/bit_access.h"
+#include "verify/probe/background.h"
 
 namespace siminfo {
 namespace {
@@ -52,17 +52,17 @@ void compareImage(const ExpectedImage& image, const std::vector<std::uint8_t>& f
 }
 
 std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, const FrameRun& run) {
-  std::vector<Difference> differences;
   if (!run.ended) return {{"", "the whole frame", "a function that returns", "a program that ended in it"}};
-  std::set<std::string_view> names;
-  for (const ExpectedImage& image : expected) {
-    names.insert(image.name);
-    const auto found = run.images.find(image.name);
-    compareImage(image, found != run.images.end() ? found->second : unchangedImage(image, run.background),
-                 run.background, differences);
-  }
+  std::vector<Difference> differences;
   for (const auto& [name, bytes] : run.images) {
-    if (!names.contains(name)) differences.push_back({name, "the whole image", "unchanged", "changed"});
+    if (std::ranges::find(expected, name, &ExpectedImage::name) == expected.end())
+      differences.push_back({name, "the whole image", "unchanged", "changed"});
+  }
+  for (const ExpectedImage& image : expected) {
+    const auto found = run.images.find(image.name);
+    const std::uint8_t background = backgroundOf(image.name, run.number);
+    compareImage(image, found != run.images.end() ? found->second : unchangedImage(image, background),
+                 background, differences);
   }
   return differences;
 }

@@ -13,14 +13,15 @@ namespace {
 struct OutcomeWords {
   char mark;
   std::string_view words;
+  std::string_view counted;
 };
 constexpr std::array<OutcomeWords, kOutcomes> kWords{{
-    {'+', "proven"},
-    {'.', "not carried"},
-    {'e', "refused by #error"},
-    {'x', "cannot compile as the format stands"},
-    {'D', "differs"},
-    {'!', "does not compile"},
+    {'+', "proven", "proven"},
+    {'.', "not carried", "not carried"},
+    {'e', "refused by #error", "refused by #error"},
+    {'x', "cannot compile as the format stands", "cannot compile as the format stands"},
+    {'D', "differs", "differ"},
+    {'!', "does not compile", "fail to compile"},
 }};
 const OutcomeWords& wordsFor(Outcome outcome) { return kWords.at(static_cast<std::size_t>(outcome)); }
 
@@ -144,7 +145,7 @@ std::string summaryText(const std::vector<NodeResult>& results) {
   out << ", " << results.size() * SimInfoDumpCPP::Frames().size() << " frames: ";
   const OutcomeCounts counts = countOutcomes(results);
   for (std::size_t i = 0; i < counts.size(); ++i)
-    out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).words;
+    out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).counted;
   return out.str();
 }
 

@@ -1,5 +1,6 @@
 #include "verify/workshop.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <sstream>
@@ -22,9 +23,10 @@ std::string unitText(const Unit& unit, std::string_view head, const std::string&
   text << head << "\n#include \"../probe/verify_probe.h\"\n";
   for (const DumpFrame* frame : unit.frames)
     text << "#line " << frame->line << " \"" << source << "\"\n" << frame->text << "\n";
-  text << "#line 1 \"probe\"\nint main() {\n  const VerifyProbe probe(" << unit.lastPort << ", {";
+  text << "#line 1 \"probe\"\nint main(int, char** arguments) {\n  VerifyProbe probe(" << unit.lastPort
+       << ", {";
   for (const auto& [header0, header1] : unit.pushKeys) text << "{" << header0 << ", " << header1 << "}, ";
-  text << "});\n";
+  text << "}, arguments[1]);\n";
   for (const DumpFrame* frame : unit.frames)
     text << "  probe.run(\"" << frame->method << "\", [](drovik::Node* node) { " << unit.dumpClass
          << "(node)." << frame->method << "(); });\n";
@@ -74,21 +76,25 @@ std::vector<std::uint8_t> parseBytes(std::string_view digits) {
   return bytes;
 }
 
-/// What the probe printed: "frame <method> <background>", a line an image, "end".
-void readRuns(const std::filesystem::path& images, UnitResult& result) {
+/// Reads what the probe printed: "frame <method> <run>", a line an image, "end". Returns the number of frames
+/// that were begun.
+std::size_t readRuns(const std::filesystem::path& images, UnitResult& result) {
   std::ifstream file(images);
   FrameRun* run = nullptr;
+  std::size_t frames = 0;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with("frame ")) {
       const std::size_t space = line.rfind(' ');
-      run = &result.runs[line.substr(6, space - 6)].emplace_back(
-          FrameRun{parseBytes(line.substr(space + 1)).at(0), {}, false});
+      const unsigned number = line.ends_with('0') ? 0 : 1;
+      if (number == 0) ++frames;
+      run = &result.runs[line.substr(6, space - 6)].emplace_back(FrameRun{number, {}, false});
     } else if (run != nullptr && line == "end") {
       run->ended = true;
     } else if (const std::size_t colon = line.find(": "); run != nullptr && colon != std::string::npos) {
       run->images[line.substr(0, colon)] = parseBytes(std::string_view(line).substr(colon + 2));
     }
   }
+  return frames;
 }
 
 }  // namespace
@@ -124,9 +130,11 @@ UnitResult Workshop::process(const Unit& given, std::string_view head,
     isCompiled = compile(folder, dumpFolder(dumpName));
     if (!isCompiled) takeOutBroken(unit, folder / kMessages, source, result);
   }
-  if (unit.frames.empty()) return result;
-  runProgram({folder / kProgram}, folder / kImages, folder / kMessages);
-  readRuns(folder / kImages, result);
+  // A function that ends the program takes none of those behind it along.
+  for (std::size_t skip = 0; skip < unit.frames.size();) {
+    runProgram({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
+    skip += std::max<std::size_t>(1, readRuns(folder / kImages, result));
+  }
   return result;
 }
 

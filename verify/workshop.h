@@ -14,9 +14,9 @@ namespace siminfo {
 /// The stored images that a set function changed, by name.
 using ChangedImages = std::map<std::string, std::vector<std::uint8_t>>;
 
-/// One run of a set function on a fresh node all of whose stored bytes held `background`.
+/// One run of a set function on a fresh node that held what verify/probe/background.h says.
 struct FrameRun {
-  std::uint8_t background;
+  unsigned number;  ///< 0 or 1
   ChangedImages images;
   bool ended = false;  ///< false when the program was gone before the function returned
 };
