@@ -80,6 +80,7 @@ std::vector<Representative> selectNodes(const Snapshot& snapshot, const VerifyOp
                                       (guids.empty() ? "" : " with a GUID given by --guid"));
   if (!options.all && options.use.empty()) return representatives(snapshot, nodes);
   std::vector<Representative> each;
+  each.reserve(nodes.size());
   for (const IBNode* node : nodes) each.push_back({node, 1});
   return each;
 }

@@ -169,8 +169,9 @@ TEST_F(SmpqueryFabric, IsWhatLibibmadReadsInTheImages) {
     for (std::size_t num = 1; num < node->ports.size(); ++num) {
       if (node->ports[num]->portState < 2) continue;
       const std::string port = std::to_string(num);
-      expectPrinted("SMP_PortInfo", images.at("nodePortsInfo[" + port + "]"),
-                    name + ".portinfo." + port + ".txt");
+      std::string file = name;
+      file.append(".portinfo.").append(port).append(".txt");
+      expectPrinted("SMP_PortInfo", images.at("nodePortsInfo[" + port + "]"), file);
       break;
     }
   }

@@ -45,6 +45,7 @@ std::vector<char*> untranslatedEnvironment() {
 bool runProgram(const std::vector<std::string>& command, const std::filesystem::path& output,
                 const std::filesystem::path& errors) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
 

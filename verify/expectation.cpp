@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 #include <stdexcept>
 
 #include "simulator/record_layout.h"
@@ -105,10 +106,11 @@ Images reductionCountersImages(const Facts& facts, const FramePlan& plan) {
     for (std::uint32_t set = 0; set < kCounterSets; ++set) {
       const auto* record = facts.records().getZYRReductionCounters(port.recordIndex, set);
       if (record == nullptr) continue;
-      const std::string num = std::to_string(port.num);
-      const std::string index = std::to_string(set);
-      images.push_back(imageOf("ZYRReductionCounters", "counterSets[" + num + ", " + index + ", 15]", record,
-                               portPlace(port.num) + ", counter set " + index));
+      std::ostringstream name;
+      std::ostringstream place;
+      name << "counterSets[" << +port.num << ", " << set << ", 15]";
+      place << portPlace(port.num) << ", counter set " << set;
+      images.push_back(imageOf("ZYRReductionCounters", name.str(), record, place.str()));
     }
   };
   addSets(*plan.regular);

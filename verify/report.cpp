@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <sstream>
+#include <tuple>
 
 #include "core/drovik_sim_info_dump.h"
 #include "snapshot/text_rules.h"
@@ -64,7 +65,9 @@ struct SharedReason {
   Outcome outcome;
   std::size_t frame;
   std::string words;
-  auto operator<=>(const SharedReason&) const = default;
+  bool operator<(const SharedReason& other) const {
+    return std::tie(outcome, frame, words) < std::tie(other.outcome, other.frame, other.words);
+  }
 };
 
 std::string withoutName(std::string words, const std::string& name) {

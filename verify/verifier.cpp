@@ -158,6 +158,7 @@ std::vector<NodeResult> verifyNodes(const Snapshot& snapshot, const GeneratedSou
                                     const std::vector<Representative>& nodes, const Workshop& workshop,
                                     unsigned jobs, const std::function<bool(std::size_t)>& progress) {
   std::vector<const IBNode*> order;
+  order.reserve(nodes.size());
   for (const Representative& of : nodes) order.push_back(of.node);
   const std::vector<const DumpSection*> sections = source.text.sectionsOf(order);
 
