@@ -32,7 +32,8 @@ json::object DocumentParser::begin(std::string_view text, json::document& docume
 
 void DocumentParser::requireEnd(std::string_view text, json::document& document) {
   if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
-    refuse(whole(text), "has something behind its closing bracket; expected white space and the next document");
+    refuse(whole(text),
+           "has something behind its closing bracket; expected white space and the next document");
 }
 
 void DocumentParser::locate(Refusal& refusal, std::string_view text, json::document& document) {

@@ -9,8 +9,8 @@ namespace siminfo {
 /// Parses documents one after the other and keeps its memory between them.
 class DocumentParser {
  public:
-  /// Has `parseObject` read the one object that the text must be. The text is followed by as many readable bytes as
-  /// DocumentStream::kPadding. Throws a Refusal.
+  /// Has `parseObject` read the one object that the text must be. The text is followed by as many readable
+  /// bytes as DocumentStream::kPadding. Throws a Refusal.
   template <class Result>
   void parse(std::string_view text, void (*parseObject)(json::object, const char*, Result&), Result& result) {
     json::document document;

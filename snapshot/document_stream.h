@@ -34,8 +34,9 @@ class DocumentStream {
   /// Whether the input ended, or the limit was met, before the document did.
   bool isCut() const { return isCut_; }
 
-  /// Moves about `size` bytes of whole lines from before the next document into `lines`. False when there is nothing
-  /// left, or no line end within reach. putBack undoes it; of several, the one taken last comes first.
+  /// Moves about `size` bytes of whole lines from before the next document into `lines`. False when there is
+  /// nothing left, or no line end within reach. putBack undoes it; of several, the one taken last comes
+  /// first.
   bool takeLines(std::size_t size, Lines& lines);
   void putBack(const Lines& lines);
 

@@ -14,14 +14,14 @@ namespace siminfo {
 /// Lines that were parsed with each line as a node document.
 struct ParsedLines {
   Lines lines;
-  std::vector<NodeDraft> drafts;  ///< the first `count` of them; the rest is memory for later
+  std::vector<NodeDraft> drafts;    ///< the first `count` of them; the rest is memory for later
   std::vector<std::size_t> lineOf;  ///< by draft, from 1 as in the file
   std::size_t count = 0;
   bool isComplete = false;  ///< false when a line was no node document; what is wrong with it is not known
 };
 
-/// Parses lines on threads of their own and gives them back in the order in which they came, so that what becomes of
-/// them does not depend on the number of threads.
+/// Parses lines on threads of their own and gives them back in the order in which they came, so that what
+/// becomes of them does not depend on the number of threads.
 class LineParsers {
  public:
   explicit LineParsers(unsigned threads);

@@ -121,15 +121,17 @@ class SnapshotReader {
   }
 
   [[noreturn]] void refuseAt(const std::string& path, const std::string& what, std::size_t line) const {
-    throw SnapshotError(label_ + ":" + std::to_string(line) + ": " + path + (path.empty() ? "" : ": ") + what);
+    throw SnapshotError(label_ + ":" + std::to_string(line) + ": " + path + (path.empty() ? "" : ": ") +
+                        what);
   }
 
   [[noreturn]] void refuseCut() const {
     const bool isTooLong = documents_.text().size() > DocumentStream::kLongestDocument;
     refuseAt({},
-             isTooLong ? "the document that begins here is longer than 64 MiB; expected one node a document"
-                       : "the document that begins here has no end; the file is cut off, or a closing bracket or "
-                         "quote is missing",
+             isTooLong
+                 ? "the document that begins here is longer than 64 MiB; expected one node a document"
+                 : "the document that begins here has no end; the file is cut off, or a closing bracket or "
+                   "quote is missing",
              documents_.line());
   }
 

@@ -18,9 +18,9 @@ class SnapshotError : public std::runtime_error {
 /// Called now and then while a snapshot is read, with the nodes and bytes read so far.
 using ReadProgress = std::function<void(std::size_t nodes, std::size_t bytes)>;
 
-/// Reads a whole snapshot and judges all of it. `label` is what messages call the input. With more than one job,
-/// documents that are one a line are parsed on as many threads; the result is the same. Throws SnapshotError, or
-/// what `readBytes` throws.
+/// Reads a whole snapshot and judges all of it. `label` is what messages call the input. With more than one
+/// job, documents that are one a line are parsed on as many threads; the result is the same. Throws
+/// SnapshotError, or what `readBytes` throws.
 Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label, unsigned jobs = 1,
                       const ReadProgress& progress = {});
 
