@@ -12,6 +12,7 @@
 
 #include "bench/plain_emitter.h"
 #include "bench/plain_loaders.h"
+#include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
 #include "core/section_stream.h"
 #include "snapshot/reader.h"
@@ -75,7 +76,7 @@ void emitNodes(Stream& os) {
     os.clearText();
     for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
       (generator.*frame.generate)(os, *node);
-      os << '\n';
+      BlockEmitter(os) << "\n";
     }
     benchmark::DoNotOptimize(os.text().size());
   }

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
 #include "core/section_stream.h"
 #include "snapshot/format.h"
@@ -23,7 +24,7 @@ void emitNodes(Snapshot& snapshot, std::ostream& os) {
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
     for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
       (generator.*frame.generate)(os, *node);
-      os << '\n';
+      BlockEmitter(os) << "\n";
     }
   }
 }
@@ -56,12 +57,35 @@ std::size_t load(const std::string& fileName, int count) {
   return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(file), {}, ':'));
 }
 
+std::size_t sizeOf(std::span<const RecordKind> kinds, const InMemoryExtendedInfo& store,
+                   std::uint32_t index) {
+  std::size_t size = 0;
+  for (const RecordKind& kind : kinds) size += kind.find(store, index) != nullptr ? kind.size : 0;
+  return size;
+}
+
+std::size_t recordBytes(const DiscoveredFabric& discovered) {
+  std::size_t size = 0;
+  for (const auto& [name, node] : discovered.fabric.nodeByName) {
+    size += sizeOf(kNodeRecordKinds, discovered.records, node->recordIndex);
+    for (const IBPort* port : node->ports) {
+      if (port == nullptr) continue;
+      size += sizeOf(kPortRecordKinds, discovered.records, port->recordIndex);
+      for (std::uint32_t set = 0; set < InMemoryExtendedInfo::kCounterSets; ++set) {
+        if (discovered.records.getZYRReductionCounters(port->recordIndex, set) != nullptr)
+          size += sizeof(ZYRReductionCounters);
+      }
+    }
+  }
+  return size;
+}
+
 }  // namespace
 }  // namespace siminfo
 
 int main(int argc, char** argv) {
   if (argc != 4) {
-    std::cerr << "usage: siminfo_repeat emit|emit-stream|load SNAPSHOT COUNT\n";
+    std::cerr << "usage: siminfo_repeat emit|emit-stream|load|size SNAPSHOT COUNT\n";
     return 2;
   }
   const std::string work = argv[1];
@@ -71,7 +95,10 @@ int main(int argc, char** argv) {
     return 0;
   }
   siminfo::Snapshot snapshot = siminfo::readSnapshotFile(argv[2]);
-  std::cout << (work == "emit" ? siminfo::emit(snapshot, count) : siminfo::emitToAnyStream(snapshot, count))
-            << "\n";
+  if (work == "size")
+    std::cout << siminfo::recordBytes(snapshot.discovered) << "\n";
+  else
+    std::cout << (work == "emit" ? siminfo::emit(snapshot, count) : siminfo::emitToAnyStream(snapshot, count))
+              << "\n";
   return 0;
 }

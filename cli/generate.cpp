@@ -23,6 +23,7 @@ struct GenerateOptions {
   bool onePerClass = false;
   bool buildable = false;
   bool simulatorHeader = false;
+  unsigned jobs = 0;
 };
 
 using NodesByClass = std::map<std::string, std::vector<const IBNode*>>;
@@ -89,7 +90,7 @@ void writeSimulatorHeader(const GenerateOptions& options) {
 ExitStatus generate(const GenerateOptions& options) {
   checkOptions(options);
   std::set<std::uint64_t> guids = readGuids(options.guids, options.guidFile);
-  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
 
   std::error_code error;
   std::filesystem::create_directories(options.outputDir, error);
@@ -150,6 +151,9 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
   command->add_flag(
       "--simulator-header", options->simulatorHeader,
       "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
+  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
   command->footer(
       "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");

@@ -145,7 +145,7 @@ std::vector<NodeResult> runVerification(Snapshot& snapshot, const VerifyOptions&
 
 ExitStatus verify(const VerifyOptions& options) {
   checkName(options.name, true);
-  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
   std::vector<NodeResult> results;
   try {
     results = runVerification(*snapshot, options);

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <ostream>
 #include <string_view>
@@ -19,6 +20,11 @@ namespace siminfo {
 /// it.
 struct Hex {
   std::uint64_t value;
+};
+
+/// So many spaces, at most 64.
+struct Spaces {
+  int count;
 };
 
 /// What is printed as a decimal number, whatever its width; characters and truth values are not.
@@ -75,6 +81,13 @@ class BlockEmitter {
     return *this;
   }
   BlockEmitter& operator<<(Hex hex);
+  BlockEmitter& operator<<(Spaces spaces) {
+    constexpr std::size_t kMost = 64;
+    char* to = text_->reserve(kMost);
+    std::memset(to, ' ', kMost);
+    text_->commit(to + spaces.count);
+    return *this;
+  }
   template <Number Int>
   BlockEmitter& operator<<(Int number) {
     constexpr std::size_t kMostDigits = 20;

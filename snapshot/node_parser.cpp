@@ -60,7 +60,8 @@ struct RecordNames {
   void check(const Place& place, const RecordSchema& schema) const {
     if ((present & absent) == 0) return;
     const Place names = place.member("absent");
-    const std::string_view both = schema.names.name(static_cast<std::size_t>(std::countr_zero(present & absent)));
+    const std::string_view both =
+        schema.names.name(static_cast<std::size_t>(std::countr_zero(present & absent)));
     refuse(Place{&names, both, 0, absentAt}, "is a record that is there as well; expected one of the two");
   }
 };
@@ -215,7 +216,8 @@ class NodeParser {
           numAt = at.at;
           break;
         case kState:
-          port.portState = isString(member) ? readWord(at, member, kPortStates, "an integer") : readSigned(at, member);
+          port.portState =
+              isString(member) ? readWord(at, member, kPortStates, "an integer") : readSigned(at, member);
           break;
         case kPortInSubFabric:
           port.inSubFabric = readBool(at, member);

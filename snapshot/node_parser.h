@@ -39,10 +39,10 @@ struct AbsentDraft {
   std::string reason;
 };
 
-/// A node document that was read and judged, and has not yet become part of a fabric. Everything lies flat, so that a
-/// draft that is used again needs no new memory.
+/// A node document that was read and judged, and has not yet become part of a fabric. Everything lies flat,
+/// so that a draft that is used again needs no new memory.
 struct NodeDraft {
-  IBNode node;  ///< without its ports and recordIndex
+  IBNode node;                   ///< without its ports and recordIndex
   const char* nameAt = nullptr;  ///< in the document's text
   std::optional<CapabilityAnswer> smp;
   std::optional<CapabilityAnswer> gmp;

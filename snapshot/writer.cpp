@@ -203,18 +203,18 @@ void writePort(JsonLine& line, const IBPort& port, const Snapshot& snapshot) {
 }
 
 void writeCapabilities(JsonLine& line, const InMemoryCapabilities& capabilities, std::uint32_t index) {
-  if (!capabilities.wasAsked(index, false) && !capabilities.wasAsked(index, true)) return;
+  if (capabilities.find(index, false) == nullptr && capabilities.find(index, true) == nullptr) return;
   line.key("capabilities").open('{');
   for (const bool isGMP : {false, true}) {
-    if (!capabilities.wasAsked(index, isGMP)) continue;
+    const CapabilityAnswer* answer = capabilities.find(index, isGMP);
+    if (answer == nullptr) continue;
     const std::string name = isGMP ? "gmp" : "smp";
-    const CapabilityAnswer& answer = capabilities.answer(index, isGMP);
-    if (answer.error != 0) {
-      line.key(name + "_error").number(answer.error);
+    if (answer->error != 0) {
+      line.key(name + "_error").number(answer->error);
       continue;
     }
     line.key(name).open('[');
-    for (const std::uint32_t word : answer.mask.words) line.number(word);
+    for (const std::uint32_t word : answer->mask.words) line.number(word);
     line.close(']');
   }
   line.close('}');

@@ -19,7 +19,9 @@ std::uint64_t loadWord(const char* from) {
 }
 
 /// High bits of the bytes that are at least `first`; all bytes and `first` must be below 0x80.
-constexpr std::uint64_t atLeast(std::uint64_t word, unsigned first) { return (word + (0x80 - first) * kEveryByte) & kHighBits; }
+constexpr std::uint64_t atLeast(std::uint64_t word, unsigned first) {
+  return (word + (0x80 - first) * kEveryByte) & kHighBits;
+}
 
 /// Number of bytes before the first whose high bit is not set, 8 if there is none.
 unsigned leading(std::uint64_t highBits) {
@@ -29,7 +31,8 @@ unsigned leading(std::uint64_t highBits) {
 /// The first `count` characters, 1 to 8, moved up so that zeros stand before them.
 std::uint64_t aligned(std::uint64_t word, unsigned count) { return word << (64 - 8 * count); }
 
-/// Decimal digits at `text`; moves it behind them. False when there are none or more than 8, or a leading zero.
+/// Decimal digits at `text`; moves it behind them. False when there are none or more than 8, or a leading
+/// zero.
 bool readDecimal(const char*& text, std::uint64_t& value) {
   const std::uint64_t word = loadWord(text);
   const std::uint64_t plain = word & ~kHighBits;
@@ -38,7 +41,8 @@ bool readDecimal(const char*& text, std::uint64_t& value) {
   std::uint64_t digits = aligned(word, count) & 0x0f0f0f0f0f0f0f0fU;
   digits = digits * 10 + (digits >> 8U);  // pairs, then fours, then all eight
   digits = ((digits & 0x000000ff000000ffU) * 0x000f424000000064U +
-            ((digits >> 16U) & 0x000000ff000000ffU) * 0x0000271000000001U) >> 32U;
+            ((digits >> 16U) & 0x000000ff000000ffU) * 0x0000271000000001U) >>
+           32U;
   value = digits & 0xffffffffU;
   text += count;
   return true;
@@ -95,7 +99,8 @@ WrittenRecord::WrittenRecord(std::span<const Field> fields) {
 
 bool WrittenRecord::read(const char* text, void* to) const {
   for (const Member& member : members_) {
-    std::uint64_t difference = (loadWord(text + 8UL * (member.words - 1)) ^ member.key[member.words - 1U]) & member.lastMask;
+    std::uint64_t difference =
+        (loadWord(text + 8UL * (member.words - 1)) ^ member.key[member.words - 1U]) & member.lastMask;
     for (std::size_t i = 0; i + 1 < member.words; ++i) difference |= loadWord(text + 8 * i) ^ member.key[i];
     if (difference != 0) return false;
     text += member.length;

@@ -84,7 +84,7 @@ Images reductionPortInfoImages(const Facts& facts, const FramePlan& plan) {
 
 template <bool IsGMP>
 Images maskImages(const Facts& facts, const FramePlan&) {
-  const auto& words = facts.snapshot.discovered.capabilities.answer(facts.node.recordIndex, IsGMP).mask.words;
+  const auto& words = facts.mask(IsGMP)->words;
   const GeneralInfoCapabilityMask mask{words[0], words[1], words[2], words[3]};
   return {imageOf("GeneralInfoCapabilityMask", IsGMP ? "capMaskGMP" : "capMaskSMP", &mask)};
 }

@@ -76,13 +76,11 @@ FramePlan planGeneralInfo(const Facts& facts) {
 }
 
 FramePlan planSmpMask(const Facts& facts) {
-  const auto& answer = facts.snapshot.discovered.capabilities.answer(facts.node.recordIndex, false);
-  return carriedIf(answer.error == 0, Carriage::kRefused);
+  return carriedIf(facts.mask(false) != nullptr, Carriage::kRefused);
 }
 FramePlan planGmpMask(const Facts& facts) {
   if (facts.node.specialNodeType) return {};
-  const auto& answer = facts.snapshot.discovered.capabilities.answer(facts.node.recordIndex, true);
-  return carriedIf(answer.error == 0, Carriage::kRefused);
+  return carriedIf(facts.mask(true) != nullptr, Carriage::kRefused);
 }
 
 FramePlan planPortInfo(const Facts& facts) {

@@ -15,9 +15,14 @@ struct Facts {
 
   const InMemoryExtendedInfo& records() const { return snapshot.discovered.records; }
   bool isSwitch() const { return node.type == kSwitch; }
+  /// Null when the node did not answer with one.
+  const capability_mask* mask(bool isGMP) const {
+    const CapabilityAnswer* found = snapshot.discovered.capabilities.find(node.recordIndex, isGMP);
+    return found != nullptr && found->error == 0 ? &found->mask : nullptr;
+  }
   bool hasSMP(std::uint8_t bit) const {
-    const CapabilityAnswer& smp = snapshot.discovered.capabilities.answer(node.recordIndex, false);
-    return smp.error == 0 && (smp.mask.words[bit / 32U] >> bit % 32U & 1U) != 0;
+    const capability_mask* smp = mask(false);
+    return smp != nullptr && (smp->words[bit / 32U] >> bit % 32U & 1U) != 0;
   }
   template <class Record>
   const Record* record() const {

@@ -9,7 +9,7 @@ namespace siminfo {
 
 /// What a node answered when it was asked for a capability mask.
 struct CapabilityAnswer {
-  int error = 1;  ///< 0 when the mask was answered. A node that was never asked fails with 1.
+  int error = 0;  ///< 0 when the mask was answered
   capability_mask mask;
 };
 
@@ -17,34 +17,33 @@ struct CapabilityAnswer {
 /// it.
 class InMemoryCapabilities final : public CapabilityModule {
  public:
-  const CapabilityAnswer& answer(std::uint32_t recordIndex, bool isGMP) const {
-    static const CapabilityAnswer kNever;
-    const CapabilityAnswer* found = (isGMP ? gmp_ : smp_).find(recordIndex);
-    return found != nullptr ? *found : kNever;
+  /// Null when the node was not asked.
+  const CapabilityAnswer* find(std::uint32_t recordIndex, bool isGMP) const {
+    return (isGMP ? gmp_ : smp_).find(recordIndex);
   }
+  /// The mask of an answer that is an error is empty.
   void setAnswer(std::uint32_t recordIndex, bool isGMP, const CapabilityAnswer& answer) {
     (isGMP ? gmp_ : smp_).set(recordIndex, answer);
   }
-  bool wasAsked(std::uint32_t recordIndex, bool isGMP) const {
-    return (isGMP ? gmp_ : smp_).find(recordIndex) != nullptr;
-  }
 
   int GetCapability(IBNode* node, bool isGMP, capability_mask& mask) override {
-    const CapabilityAnswer& found = answer(node->recordIndex, isGMP);
-    if (found.error == 0) mask = found.mask;
-    return found.error;
+    const CapabilityAnswer* found = find(node->recordIndex, isGMP);
+    if (found == nullptr) return kNeverAsked;
+    if (found->error == 0) mask = found->mask;
+    return found->error;
   }
   bool IsSupportedSMPCapability(const IBNode* node, std::uint8_t bit) const override {
-    return isSet(answer(node->recordIndex, false), bit);
+    return isSet(smp_.find(node->recordIndex), bit);
   }
   bool IsSupportedGMPCapability(const IBNode* node, std::uint8_t bit) const override {
-    return isSet(answer(node->recordIndex, true), bit);
+    return isSet(gmp_.find(node->recordIndex), bit);
   }
 
  private:
-  static bool isSet(const CapabilityAnswer& answer, std::uint8_t bit) {
-    return answer.error == 0 && bit / 32U < answer.mask.words.size() &&
-           (answer.mask.words[bit / 32U] >> (bit % 32U) & 1U) != 0;
+  static constexpr int kNeverAsked = 1;
+
+  static bool isSet(const CapabilityAnswer* found, std::uint8_t bit) {
+    return found != nullptr && bit < 128 && (found->mask.words[bit / 32U] >> (bit % 32U) & 1U) != 0;
   }
 
   RecordColumn<CapabilityAnswer> smp_;

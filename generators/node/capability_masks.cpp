@@ -19,12 +19,17 @@ void listNames(BlockEmitter& out, const std::vector<const char*>& names, IsSuppo
   }
 }
 
+constexpr std::array<AssignmentHead, 4> kMaskWords{"capability0", "capability1", "capability2",
+                                                   "capability3"};
+
 void restoreMask(BlockEmitter& out, std::string_view image, const capability_mask& mask) {
   const BlockTarget target{"GeneralInfoCapabilityMask", image};
   out << "\n\n";
   out.open(target);
-  for (std::size_t i = 0; i < mask.words.size(); ++i)
-    out << (i > 0 ? "\n" : "") << "    mad_buffer.capability" << i << " = 0x" << Hex{mask.words[i]} << ";";
+  for (std::size_t i = 0; i < mask.words.size(); ++i) {
+    if (i > 0) out << "\n";
+    out.assign(4, kMaskWords[i], mask.words[i]);
+  }
   out.close(target);
 }
 

@@ -18,11 +18,17 @@ const VSGeneralInfo* findGeneralInfo(std::ostream& os, const KvormExtendedInfo& 
   return record;
 }
 
+constexpr std::array<AssignmentHead, 16> kPSIDBytes{
+    "PSID.PSID[0]",  "PSID.PSID[1]",  "PSID.PSID[2]",  "PSID.PSID[3]",  "PSID.PSID[4]",  "PSID.PSID[5]",
+    "PSID.PSID[6]",  "PSID.PSID[7]",  "PSID.PSID[8]",  "PSID.PSID[9]",  "PSID.PSID[10]", "PSID.PSID[11]",
+    "PSID.PSID[12]", "PSID.PSID[13]", "PSID.PSID[14]", "PSID.PSID[15]",
+};
+
 /// All sixteen bytes, whatever the text's length, so that the simulated node keeps none of its own.
 void assignPSID(BlockEmitter& out, const std::array<std::uint8_t, 16>& psid) {
   for (std::size_t i = 0; i < psid.size(); ++i) {
     if (i > 0) out << "\n";
-    out << "    mad_buffer.PSID.PSID[" << i << "] = 0x" << Hex{psid[i]} << ";";
+    out.assign(4, kPSIDBytes[i], psid[i]);
   }
 }
 

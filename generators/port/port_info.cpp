@@ -1,4 +1,5 @@
-#include <string>
+#include <algorithm>
+#include <bit>
 
 #include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
@@ -111,17 +112,17 @@ void SimInfoDumpCPP::GeneratePortInfoSW(std::ostream& os, const SMP_PortInfo* re
 
 void SimInfoDumpCPP::PrintCapabilityMask(int indent, std::ostream& os, unsigned int mask,
                                          bool second_mask) const {
-  constexpr std::size_t kWidth = 50;  // of a name with " = 1" at its right edge
+  constexpr int kWidth = 50;  // of a name with " = 1" at its right edge
   constexpr std::string_view kSet = " = 1";
   const auto& names = second_mask ? SimInfoData::PortInfoCapMask2Bits : SimInfoData::PortInfoCapMaskBits;
-  const std::string margin(static_cast<std::size_t>(indent), ' ');
   BlockEmitter out(os);
-  out << "\n" << margin << "// ---------- CapMask" << (second_mask ? "2" : "");
-  for (std::size_t bit = 0; bit < names.size(); ++bit) {
-    if (names[bit] == nullptr || (mask >> bit & 1U) == 0) continue;
+  out << "\n" << Spaces{indent} << "// ---------- CapMask" << (second_mask ? "2" : "");
+  for (; mask != 0; mask &= mask - 1) {  // from the lowest set bit to the highest
+    const auto bit = static_cast<std::size_t>(std::countr_zero(mask));
+    if (bit >= names.size() || names[bit] == nullptr) continue;
     const std::string_view name = names[bit];
-    const std::size_t used = name.size() + kSet.size();
-    out << "\n" << margin << "// " << name << std::string(used < kWidth ? kWidth - used : 0, ' ') << kSet;
+    const int used = static_cast<int>(name.size() + kSet.size());
+    out << "\n" << Spaces{indent} << "// " << name << Spaces{std::max(kWidth - used, 0)} << kSet;
   }
 }
 

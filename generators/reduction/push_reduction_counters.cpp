@@ -1,5 +1,3 @@
-#include <string>
-
 #include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
 #include "generators/port/port_selection.h"
@@ -61,7 +59,7 @@ void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
 void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& os, int indent,
                                                       const ZYRPushReductionCounters* record) const {
   BlockEmitter out(os);
-  const std::string in(static_cast<std::size_t>(indent), ' ');
+  const Spaces in{indent};
   // clang-format off
   out << "\n" << in << "ZYRPushReductionCounters mad_buffer = {0};"
          "\n" << in << "const ZYRPushReductionCounters_view_t *p_ctr = m_node->getZyrPushReductionCounters("

@@ -1,5 +1,3 @@
-#include <string>
-
 #include "core/block_emitter.h"
 #include "core/drovik_sim_info_dump.h"
 #include "generators/port/port_selection.h"
@@ -78,7 +76,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os,
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, std::uint8_t port,
                                                   const CounterSets& counters) const {
   BlockEmitter out(os);
-  const std::string in(static_cast<std::size_t>(indent), ' ');
+  const Spaces in{indent};
   for (const auto& [index, record] : counters) {
     if (record == nullptr) continue;
     // The record's type has a name of its own in simulators, while its functions go by the attribute's name.
