@@ -41,8 +41,8 @@ void store(const std::optional<Attribute>& attribute, const char* name, const st
 class SnapshotBuilder {
  public:
   /// `notAsked` is why an attribute is missing that nobody asked for.
-  SnapshotBuilder(Collected& collected, std::string notAsked)
-      : collected_(collected), notAsked_(std::move(notAsked)) {}
+  SnapshotBuilder(Collected& collected, Shortfall& shortfall, std::string notAsked)
+      : collected_(collected), shortfall_(shortfall), notAsked_(std::move(notAsked)) {}
 
   void add(const WalkedNode& walked, const std::string& name, const std::string& alternativeName) {
     const unsigned numPorts = std::min(walked.numPorts, kMaxPorts);
@@ -52,7 +52,7 @@ class SnapshotBuilder {
     node.guid = walked.guid;
     node.type = walked.type;
     if (numPorts < walked.numPorts)
-      collected_.missing.push_back(name + ": port 255: a snapshot's nodes have at most 254 ports");
+      shortfall_.add(walked, "port 255", "a snapshot's nodes have at most 254 ports");
 
     const std::uint32_t index = node.recordIndex;
     AbsentRecords absent = walked.absent;
@@ -87,15 +87,17 @@ class SnapshotBuilder {
   }
 
   Collected& collected_;
+  Shortfall& shortfall_;
   std::string notAsked_;
 };
 
 void build(const WalkedFabric& fabric, const NodeNameMap& map, const std::string& notAsked,
-           Collected& collected) {
-  SnapshotBuilder builder(collected, notAsked);
+           Shortfall& shortfall, Collected& collected) {
+  SnapshotBuilder builder(collected, shortfall, notAsked);
   const std::vector<std::string> names = nodeNames(fabric.nodes);
   for (std::size_t i = 0; i < names.size(); ++i)
     builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], map));
+  collected.missing = shortfall.lines();
 }
 
 Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
@@ -104,14 +106,14 @@ Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
   collected.snapshot.source = safeText(std::filesystem::path(options.cacheFile).filename().string());
   struct stat file {};
   if (::stat(options.cacheFile.c_str(), &file) == 0) collected.snapshot.collectedAt = utcText(file.st_mtime);
+  Shortfall shortfall;
   for (const WalkedNode& node : fabric.nodes) {
-    const auto lost = std::ranges::count_if(
-        node.ports, [](const WalkedPort& port) { return port.isExpected && !port.info; });
-    if (lost > 0)
-      collected.missing.push_back(cleanName(node.description) + " (" + guidText(node.guid) +
-                                  "): " + std::to_string(lost) + " ports are not in the saved discovery");
+    for (unsigned number = node.firstPort(); number <= node.numPorts; ++number) {
+      if (node.ports[number].isExpected && !node.ports[number].info)
+        shortfall.add(node, number, "SMP_PortInfo", "not in the saved discovery");
+    }
   }
-  build(fabric, map, "not asked: read from a saved discovery", collected);
+  build(fabric, map, "not asked: read from a saved discovery", shortfall, collected);
   return collected;
 }
 
@@ -131,11 +133,10 @@ Collected fromPort(const CollectOptions& options, const NodeNameMap& map, const 
   const WalkLimits limits{{options.timeoutMs, SmpTiming{}.retries}, options.outstanding, options.maxHops};
   WalkedFabric fabric = discoverFabric(port, limits, watch, progress.nodes);
   UmadPort umad(port.device, port.number);
-  Questions questions(umad, limits, watch);
-  questions.askAll(fabric, static_cast<unsigned>(port.number));
-  collected.missing = questions.missing();
+  Shortfall shortfall;
+  Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number));
   collected.packets = watch.sent;
-  build(fabric, map, "not asked", collected);
+  build(fabric, map, "not asked", shortfall, collected);
   return collected;
 }
 

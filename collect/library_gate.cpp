@@ -32,9 +32,9 @@ int LibraryGate::send(int port, int agent, void* umad, int length) {
 
 int LibraryGate::receive(int port, void* umad, int* length, int timeoutMs) {
   const auto opened = ports_.find(port);
-  if (opened == ports_.end() || opened->second->exchange.pending() == 0)
-    return realUmadReceive(port, umad, length, timeoutMs);
+  if (opened == ports_.end()) return realUmadReceive(port, umad, length, timeoutMs);
   std::optional<SmpExchange::Completed> completed = opened->second->exchange.next();
+  if (!completed) return -ETIMEDOUT;
   Packet& packet = completed->packet;
   const bool isAnswered = completed->outcome == Outcome::kAnswered;
   reinterpret_cast<ib_user_mad*>(packet.bytes.data())->status = isAnswered ? 0 : ETIMEDOUT;

@@ -1,7 +1,5 @@
 #include "collect/questions.h"
 
-#include <array>
-#include <charconv>
 #include <map>
 
 #include "collect/mad_fields.h"
@@ -12,35 +10,9 @@ namespace {
 
 constexpr std::uint32_t kLinkUp = 5;  // of PortPhysicalState
 
-std::string reasonFor(Outcome outcome, std::uint32_t status) {
-  switch (outcome) {
-    case Outcome::kAnswered: {
-      std::array<char, 8> digits;
-      const std::string code(digits.begin(), std::to_chars(digits.begin(), digits.end(), status, 16).ptr);
-      return "status 0x" + std::string(code.size() < 4 ? 4 - code.size() : 0, '0') + code;
-    }
-    case Outcome::kTimedOut:
-      return "timed out";
-    case Outcome::kDeviceSilent:
-      return "not asked: the device had stopped answering";
-    case Outcome::kInterrupted:
-      return "not asked: interrupted";
-    case Outcome::kPortFailed:
-      return "not asked: the port that was collected through had failed";
-  }
-  return {};
-}
-
-bool isRefusal(const std::string& reason) { return reason.starts_with("status "); }
-
-/// "sw1 (0x00000000000002c9)", in words that are safe on a terminal.
-std::string nodeText(const WalkedNode& node) {
-  return cleanName(node.description) + " (" + guidText(node.guid) + ")";
-}
-
-std::string portText(const WalkedNode& node, unsigned number) {
-  return nodeText(node) + " port " + std::to_string(number);
-}
+constexpr const char* kSwitchInfo = "SMP_SwitchInfo";
+constexpr const char* kPortInfo = "SMP_PortInfo";
+constexpr const char* kPortInfoExtended = "SMP_PortInfoExtended";
 
 Route behind(const WalkedNode& node, unsigned number) {
   Route route = node.route;
@@ -84,43 +56,42 @@ void Questions::askAll(WalkedFabric& fabric, unsigned localPort) {
 }
 
 void Questions::addDescription(WalkedNode& node) {
-  questions_.push_back({node.route, IB_ATTR_NODE_DESC, 0, [&](const auto& data, const auto& reason) {
+  questions_.push_back({node.route, IB_ATTR_NODE_DESC, 0, [&](const auto& data, const Reason& reason) {
                           if (data)
                             node.description = descriptionText(data->data());
                           else
-                            missing_.push_back(nodeText(node) + ": NodeDescription: " + reason);
+                            miss(node, "NodeDescription", reason);
                         }});
 }
 
 void Questions::addSwitchInfo(WalkedNode& node) {
-  questions_.push_back({node.route, IB_ATTR_SWITCH_INFO, 0, [&](const auto& data, const auto& reason) {
+  questions_.push_back({node.route, IB_ATTR_SWITCH_INFO, 0, [&](const auto& data, const Reason& reason) {
                           node.switchInfo = data;
                           if (data) return;
-                          node.absent["SMP_SwitchInfo"] = reason;
-                          missing_.push_back(nodeText(node) + ": SMP_SwitchInfo: " + reason);
+                          node.absent[kSwitchInfo] = reason.text;
+                          miss(node, kSwitchInfo, reason);
                         }});
 }
 
 void Questions::addPortInfo(WalkedNode& node, unsigned number) {
   questions_.push_back(
-      {node.route, IB_ATTR_PORT_INFO, number, [&, number](const auto& data, const auto& reason) {
+      {node.route, IB_ATTR_PORT_INFO, number, [&, number](const auto& data, const Reason& reason) {
          WalkedPort& port = node.ports[number];
          port.info = data;
          if (data) return;
-         port.absent["SMP_PortInfo"] = reason;
+         port.absent[kPortInfo] = reason.text;
          // An adapter may refuse to speak for a port that it was not asked through.
-         if (port.isExpected || !isRefusal(reason))
-           missing_.push_back(portText(node, number) + ": SMP_PortInfo: " + reason);
+         if (port.isExpected || !reason.isRefusal) missOfPort(node, number, kPortInfo, reason);
        }});
 }
 
 void Questions::addExtended(WalkedNode& node, unsigned number) {
   questions_.push_back(
-      {node.route, IB_ATTR_PORT_INFO_EXT, number, [&, number](const auto& data, const auto& reason) {
+      {node.route, IB_ATTR_PORT_INFO_EXT, number, [&, number](const auto& data, const Reason& reason) {
          node.ports[number].extended = data;
          if (data) return;
-         node.ports[number].absent["SMP_PortInfoExtended"] = reason;
-         missing_.push_back(portText(node, number) + ": SMP_PortInfoExtended: " + reason);
+         node.ports[number].absent[kPortInfoExtended] = reason.text;
+         missOfPort(node, number, kPortInfoExtended, reason);
        }});
 }
 
@@ -130,10 +101,37 @@ void Questions::addPeer(const WalkedNode& node, unsigned number) {
   const std::size_t mostHops = limits_.maxHops != 0 ? limits_.maxHops : IB_SUBNET_PATH_HOPS_MAX - 1;
   if (!isLinked || port.hasPeer || node.route.size() >= mostHops) return;
   questions_.push_back(
-      {behind(node, number), IB_ATTR_NODE_INFO, 0, [&, number](const auto& data, const auto& reason) {
-         missing_.push_back(portText(node, number) + ": the device behind it: " +
-                            (data ? "missed by discovery, and answers now" : reason));
+      {behind(node, number), IB_ATTR_NODE_INFO, 0, [&, number](const auto& data, const Reason& reason) {
+         missOfPort(node, number, "the device at the far end",
+                    data ? Reason{"missed by discovery, and answers now"} : reason);
        }});
+}
+
+void Questions::miss(const WalkedNode& node, const std::string& what, const Reason& reason) {
+  if (reason.isCommon) return shortfall_.addCommon(what, reason.text);
+  shortfall_.add(node, what, reason.text);
+}
+
+void Questions::missOfPort(const WalkedNode& node, unsigned number, const std::string& what,
+                           const Reason& reason) {
+  if (reason.isCommon) return shortfall_.addCommon(what, reason.text);
+  shortfall_.add(node, number, what, reason.text);
+}
+
+Questions::Reason Questions::reasonFor(Outcome outcome, std::uint32_t status) {
+  switch (outcome) {
+    case Outcome::kAnswered:
+      return {"status " + hexText(status, 4), true, false};
+    case Outcome::kTimedOut:
+      return {"timed out"};
+    case Outcome::kDeviceSilent:
+      return {"not asked: the device had stopped answering"};
+    case Outcome::kInterrupted:
+      return {"not asked: interrupted", false, true};
+    case Outcome::kFabricSilent:
+      return {"not asked: the fabric had stopped answering", false, true};
+  }
+  return {};
 }
 
 void Questions::ask() {

@@ -17,6 +17,8 @@ constexpr milliseconds kSendAgain{20};
 constexpr unsigned kMaxFailedSends = 10;
 // A device that left so many requests unanswered, each of them asked again and again, is not asked any more.
 constexpr unsigned kMaxTimedOut = 2;
+// So many in a row that nobody answered are reason to see whether the fabric is still there.
+constexpr unsigned kProbeAfter = 8;
 
 }  // namespace
 
@@ -24,13 +26,13 @@ void SmpExchange::submit(Packet request) {
   const auto silent = timedOutAt_.find(std::string(request.route()));
   if (watch_.isInterrupted()) {
     completed_.push_back({request, Outcome::kInterrupted});
-  } else if (hasPortFailed()) {
-    completed_.push_back({request, Outcome::kPortFailed});
+  } else if (isFabricSilent_) {
+    completed_.push_back({request, Outcome::kFabricSilent});
   } else if (silent != timedOutAt_.end() && silent->second >= kMaxTimedOut) {
     completed_.push_back({request, Outcome::kDeviceSilent});
   } else {
     const std::uint32_t transaction = request.transaction();
-    transmit(pending_.insert_or_assign(transaction, Pending{request, 0, {}}).first->second);
+    transmit(pending_.insert_or_assign(transaction, Pending{request, false}).first->second);
   }
 }
 
@@ -39,8 +41,8 @@ std::optional<SmpExchange::Completed> SmpExchange::next() {
     Packet received;
     if (watch_.isInterrupted())
       giveUpAll(Outcome::kInterrupted);
-    else if (hasPortFailed())
-      giveUpAll(Outcome::kPortFailed);
+    else if (isFabricSilent_)
+      giveUpAll(Outcome::kFabricSilent);
     else if (port_.receive(received, waitMs()))
       take(received);
     expire();
@@ -57,6 +59,7 @@ void SmpExchange::transmit(Pending& pending) {
   ++watch_.sent;
   const bool isSent = port_.send(pending.request, timing_.timeoutMs);
   failedSends_ = isSent ? 0 : failedSends_ + 1;
+  if (failedSends_ >= kMaxFailedSends) isFabricSilent_ = true;
   pending.deadline = Clock::now() + (isSent ? milliseconds(timing_.timeoutMs) + kGrace : kSendAgain);
 }
 
@@ -65,11 +68,15 @@ void SmpExchange::take(Packet& received) {
   if (found == pending_.end()) return;  // an answer that came too late, or twice
   if (umad_status(received.bytes.data()) != 0) {
     retryOrGiveUp(found);
-  } else if (answers(received, found->second.request)) {
-    timedOutAt_.erase(std::string(found->second.request.route()));
-    completed_.push_back({received, Outcome::kAnswered});
-    pending_.erase(found);
+    return;
   }
+  Pending& pending = found->second;
+  if (!answers(received, pending.request)) return;
+  timedOut_ = 0;
+  timedOutAt_.erase(std::string(pending.request.route()));
+  if (!watch_.nearest || watch_.nearest->route().empty()) watch_.nearest = pending.request;
+  if (!pending.isProbe) completed_.push_back({received, Outcome::kAnswered});
+  pending_.erase(found);
 }
 
 SmpExchange::PendingMap::iterator SmpExchange::retryOrGiveUp(PendingMap::iterator at) {
@@ -77,9 +84,29 @@ SmpExchange::PendingMap::iterator SmpExchange::retryOrGiveUp(PendingMap::iterato
     transmit(at->second);
     return std::next(at);
   }
-  ++timedOutAt_[std::string(at->second.request.route())];
-  completed_.push_back({at->second.request, Outcome::kTimedOut});
+  giveUp(at->second);
   return pending_.erase(at);
+}
+
+void SmpExchange::giveUp(const Pending& pending) {
+  if (pending.isProbe) {
+    isFabricSilent_ = true;
+    return;
+  }
+  Packet request = pending.request;
+  ++timedOutAt_[std::string(request.route())];
+  completed_.push_back({request, Outcome::kTimedOut});
+  if (++timedOut_ % kProbeAfter == 0) probe();
+}
+
+void SmpExchange::probe() {
+  if (!watch_.nearest) {
+    isFabricSilent_ = true;
+    return;
+  }
+  Packet request = *watch_.nearest;
+  mad_set_field64(request.mad(), 0, IB_MAD_TRID_F, mad_trid());
+  transmit(pending_.insert_or_assign(request.transaction(), Pending{request, true}).first->second);
 }
 
 void SmpExchange::expire() {
@@ -89,7 +116,9 @@ void SmpExchange::expire() {
 }
 
 void SmpExchange::giveUpAll(Outcome outcome) {
-  for (const auto& [transaction, pending] : pending_) completed_.push_back({pending.request, outcome});
+  for (const auto& [transaction, pending] : pending_) {
+    if (!pending.isProbe) completed_.push_back({pending.request, outcome});
+  }
   pending_.clear();
 }
 
@@ -99,7 +128,5 @@ unsigned SmpExchange::waitMs() const {
   const auto left = std::chrono::ceil<milliseconds>(first->second.deadline - Clock::now()).count();
   return static_cast<unsigned>(std::clamp<std::int64_t>(left, 0, kSliceMs));
 }
-
-bool SmpExchange::hasPortFailed() const { return failedSends_ >= kMaxFailedSends; }
 
 }  // namespace siminfo

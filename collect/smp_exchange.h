@@ -28,7 +28,7 @@ enum class Outcome : std::uint8_t {
   kTimedOut,      ///< in spite of every retry
   kDeviceSilent,  ///< not sent: the device at the end of the route had timed out again and again
   kInterrupted,   ///< not sent, or not waited for: the user wants an end
-  kPortFailed,    ///< not sent: the management port takes no packets any more
+  kFabricSilent,  ///< not sent: nothing answers any more, or the management port takes no packets
 };
 
 /// How long to wait for an answer, and how often to ask again.
@@ -37,11 +37,14 @@ struct SmpTiming {
   unsigned retries = 3;
 };
 
-/// What is known of the work while it goes on; tick() is called for every packet and a few times a second.
+/// What is known of the work while it goes on, from one exchange to the next; tick() is called for every
+/// packet and a few times a second.
 struct SmpWatch {
   std::function<bool()> isInterrupted;
   std::function<void()> tick;
   std::uint64_t sent = 0;  ///< packets, retries included
+  /// A request that the nearest device has answered. While that one answers, the fabric is alive.
+  std::optional<Packet> nearest;
 };
 
 /// Requests on their way through a management port: sends, waits, asks again, and gives up.
@@ -63,24 +66,25 @@ class SmpExchange {
   void submit(Packet request);
   /// Waits until one of the requests has ended; nothing when none is under way.
   std::optional<Completed> next();
-  std::size_t pending() const { return pending_.size() + completed_.size(); }
 
  private:
   using Clock = std::chrono::steady_clock;
   struct Pending {
     Packet request;
+    bool isProbe;  // ours, to see whether the fabric is alive
     unsigned attempts = 0;
-    Clock::time_point deadline;
+    Clock::time_point deadline{};
   };
   using PendingMap = std::map<std::uint32_t, Pending>;
 
   void transmit(Pending& pending);
   void take(Packet& received);
   PendingMap::iterator retryOrGiveUp(PendingMap::iterator at);
+  void giveUp(const Pending& pending);
+  void probe();
   void expire();
   void giveUpAll(Outcome outcome);
   unsigned waitMs() const;
-  bool hasPortFailed() const;
 
   MadPort& port_;
   SmpTiming timing_;
@@ -89,6 +93,8 @@ class SmpExchange {
   std::deque<Completed> completed_;             // and not yet given out
   std::map<std::string, unsigned> timedOutAt_;  // requests in a row that a route's end did not answer
   unsigned failedSends_ = 0;                    // in a row
+  unsigned timedOut_ = 0;                       // requests in a row, wherever they went
+  bool isFabricSilent_ = false;
 };
 
 }  // namespace siminfo

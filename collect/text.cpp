@@ -38,7 +38,7 @@ std::size_t lastVisible(const std::string& text) {
 
 }  // namespace
 
-std::string guidText(std::uint64_t guid) { return "0x" + hexadecimal(guid, 16); }
+std::string hexText(std::uint64_t value, std::size_t digits) { return "0x" + hexadecimal(value, digits); }
 
 std::string safeText(std::string_view text) {
   const auto escape = [](char32_t codePoint) { return "\\u{" + hexadecimal(codePoint, 4) + "}"; };

@@ -6,8 +6,9 @@
 
 namespace siminfo {
 
-/// "0x" and sixteen digits.
-std::string guidText(std::uint64_t guid);
+/// "0x" and so many digits at least.
+std::string hexText(std::uint64_t value, std::size_t digits);
+inline std::string guidText(std::uint64_t guid) { return hexText(guid, 16); }
 
 /// The text with everything that may not stand on a line of generated source, and every byte that is no
 /// UTF-8, shown as \u{...}. Differs from the text only where that is needed.
