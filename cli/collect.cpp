@@ -1,5 +1,6 @@
 #include "collect/collect.h"
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -18,13 +19,20 @@ constexpr std::size_t kMostLines = 20;  // of one kind, on standard error
 
 volatile std::sig_atomic_t isInterrupted = 0;
 
-/// The first signal asks for an end, the second one is the end.
-void watchSignals() {
+constexpr std::array kEndSignals{SIGINT, SIGTERM};
+
+void setEndSignals(void (*handler)(int)) {
   struct sigaction action {};
-  action.sa_handler = [](int) { isInterrupted = 1; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  action.sa_handler = handler;
+  // A second signal waits until the first one is dealt with, and then is the end.
+  for (const int signal : kEndSignals) sigaddset(&action.sa_mask, signal);
+  for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
+}
+
+/// The first signal asks for an end, the second one is the end.
+void askForEnd(int) {
+  isInterrupted = 1;
+  setEndSignals(SIG_DFL);
 }
 
 void printLines(const std::vector<std::string>& lines) {
@@ -57,7 +65,7 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
     text << std::fixed << std::chrono::duration<double>(Clock::now() - start).count() << " s";
     return text.str();
   };
-  watchSignals();
+  setEndSignals(askForEnd);
   Collected collected;
   try {
     Progress line;

@@ -12,8 +12,8 @@ LibraryGate* theGate = nullptr;
 
 }  // namespace
 
-LibraryGate::LibraryGate(const SmpTiming& timing, SmpWatch& watch, std::size_t& nodesFound)
-    : timing_(timing), watch_(watch), nodesFound_(nodesFound) {
+LibraryGate::LibraryGate(const WalkLimits& limits, SmpWatch& watch, std::size_t& nodesFound)
+    : limits_(limits), watch_(watch), nodesFound_(nodesFound) {
   theGate = this;
 }
 
@@ -21,32 +21,47 @@ LibraryGate::~LibraryGate() { theGate = nullptr; }
 
 int LibraryGate::send(int port, int agent, void* umad, int length) {
   std::unique_ptr<Opened>& opened = ports_[port];
-  if (!opened) opened = std::make_unique<Opened>(port, agent, timing_, watch_);
+  if (!opened) opened = std::make_unique<Opened>(port, agent, limits_.timing, watch_);
   Packet request;
   const std::size_t size = umad_size() + static_cast<std::size_t>(std::max(length, 0));
   std::copy_n(static_cast<const std::uint8_t*>(umad), std::min(size, request.bytes.size()),
               request.bytes.begin());
-  opened->exchange.submit(request);
+  if (limits_.maxHops != 0 && request.route().size() > limits_.maxHops)
+    opened->tooFar.push_back(request);
+  else
+    opened->exchange.submit(request);
   return 0;
 }
 
 int LibraryGate::receive(int port, void* umad, int* length, int timeoutMs) {
-  const auto opened = ports_.find(port);
-  if (opened == ports_.end()) return realUmadReceive(port, umad, length, timeoutMs);
-  std::optional<SmpExchange::Completed> completed = opened->second->exchange.next();
-  if (!completed) return -ETIMEDOUT;
-  Packet& packet = completed->packet;
-  const bool isAnswered = completed->outcome == Outcome::kAnswered;
-  reinterpret_cast<ib_user_mad*>(packet.bytes.data())->status = isAnswered ? 0 : ETIMEDOUT;
-  if (isAnswered && packet.field(IB_MAD_ATTRID_F) == IB_ATTR_NODE_INFO &&
-      packet.field(IB_DRSMP_STATUS_F) == 0) {
-    guids_.insert(mad_get_field64(packet.mad(), IB_SMP_DATA_OFFS, IB_NODE_GUID_F));
-    nodesFound_ = guids_.size();
+  const auto found = ports_.find(port);
+  if (found == ports_.end()) return realUmadReceive(port, umad, length, timeoutMs);
+  Opened& opened = *found->second;
+  Packet packet;
+  std::uint32_t status = ETIMEDOUT;
+  if (!opened.tooFar.empty()) {
+    packet = opened.tooFar.front();
+    opened.tooFar.pop_front();
+  } else {
+    const std::optional<SmpExchange::Completed> completed = opened.exchange.next();
+    if (!completed) return -ETIMEDOUT;
+    packet = completed->packet;
+    if (completed->outcome == Outcome::kAnswered) {
+      status = 0;
+      count(packet);
+    }
   }
+  reinterpret_cast<ib_user_mad*>(packet.bytes.data())->status = status;
   const std::size_t size = umad_size() + static_cast<std::size_t>(std::clamp(*length, 0, int{IB_MAD_SIZE}));
   std::copy_n(packet.bytes.begin(), size, static_cast<std::uint8_t*>(umad));
   *length = IB_MAD_SIZE;
-  return opened->second->umad.agent();
+  return opened.umad.agent();
+}
+
+void LibraryGate::count(Packet& answer) {
+  if (answer.field(IB_MAD_ATTRID_F) != IB_ATTR_NODE_INFO || answer.field(IB_DRSMP_STATUS_F) != 0) return;
+  guids_.insert(mad_get_field64(answer.mad(), IB_SMP_DATA_OFFS, IB_NODE_GUID_F));
+  nodesFound_ = guids_.size();
 }
 
 namespace {

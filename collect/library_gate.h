@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <set>
 
+#include "collect/live_discovery.h"
 #include "collect/smp_exchange.h"
 #include "collect/umad_port.h"
 
@@ -16,12 +18,13 @@ namespace siminfo {
 /// interrupted. Its sends and receives are calls of umad_send() and umad_recv(), and the program defines both
 /// of these names itself, so that they come before those of libibumad. So requests are counted, each ends in
 /// a bounded time, and when the user wants an end they all time out at once: the library then returns what it
-/// has found so far. Where the names are not taken over (a statically linked library, say) discovery still
-/// works, and only its end has to be waited for.
+/// has found so far. The limit of hops is kept here as well: the library's own lets one device further in and
+/// then leaves out others that are nearer. Where the names are not taken over (a statically linked library,
+/// say) discovery still works, and only its end has to be waited for.
 class LibraryGate {
  public:
   /// One gate at a time. The watch is borrowed; `nodesFound` is kept up to date.
-  LibraryGate(const SmpTiming& timing, SmpWatch& watch, std::size_t& nodesFound);
+  LibraryGate(const WalkLimits& limits, SmpWatch& watch, std::size_t& nodesFound);
   ~LibraryGate();
   LibraryGate(const LibraryGate&) = delete;
   LibraryGate& operator=(const LibraryGate&) = delete;
@@ -36,9 +39,12 @@ class LibraryGate {
         : umad(port, agent), exchange(umad, timing, watch) {}
     UmadPort umad;
     SmpExchange exchange;
+    std::deque<Packet> tooFar;  // requests that are not sent
   };
 
-  SmpTiming timing_;
+  void count(Packet& answer);
+
+  WalkLimits limits_;
   SmpWatch& watch_;
   std::size_t& nodesFound_;
   std::map<int, std::unique_ptr<Opened>> ports_;  // by the library's handle

@@ -67,13 +67,12 @@ WalkedFabric discoverFabric(const HostPort& port, const WalkLimits& limits, SmpW
                             std::size_t& nodesFound) {
   ibnd_config_t config{};
   config.max_smps = limits.outstanding;
-  config.max_hops = limits.maxHops;
   config.timeout_ms = limits.timing.timeoutMs;
   config.retries = limits.timing.retries;
   LibraryFabric found(nullptr, &ibnd_destroy_fabric);
   {
     const QuietLibraries quiet;
-    const LibraryGate gate(limits.timing, watch, nodesFound);
+    const LibraryGate gate(limits, watch, nodesFound);
     std::string device = port.device;
     found.reset(ibnd_discover_fabric(device.data(), port.number, nullptr, &config));
   }
