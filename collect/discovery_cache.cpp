@@ -26,7 +26,7 @@ namespace {
 // All nodes come before all ports.
 constexpr std::uint64_t kMagic = 0x8fe7832b;
 constexpr std::uint64_t kVersion = 1;
-constexpr std::size_t kSmallestNode = 210;
+constexpr std::size_t kSmallestNode = 207;
 constexpr std::size_t kPort = 95;
 // Every node has a LID of its own, and a subnet has no more of them for single ports.
 constexpr std::uint64_t kMaxNodes = IB_MAX_UCAST_LID;
