@@ -7,6 +7,7 @@ import tempfile
 import time
 import uuid
 
+HERE = os.path.dirname(os.path.abspath(__file__))
 EXAMPLES = "/usr/share/doc/ibsim-utils/net-examples"
 
 
@@ -71,7 +72,11 @@ class Ibsim:
         self.wait_for(b"verbose level is", start)
 
     def start_program(self, arguments, alter="", preload=None, **options):
-        environment = dict(self.environment, LD_PRELOAD=":".join([wrapper()] + ([preload] if preload else [])))
+        # In a build with sanitizers, their runtime comes behind the preloaded libraries.
+        address = f"verify_asan_link_order=0:suppressions={HERE}/asan_suppressions.txt"
+        leak = f"print_suppressions=0:suppressions={HERE}/lsan_suppressions.txt"
+        libraries = ":".join([wrapper()] + ([preload] if preload else []))
+        environment = dict(self.environment, ASAN_OPTIONS=address, LSAN_OPTIONS=leak, LD_PRELOAD=libraries)
         if alter:
             environment["ALTER_ANSWERS"] = alter
         return subprocess.Popen(arguments, cwd=self.folder, env=environment, stdout=subprocess.PIPE,
