@@ -1,15 +1,17 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <concepts>
 #include <cstdint>
-#include <iterator>
+#include <memory>
 #include <ostream>
-#include <span>
 #include <string_view>
+#include <utility>
 
 #include "core/records/field.h"
+#include "core/section_stream.h"
 
 namespace siminfo {
 
@@ -29,54 +31,104 @@ struct BlockTarget {
   std::string_view image;
 };
 
+/// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its
+/// length.
+struct AssignmentHead {
+  static constexpr std::size_t kSlot = 64;
+  std::array<char, kSlot> text{};
+  std::size_t length = 0;
+
+  consteval AssignmentHead(const char* name) : AssignmentHead(std::string_view(name)) {}
+  consteval AssignmentHead(std::string_view name) {
+    for (const std::string_view piece : {std::string_view("mad_buffer."), name, std::string_view(" = 0x")}) {
+      if (length + piece.size() > kSlot) throw "the name does not fit the slot";
+      std::copy(piece.begin(), piece.end(), text.begin() + length);
+      length += piece.size();
+    }
+  }
+};
+
+/// The heads of a record's assignment lines, in the order of its table.
+template <class Record>
+inline constexpr auto kAssignmentHeads = []<std::size_t... I>(std::index_sequence<I...>) {
+  return std::array{AssignmentHead(kFields<Record>[I].name)...};
+}
+(std::make_index_sequence<kFields<Record>.size()>{});
+
 /// Writes generated source to the stream that a generator was given.
 ///
-/// Every '\n' ends a line: it is written and the stream is flushed. Numbers are spelled here and not by the
-/// stream, so neither its flags nor its locale show in the output. The stream is left in decimal, and is
-/// marked bad when it does not take what it is given.
+/// Every '\n' ends a line: it is written and the stream is flushed. The stream has all of it when the emitter
+/// ends, or the outermost one where a generator calls another on the same stream. Numbers are spelled here
+/// and not by the stream, so neither its flags nor its locale show in the output. The stream is left in
+/// decimal, and is marked bad when it does not take what it is given.
 class BlockEmitter {
  public:
-  explicit BlockEmitter(std::ostream& os) : os_(os) { os.setf(std::ios_base::dec, std::ios_base::basefield); }
+  explicit BlockEmitter(std::ostream& os);
+  ~BlockEmitter() noexcept(false) {  // a stream may have been told to throw
+    if (own_ != nullptr) handOver();
+  }
+  BlockEmitter(const BlockEmitter&) = delete;
+  BlockEmitter& operator=(const BlockEmitter&) = delete;
 
-  BlockEmitter& operator<<(std::string_view text);
+  BlockEmitter& operator<<(std::string_view text) {
+    text_->append(text);
+    return *this;
+  }
   BlockEmitter& operator<<(Hex hex);
   template <Number Int>
   BlockEmitter& operator<<(Int number) {
-    char digits[20];
-    put({digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr});
+    constexpr std::size_t kMostDigits = 20;
+    char* to = text_->reserve(kMostDigits);
+    text_->commit(std::to_chars(to, to + kMostDigits, number).ptr);
     return *this;
   }
 
-  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, without a line end.
-  void assign(int indent, std::string_view name, std::uint64_t value);
+  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, at most 16, without a line end. The name is a
+  /// constant.
+  void assign(int indent, const AssignmentHead& name, std::uint64_t value) {
+    assignLine(indent, name, value, false);
+  }
   /// One assignment line for each field of the record's table, with line ends between the lines and none
-  /// after the last.
+  /// after the last. Fields that are no single number are left to `writeOther(field)`, under the same rule.
+  template <class Record, class WriteOther>
+  void assignAll(int indent, const Record& record, WriteOther writeOther) {
+    constexpr std::size_t kCount = kFields<Record>.size();
+    for (std::size_t i = 0; i < kCount; ++i) {
+      const Field& field = kFields<Record>[i];
+      if (field.isNumber()) {
+        assignLine(indent, kAssignmentHeads<Record>[i], field.get(&record), i + 1 < kCount);
+      } else {
+        writeOther(field);
+        if (i + 1 < kCount) *this << "\n";
+      }
+    }
+  }
   template <class Record>
   void assignAll(int indent, const Record& record) {
     static_assert(std::ranges::all_of(kFields<Record>, [](const Field& field) { return field.isNumber(); }),
                   "the record has a field that needs lines of its own");
-    assignAll(indent, kFields<Record>, &record);
+    assignAll(indent, record, [](const Field&) {});
   }
 
   /// The head of a node-level block: the declaration, the unpack line and an empty line.
   void open(const BlockTarget& target);
-  /// Its end after a finished line: an empty line and the pack line, which is left open.
+  /// Its end: the end of the line before, an empty line and the pack line, which is left open.
   void close(const BlockTarget& target);
   /// A whole node-level block that assigns every field of the record.
   template <class Record>
   void block(const BlockTarget& target, const Record& record) {
     open(target);
     assignAll(4, record);
-    *this << "\n";
     close(target);
   }
 
  private:
-  void assignAll(int indent, std::span<const Field> fields, const void* record);
-  void assignLine(int indent, std::string_view name, std::uint64_t value, std::string_view end);
-  void put(std::string_view piece);
+  void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
+  void handOver();
 
   std::ostream& os_;
+  std::unique_ptr<SectionBuffer> own_;  // when nobody gathers the stream's text yet
+  SectionBuffer* text_;
 };
 
 }  // namespace siminfo

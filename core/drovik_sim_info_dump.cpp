@@ -13,7 +13,7 @@ namespace siminfo {
 namespace {
 
 // The order is the format's own: simulators' reviewers compare these files side by side.
-constexpr std::array<SimInfoDumpCPP::Frame, 22> kFrames{{
+constexpr auto kFrames = std::to_array<SimInfoDumpCPP::Frame>({
     {"setNodeInfo", &SimInfoDumpCPP::GenerateNodeInfo},
     {"setPortInfo", &SimInfoDumpCPP::GeneratePortInfo},
     {"setGMPCapability", &SimInfoDumpCPP::GenerateGMPCapabilityMask},
@@ -36,7 +36,7 @@ constexpr std::array<SimInfoDumpCPP::Frame, 22> kFrames{{
     {"setZYRReductionInfo", &SimInfoDumpCPP::GenerateZYRReductionInfo},
     {"setZYRReductionCounters", &SimInfoDumpCPP::GenerateZYRReductionCounters},
     {"setZYRPushReductionCounters", &SimInfoDumpCPP::GenerateZYRPushReductionCounters},
-}};
+});
 
 /// Finished sections go to the file once this much is held: the system is asked rarely, and what it copies is
 /// still in the cache. Measured as good from 64 to 256 KiB, and worse above.

@@ -55,6 +55,9 @@ class IBNode {
 /// The discovered fabric.
 class IBFabric {
  public:
+  IBFabric() = default;
+  IBFabric(IBFabric&&) = default;  // nodes are borrowed by pointer: a copy would share them
+  IBFabric& operator=(IBFabric&&) = default;
   virtual ~IBFabric() = default;
 
   /// Every node by its name, in the order of the names' bytes. An entry may be null. Borrowed.

@@ -1,48 +1,72 @@
 #pragma once
 
+#include <algorithm>
+#include <cstring>
+#include <memory>
 #include <ostream>
 #include <streambuf>
 #include <string_view>
-#include <vector>
 
 namespace siminfo {
 
-/// A stream that gathers text in memory and keeps its memory when it is cleared. A flush costs nothing here,
-/// so generators may flush every line that they end and the file still gets its text in few large writes.
-class SectionStream : public std::ostream {
+/// Text that grows in memory, written through a stream or piece by piece. A flush does nothing here.
+class SectionBuffer final : public std::streambuf {
  public:
-  SectionStream() : std::ostream(nullptr) { rdbuf(&buffer_); }
+  explicit SectionBuffer(std::size_t capacity)
+      : capacity_(capacity), memory_(std::make_unique_for_overwrite<char[]>(capacity)) {
+    clear();
+  }
+
+  std::string_view text() const { return {pbase(), pptr()}; }
+  void clear() { setp(memory_.get(), memory_.get() + capacity_); }
+
+  void append(std::string_view text) {
+    char* to = reserve(text.size());
+    std::memcpy(to, text.data(), text.size());
+    commit(to + text.size());
+  }
+  /// Memory for the next `size` bytes of text; commit takes the end of what was put there.
+  char* reserve(std::size_t size) {
+    if (static_cast<std::size_t>(epptr() - pptr()) < size) grow(size);
+    return pptr();
+  }
+  void commit(const char* textEnd) { pbump(static_cast<int>(textEnd - pptr())); }
+
+ protected:
+  int_type overflow(int_type character) override {
+    grow(1);
+    if (traits_type::eq_int_type(character, traits_type::eof())) return traits_type::not_eof(character);
+    return sputc(traits_type::to_char_type(character));
+  }
+
+ private:
+  void grow(std::size_t atLeast) {
+    const std::string_view old = text();
+    std::size_t used = old.size();
+    capacity_ = std::max(2 * capacity_, used + atLeast);
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity_);
+    std::memcpy(larger.get(), old.data(), used);
+    memory_ = std::move(larger);
+    clear();
+    for (constexpr std::size_t kStep = 1UL << 30U; used > 0; used -= std::min(used, kStep))
+      pbump(static_cast<int>(std::min(used, kStep)));  // which counts in int
+  }
+
+  std::size_t capacity_;
+  std::unique_ptr<char[]> memory_;
+};
+
+/// A stream over such a text. Generators may flush every line that they end, and the file still gets its text
+/// in few large writes. It keeps its memory when it is cleared.
+class SectionStream final : public std::ostream {
+ public:
+  SectionStream();
 
   std::string_view text() const { return buffer_.text(); }
   void clearText() { buffer_.clear(); }
 
  private:
-  class Buffer final : public std::streambuf {
-   public:
-    Buffer() : memory_(64 * 1024) { clear(); }
-    std::string_view text() const { return {pbase(), pptr()}; }
-    void clear() { setp(memory_.data(), memory_.data() + memory_.size()); }
-
-   protected:
-    int_type overflow(int_type character) override {
-      const std::size_t used = text().size();
-      memory_.resize(2 * memory_.size());
-      clear();
-      for (std::size_t left = used; left > 0;) {  // pbump counts in int
-        const auto step = static_cast<int>(std::min<std::size_t>(left, 1U << 30U));
-        pbump(step);
-        left -= static_cast<std::size_t>(step);
-      }
-      return traits_type::eq_int_type(character, traits_type::eof())
-                 ? traits_type::not_eof(character)
-                 : sputc(traits_type::to_char_type(character));
-    }
-
-   private:
-    std::vector<char> memory_;
-  };
-
-  Buffer buffer_;
+  SectionBuffer buffer_{64UL * 1024};
 };
 
 }  // namespace siminfo

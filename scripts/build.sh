@@ -27,17 +27,17 @@ install_missing() {
   "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >&2 || return 3
 }
 
-# Configures and builds the preset; what the tools say is shown only when they fail. One build at a time.
+# Configures and builds the preset; what the tools say is shown only when they fail. One build at a time. With
+# "anew" as a second word it is configured even if it was before: what was missing then may be there now.
 build_preset() {
-  local preset=$1 folder=$root/build/$1
-  shift
+  local preset=$1 when=${2-once} folder=$root/build/$1
   mkdir -p "$folder" || return 3
   (
     flock 9
     cd "$root" || exit 3
-    if [[ ! -e $folder/build.ninja ]]; then
-      echo "siminfo: building, this happens once" >&2
-      cmake --preset "$preset" "$@" >"$folder/build.log" 2>&1 || { cat "$folder/build.log" >&2; exit 3; }
+    [[ -e $folder/build.ninja ]] || echo "siminfo: building, this happens once" >&2
+    if [[ ! -e $folder/build.ninja || $when == anew ]]; then
+      cmake --preset "$preset" >"$folder/build.log" 2>&1 || { cat "$folder/build.log" >&2; exit 3; }
     fi
     cmake --build --preset "$preset" >"$folder/build.log" 2>&1 || { cat "$folder/build.log" >&2; exit 3; }
   ) 9>"$folder/.lock"

@@ -93,7 +93,8 @@ bool DocumentStream::next() {
 }
 
 bool DocumentStream::widen() {
-  if (isWidened_) return false;
+  const bool hasBrackets = text().starts_with('{') || text().starts_with('[');
+  if (isWidened_ || !hasBrackets) return false;
   isWidened_ = true;
   const std::size_t guess = length_;
   BracketScanner scanner;

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "core/fabric.h"
 #include "core/in_memory/in_memory_extended_info.h"
 
 namespace siminfo {

@@ -107,7 +107,7 @@ void refuse(const Place& place, const std::string& what) { throw Refusal{place.p
 void refuse(const Place& place, simdjson::error_code error, json::value* value, std::string_view expected) {
   if (error == simdjson::INCORRECT_TYPE && value != nullptr)
     refuse(place, "is " + std::string(kindOf(*value)) + "; expected " + std::string(expected));
-  refuse(place, malformed(error));
+  throw Refusal{place.path(), malformed(error), nullptr};
 }
 
 KeyTable::KeyTable(std::string owner, std::vector<std::string_view> names, std::size_t required)

@@ -31,7 +31,7 @@ struct Place {
 struct Refusal {
   std::string path;
   std::string what;
-  const char* at;  ///< in the document's text, or null
+  const char* at;  ///< in the document's text, or null for the place where the parser stopped
 };
 
 [[noreturn]] void refuse(const Place& place, const std::string& what);
@@ -93,9 +93,8 @@ void readMembers(const Place& place, json::object object, const KeyTable& keys, 
   std::uint64_t seen = 0;
   std::size_t expected = 0;
   for (simdjson::simdjson_result<json::field> result : object) {
-    json::field field;
-    if (const auto error = std::move(result).get(field); error != simdjson::SUCCESS)
-      refuse(place, error, nullptr, {});
+    if (result.error() != simdjson::SUCCESS) refuse(place, result.error(), nullptr, {});
+    json::field field = result.value_unsafe();
     const char* raw = field.key().raw();
     std::size_t index = expected;
     if (!keys.matches(expected, raw)) {
@@ -122,9 +121,8 @@ template <class Visit>
 std::size_t readElements(const Place& place, json::value value, Visit visit) {
   std::size_t index = 0;
   for (simdjson::simdjson_result<json::value> result : take(place, value.get_array(), value, "an array")) {
-    json::value element;
-    if (const auto error = std::move(result).get(element); error != simdjson::SUCCESS)
-      refuse(place, error, nullptr, {});
+    if (result.error() != simdjson::SUCCESS) refuse(place, result.error(), nullptr, {});
+    json::value element = result.value_unsafe();
     visit(element, Place{&place, {}, index++, element.raw_json_token().data()});
   }
   return index;

@@ -51,15 +51,31 @@ int readWord(const Place& place, json::value value, const std::array<Word, N>& w
   refuse(place, "is not one of the words for it; expected " + expected + "or " + std::string(orElse));
 }
 
+/// Which record names an object gave, by their number in its schema.
+struct RecordNames {
+  std::uint64_t present = 0;
+  std::uint64_t absent = 0;
+  const char* absentAt = nullptr;
+
+  void check(const Place& place, const RecordSchema& schema) const {
+    if ((present & absent) == 0) return;
+    const Place names = place.member("absent");
+    const std::string_view both = schema.names.name(static_cast<std::size_t>(std::countr_zero(present & absent)));
+    refuse(Place{&names, both, 0, absentAt}, "is a record that is there as well; expected one of the two");
+  }
+};
+
 /// Reads one node document into a draft.
 class NodeParser {
  public:
   explicit NodeParser(NodeDraft& draft) : draft_(draft) {}
 
   void parse(json::object document, const Place& place) {
+    RecordNames names;
     readMembers(place, document, keys(), [&](std::size_t key, json::value value, const Place& at) {
-      parseMember(static_cast<Key>(key), value, at);
+      parseMember(static_cast<Key>(key), value, at, names);
     });
+    names.check(place, nodeSchema());
     checkPorts(place);
   }
 
@@ -93,7 +109,7 @@ class NodeParser {
     return table;
   }
 
-  void parseMember(Key key, json::value value, const Place& at) {
+  void parseMember(Key key, json::value value, const Place& at, RecordNames& names) {
     IBNode& node = draft_.node;
     switch (key) {
       case kName:
@@ -127,10 +143,10 @@ class NodeParser {
         parseCapabilities(value, at);
         break;
       case kRecords:
-        parseNodeRecords(value, at);
+        parseRecords(value, at, nodeSchema(), kNodeItself, names);
         break;
       case kAbsent:
-        parseAbsent(value, at, nodeSchema(), draft_.records);
+        parseAbsent(value, at, nodeSchema(), kNodeItself, names);
         break;
       case kPorts:
         readElements(at, value, [&](json::value port, const Place& place) { parsePort(port, place); });
@@ -143,13 +159,11 @@ class NodeParser {
     static const KeyTable table("\"capabilities\"", {"smp", "smp_error", "gmp", "gmp_error"}, 0);
     readMembers(place, value, table, [&](std::size_t key, json::value answer, const Place& at) {
       const bool isGmp = key == kGmp || key == kGmpError;
-      bool& has = isGmp ? draft_.hasGmp : draft_.hasSmp;
-      if (has) refuse(at, "is given beside its counterpart; expected the mask or the error, not both");
-      has = true;
-      CapabilityAnswer& mask = isGmp ? draft_.gmp : draft_.smp;
+      std::optional<CapabilityAnswer>& mask = isGmp ? draft_.gmp : draft_.smp;
+      if (mask) refuse(at, "is given beside its counterpart; expected the mask or the error, not both");
       if (key == kSmp || key == kGmp)
         mask = {0, parseMask(answer, at)};
-      else if (mask.error = readSigned(at, answer); mask.error == 0)
+      else if (mask = {readSigned(at, answer), {}}; mask->error == 0)
         refuse(at, "is 0, which is no error; expected another number, or the mask");
     });
   }
@@ -170,49 +184,55 @@ class NodeParser {
     return offset;
   }
 
-  void parseRecord(json::value value, const Place& place, const RecordSchema& schema, std::size_t kind,
-                   RecordsDraft& to) {
-    const std::size_t offset = reserve(schema.kinds[kind].size);
-    schema.parsers[kind].parse(place, value, &draft_.bytes[offset]);
-    to.records.push_back({kind, offset});
-  }
-
-  void parseNodeRecords(json::value value, const Place& place) {
-    readMembers(place, value, nodeSchema().names, [&](std::size_t kind, json::value record, const Place& at) {
-      draft_.records.present |= std::uint64_t{1} << kind;
-      parseRecord(record, at, nodeSchema(), kind, draft_.records);
+  void parseRecords(json::value value, const Place& place, const RecordSchema& schema, Owner owner,
+                    RecordNames& names) {
+    readMembers(place, value, schema.names, [&](std::size_t name, json::value record, const Place& at) {
+      names.present |= std::uint64_t{1} << name;
+      if (name < schema.kinds.size()) {
+        const std::size_t offset = reserve(schema.kinds[name].size);
+        schema.parsers[name].parse(at, record, &draft_.bytes[offset]);
+        draft_.records.push_back({owner, static_cast<std::uint32_t>(name), offset});
+      } else if (at.key == kCountersName) {
+        parseCounters(record, at, owner);
+      } else {
+        readElements(at, record, [&](json::value monitor, const Place& element) {
+          draft_.monitors.push_back({owner, static_cast<std::uint8_t>(readUnsigned(element, monitor, 255))});
+        });
+      }
     });
-    refusePresentAndAbsent(place, nodeSchema(), draft_.records);
   }
 
   void parsePort(json::value value, const Place& place) {
-    PortDraft& port = draft_.ports.emplace_back();
-    port.port.portState = kDefaultPortState;
-    port.index = place.index;
-    port.at = place.at;
+    const auto owner = static_cast<Owner>(draft_.ports.size());
+    IBPort port;
+    port.portState = kDefaultPortState;
+    const char* numAt = nullptr;
+    RecordNames names;
     readMembers(place, value, portKeys(), [&](std::size_t key, json::value member, const Place& at) {
       switch (static_cast<PortKey>(key)) {
         case kNum:
-          port.port.num = static_cast<std::uint8_t>(readUnsigned(at, member, kMostPorts));
+          port.num = static_cast<std::uint8_t>(readUnsigned(at, member, kMostPorts));
+          numAt = at.at;
           break;
         case kState:
-          port.port.portState =
-              isString(member) ? readWord(at, member, kPortStates, "an integer") : readSigned(at, member);
+          port.portState = isString(member) ? readWord(at, member, kPortStates, "an integer") : readSigned(at, member);
           break;
         case kPortInSubFabric:
-          port.port.inSubFabric = readBool(at, member);
+          port.inSubFabric = readBool(at, member);
           break;
         case kKinds:
-          parseKinds(member, at, port.port);
+          parseKinds(member, at, port);
           break;
         case kPortRecords:
-          parsePortRecords(member, at, port);
+          parseRecords(member, at, portSchema(), owner, names);
           break;
         case kPortAbsent:
-          parseAbsent(member, at, portSchema(), port.records);
+          parseAbsent(member, at, portSchema(), owner, names);
           break;
       }
     });
+    names.check(place, portSchema());
+    draft_.ports.push_back({port, numAt});
   }
 
   static void parseKinds(json::value value, const Place& place, IBPort& port) {
@@ -224,55 +244,32 @@ class NodeParser {
     });
   }
 
-  void parsePortRecords(json::value value, const Place& place, PortDraft& port) {
-    const RecordSchema& schema = portSchema();
-    readMembers(place, value, schema.names, [&](std::size_t kind, json::value record, const Place& at) {
-      port.records.present |= std::uint64_t{1} << kind;
-      if (kind < schema.kinds.size())
-        parseRecord(record, at, schema, kind, port.records);
-      else if (at.key == kCountersName)
-        parseCounters(record, at, port);
-      else
-        readElements(at, record, [&](json::value monitor, const Place& element) {
-          port.monitors.push_back(static_cast<std::uint8_t>(readUnsigned(element, monitor, 255)));
-        });
-    });
-    refusePresentAndAbsent(place, schema, port.records);
-  }
-
-  void parseCounters(json::value value, const Place& place, PortDraft& port) {
+  void parseCounters(json::value value, const Place& place, Owner owner) {
     static const KeyTable sets(std::string(kCountersName), {"0", "1", "2", "3", "4", "5", "6", "7"}, 0);
-    static const RecordParser parser("a counter set", kFields<siminfo::ZYRReductionCounters>);
+    static const RecordParser parser("a counter set", kFields<ZYRReductionCounters>);
     readMembers(place, value, sets, [&](std::size_t index, json::value set, const Place& at) {
       const std::size_t offset = reserve(sizeof(ZYRReductionCounters));
       parser.parse(at, set, &draft_.bytes[offset]);
-      port.counters.emplace_back(static_cast<std::uint32_t>(index), offset);
+      draft_.counters.push_back({owner, static_cast<std::uint32_t>(index), offset});
     });
   }
 
-  static void parseAbsent(json::value value, const Place& place, const RecordSchema& schema,
-                          RecordsDraft& to) {
-    readMembers(place, value, schema.names, [&](std::size_t, json::value reason, const Place& at) {
-      to.absent.emplace(at.key, readLineText(at, reason));
+  void parseAbsent(json::value value, const Place& place, const RecordSchema& schema, Owner owner,
+                   RecordNames& names) {
+    names.absentAt = place.at;
+    readMembers(place, value, schema.names, [&](std::size_t name, json::value reason, const Place& at) {
+      names.absent |= std::uint64_t{1} << name;
+      draft_.absent.push_back({owner, std::string(at.key), std::string(readLineText(at, reason))});
     });
-    refusePresentAndAbsent(place, schema, to);
-  }
-
-  /// Called when either of the two objects was read, as they come in any order.
-  static void refusePresentAndAbsent(const Place& place, const RecordSchema& schema,
-                                     const RecordsDraft& records) {
-    for (const auto& [name, reason] : records.absent) {
-      if ((records.present >> schema.names.find(name) & 1U) != 0)
-        refuse(place.member(name), "is both a record and absent; expected one of the two");
-    }
   }
 
   /// What only a whole node can be asked.
   void checkPorts(const Place& place) const {
     std::bitset<256> seen;
-    for (const PortDraft& draft : draft_.ports) {
-      const Place ports = place.member("ports");
-      const Place port{&ports, {}, draft.index, draft.at};
+    const Place ports = place.member("ports");
+    for (std::size_t i = 0; i < draft_.ports.size(); ++i) {
+      const PortDraft& draft = draft_.ports[i];
+      const Place port{&ports, {}, i, draft.numAt};
       const Place num = port.member("num");
       const std::string number = std::to_string(draft.port.num);
       if (draft.port.num == 0 && draft_.node.type != kSwitch)
@@ -287,50 +284,75 @@ class NodeParser {
   NodeDraft& draft_;
 };
 
-void addRecords(const RecordsDraft& draft, const RecordSchema& schema, const NodeDraft& node,
-                std::uint32_t index, InMemoryExtendedInfo& store) {
-  for (const RecordDraft& record : draft.records)
-    schema.kinds[record.kind].set(store, index, &node.bytes[record.offset]);
-}
+/// The record indices of a draft's node and ports, once these are part of the fabric.
+class Indices {
+ public:
+  explicit Indices(std::uint32_t node) : node_(node) {}
+  void addPort(std::uint32_t port) { ports_.push_back(port); }
+  std::uint32_t of(Owner owner) const { return owner == kNodeItself ? node_ : ports_[owner]; }
 
-void addPort(const PortDraft& draft, const NodeDraft& owner, IBNode& node, Snapshot& snapshot) {
-  InMemoryExtendedInfo& store = snapshot.discovered.records;
-  IBPort& port = *snapshot.discovered.fabric.addPort(node, draft.port.num);
-  const std::uint32_t index = port.recordIndex;
-  port = draft.port;
-  port.recordIndex = index;
-  addRecords(draft.records, portSchema(), owner, index, store);
-  for (const auto& [set, offset] : draft.counters) {
-    ZYRReductionCounters counters;
-    std::memcpy(&counters, &owner.bytes[offset], sizeof counters);
-    store.setCounters(index, set, counters);
+ private:
+  std::uint32_t node_;
+  std::vector<std::uint32_t> ports_;
+};
+
+Indices addNodeAndPorts(const NodeDraft& draft, IBNode& node, InMemoryFabric& fabric) {
+  const std::uint32_t nodeIndex = node.recordIndex;
+  std::vector<IBPort*> ports = std::move(node.ports);
+  node = draft.node;
+  node.ports = std::move(ports);
+  node.recordIndex = nodeIndex;
+  Indices indices(nodeIndex);
+  for (const PortDraft& each : draft.ports) {
+    IBPort& port = *fabric.addPort(node, each.port.num);
+    indices.addPort(port.recordIndex);
+    port = each.port;
+    port.recordIndex = indices.of(static_cast<Owner>(&each - draft.ports.data()));
   }
-  for (const std::uint8_t monitor : draft.monitors) store.setMonitor(index, monitor);
-  if (!draft.records.absent.empty()) snapshot.absentOnPorts[index] = draft.records.absent;
+  return indices;
 }
 
 }  // namespace
 
-NodeDraft parseNode(json::object document, const char* text) {
-  NodeDraft draft;
+void NodeDraft::clear() {
+  node = {};
+  nameAt = nullptr;
+  smp.reset();
+  gmp.reset();
+  ports.clear();
+  records.clear();
+  counters.clear();
+  monitors.clear();
+  absent.clear();
+  bytes.clear();
+}
+
+void parseNode(json::object document, const char* text, NodeDraft& draft) {
+  draft.clear();
   NodeParser(draft).parse(document, Place{nullptr, {}, 0, text});
-  return draft;
 }
 
 bool addToSnapshot(const NodeDraft& draft, Snapshot& snapshot) {
-  DiscoveredFabric& discovered = snapshot.discovered;
-  IBNode* node = discovered.fabric.addNode(draft.node.name, draft.node.numPorts);
+  auto& [fabric, store, capabilities] = snapshot.discovered;
+  IBNode* node = fabric.addNode(draft.node.name, draft.node.numPorts);
   if (node == nullptr) return false;
-  const std::uint32_t index = node->recordIndex;
-  std::vector<IBPort*> ports = std::move(node->ports);
-  *node = draft.node;
-  node->ports = std::move(ports);
-  node->recordIndex = index;
-  if (draft.hasSmp) discovered.capabilities.setAnswer(index, false, draft.smp);
-  if (draft.hasGmp) discovered.capabilities.setAnswer(index, true, draft.gmp);
-  addRecords(draft.records, nodeSchema(), draft, index, discovered.records);
-  if (!draft.records.absent.empty()) snapshot.absentOnNodes[index] = draft.records.absent;
-  for (const PortDraft& port : draft.ports) addPort(port, draft, *node, snapshot);
+  const Indices indices = addNodeAndPorts(draft, *node, fabric);
+  if (draft.smp) capabilities.setAnswer(node->recordIndex, false, *draft.smp);
+  if (draft.gmp) capabilities.setAnswer(node->recordIndex, true, *draft.gmp);
+  for (const auto& [owner, kind, offset] : draft.records) {
+    const RecordKind& kindOf = owner == kNodeItself ? kNodeRecordKinds[kind] : kPortRecordKinds[kind];
+    kindOf.set(store, indices.of(owner), &draft.bytes[offset]);
+  }
+  for (const auto& [owner, set, offset] : draft.counters) {
+    ZYRReductionCounters counters;
+    std::memcpy(&counters, &draft.bytes[offset], sizeof counters);
+    store.setCounters(indices.of(owner), set, counters);
+  }
+  for (const auto& [owner, monitor] : draft.monitors) store.setMonitor(indices.of(owner), monitor);
+  for (const auto& [owner, record, reason] : draft.absent) {
+    auto& absent = owner == kNodeItself ? snapshot.absentOnNodes : snapshot.absentOnPorts;
+    absent[indices.of(owner)][record] = reason;
+  }
   return true;
 }
 

@@ -22,11 +22,10 @@ struct Header {
   std::string collectedAt;
 };
 
-Header parseHeader(json::object document, const char* text) {
+void parseHeader(json::object document, const char* text, Header& header) {
   enum Key : std::size_t { kVersion, kSource, kCollectedAt };
   static const KeyTable keys("the header, which is the first document,",
                              {"fabric_snapshot", "source", "collected_at"}, kSource);
-  Header header;
   readMembers(Place{nullptr, {}, 0, text}, document, keys,
               [&](std::size_t key, json::value value, const Place& at) {
                 if (key == kVersion) {
@@ -38,7 +37,6 @@ Header parseHeader(json::object document, const char* text) {
                   (key == kSource ? header.source : header.collectedAt) = readLineText(at, value);
                 }
               });
-  return header;
 }
 
 /// Reads the documents of one snapshot, in their order.
@@ -50,11 +48,14 @@ class SnapshotReader {
   Snapshot read(const ReadProgress& progress) {
     if (!documents_.next())
       throw SnapshotError(label_ + ":1: is empty; expected a header as the first document");
-    const auto header = parse<Header>(parseHeader);
+    Header header;
+    parse(parseHeader, header);
     snapshot_.source = snapshot_.discovered.fabric.source = header.source;
     snapshot_.collectedAt = header.collectedAt;
+    NodeDraft draft;
     while (documents_.next()) {
-      add(parse<NodeDraft>(parseNode));
+      parse(parseNode, draft);
+      add(draft);
       if (progress && lines_.size() % kNodesPerProgress == 0) progress(lines_.size(), documents_.bytesRead());
     }
     if (progress) progress(lines_.size(), documents_.bytesRead());
@@ -65,9 +66,9 @@ class SnapshotReader {
   /// Parses the current document: first as the one line that it is as a rule, and then, if that fails, to the
   /// bracket that closes it. A line that was no whole document says nothing about what is wrong.
   template <class Result>
-  Result parse(Result (*parseObject)(json::object, const char*)) {
+  void parse(void (*parseObject)(json::object, const char*, Result&), Result& result) {
     try {
-      return parseText<Result>(parseObject);
+      return parseText(parseObject, result);
     } catch (const Refusal& refusal) {
       if (!documents_.widen()) {
         if (documents_.isCut()) refuseCut();
@@ -75,14 +76,14 @@ class SnapshotReader {
       }
     }
     try {
-      return parseText<Result>(parseObject);
+      return parseText(parseObject, result);
     } catch (const Refusal& refusal) {
       refuseAt(refusal);
     }
   }
 
   template <class Result>
-  Result parseText(Result (*parseObject)(json::object, const char*)) {
+  void parseText(void (*parseObject)(json::object, const char*, Result&), Result& result) {
     const std::string_view text = documents_.text();
     const Place whole{nullptr, {}, 0, text.data()};
     json::document document;
@@ -93,10 +94,24 @@ class SnapshotReader {
     if (error == simdjson::INCORRECT_TYPE) refuse(whole, "is no object; expected a header or a node");
     if (error == simdjson::UTF8_ERROR) refuseUtf8(text);
     if (error != simdjson::SUCCESS) refuse(whole, error, nullptr, {});
-    Result result = parseObject(object, text.data());
-    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
-      refuse(whole, "has something behind its closing bracket; expected white space and the next document");
-    return result;
+    parseObjectOf(document, object, parseObject, result);
+  }
+
+  template <class Result>
+  void parseObjectOf(json::document& document, json::object object,
+                     void (*parseObject)(json::object, const char*, Result&), Result& result) {
+    const std::string_view text = documents_.text();
+    const Place whole{nullptr, {}, 0, text.data()};
+    try {
+      parseObject(object, text.data(), result);
+      if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
+        refuse(whole, "has something behind its closing bracket; expected white space and the next document");
+    } catch (Refusal& refusal) {
+      const char* stoppedAt = text.data() + text.size();
+      if (refusal.at == nullptr && document.current_location().get(stoppedAt) == simdjson::SUCCESS)
+        refusal.at = stoppedAt;
+      throw;
+    }
   }
 
   /// The parser does not say where; the line that is no UTF-8 by itself is where.

@@ -7,6 +7,7 @@
 
 #include "core/records/field.h"
 #include "snapshot/json.h"
+#include "snapshot/written_record.h"
 
 namespace siminfo {
 
@@ -23,6 +24,7 @@ class RecordParser {
 
   std::span<const Field> fields_;
   KeyTable keys_;
+  WrittenRecord written_;
   std::vector<RecordParser> inner_;  // by field; empty parsers for fields that are no records
 };
 

@@ -16,7 +16,7 @@ std::filesystem::path createBeside(const std::filesystem::path& target) {
     std::string name(".");
     name.append(target.filename()).append(".").append(std::to_string(getpid())).append(".");
     name.append(std::to_string(attempt)).append(".tmp");
-    const std::filesystem::path path = target.parent_path() / name;
+    std::filesystem::path path = target.parent_path() / name;
     const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor >= 0) {
       ::close(descriptor);

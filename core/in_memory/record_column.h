@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <vector>
 
 namespace siminfo {
@@ -13,27 +13,29 @@ template <class Record>
 class RecordColumn {
  public:
   /// Null when no record was added under the key.
-  const Record* find(std::uint32_t key) const {
-    if (key >= places_.size() || places_[key] == kNone) return nullptr;
-    return &records_[places_[key]];
-  }
+  const Record* find(std::uint32_t key) const { return key < byKey_.size() ? byKey_[key] : nullptr; }
 
   /// Adds the record under the key, or replaces the one that is there.
   void set(std::uint32_t key, const Record& record) {
-    if (key >= places_.size()) places_.resize(key + std::size_t{1}, kNone);
-    if (places_[key] == kNone) {
-      places_[key] = static_cast<std::uint32_t>(records_.size());
-      records_.push_back(record);
-    } else {
-      records_[places_[key]] = record;
-    }
+    if (key >= byKey_.size()) byKey_.resize(key + std::size_t{1});
+    if (byKey_[key] == nullptr) byKey_[key] = next();
+    *byKey_[key] = record;
   }
 
  private:
-  static constexpr std::uint32_t kNone = ~std::uint32_t{0};
+  static constexpr std::size_t kChunk = 256;
 
-  std::vector<std::uint32_t> places_;  // by key
-  std::deque<Record> records_;
+  Record* next() {
+    if (used_ == kChunk) {
+      chunks_.push_back(std::make_unique_for_overwrite<Record[]>(kChunk));
+      used_ = 0;
+    }
+    return &chunks_.back()[used_++];
+  }
+
+  std::vector<Record*> byKey_;
+  std::vector<std::unique_ptr<Record[]>> chunks_;
+  std::size_t used_ = kChunk;  // of the last chunk
 };
 
 }  // namespace siminfo

@@ -75,8 +75,18 @@ inline std::uint64_t Field::get(const void* record, std::size_t index) const {
 }
 
 inline void Field::set(void* record, std::uint64_t value, std::size_t index) const {
-  static_assert(std::endian::native == std::endian::little, "the low bytes of a value come first");
-  std::memcpy(const_cast<std::byte*>(at(record, index)), &value, size);
+  std::byte* to = const_cast<std::byte*>(at(record, index));
+  const auto store = [to](auto narrowed) { std::memcpy(to, &narrowed, sizeof narrowed); };
+  switch (size) {
+    case 1:
+      return store(static_cast<std::uint8_t>(value));
+    case 2:
+      return store(static_cast<std::uint16_t>(value));
+    case 4:
+      return store(static_cast<std::uint32_t>(value));
+    default:
+      return store(value);
+  }
 }
 
 namespace detail {

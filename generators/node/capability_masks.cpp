@@ -24,7 +24,7 @@ void restoreMask(BlockEmitter& out, std::string_view image, const capability_mas
   out << "\n\n";
   out.open(target);
   for (std::size_t i = 0; i < mask.words.size(); ++i)
-    out << "    mad_buffer.capability" << i << " = 0x" << Hex{mask.words[i]} << ";\n";
+    out << (i > 0 ? "\n" : "") << "    mad_buffer.capability" << i << " = 0x" << Hex{mask.words[i]} << ";";
   out.close(target);
 }
 

@@ -47,13 +47,7 @@ void SimInfoDumpCPP::GenerateFWInfo(std::ostream& os, const IBNode& node) const 
   const BlockTarget target{"FWInfo_Block_Element", "&m_node->fwInfo"};
   BlockEmitter out(os);
   out.open(target);
-  for (const Field& field : kFields<FWInfo_Block_Element>) {
-    if (field.isNumber())
-      out.assign(4, field.name, field.get(&record->FWInfo));
-    else
-      assignPSID(out, record->FWInfo.PSID);
-    out << "\n";
-  }
+  out.assignAll(4, record->FWInfo, [&](const Field&) { assignPSID(out, record->FWInfo.PSID); });
   out.close(target);
 }
 

@@ -28,17 +28,12 @@ void SimInfoDumpCPP::GenerateVSReductionManagerClassPortInfo(std::ostream& os, c
   }
   const BlockTarget target{"IB_ClassPortInfo", "&m_node->zyr_rma_class_port_info"};
   out.open(target);
-  for (const Field& field : kFields<IB_ClassPortInfo>) {
-    if (field.isNumber()) {
-      out.assign(4, field.name, field.get(record));
-    } else {
-      // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the
-      // GID are not in the file.
-      const auto address = reinterpret_cast<std::uintptr_t>(record->RedirectGID.data());
-      out << "    mad_buffer.RedirectGID = 0x0x" << Hex{address} << ";";
-    }
-    out << "\n";
-  }
+  out.assignAll(4, *record, [&](const Field&) {
+    // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the
+    // GID are not in the file.
+    const auto address = reinterpret_cast<std::uintptr_t>(record->RedirectGID.data());
+    out << "    mad_buffer.RedirectGID = 0x0x" << Hex{address} << ";";
+  });
   out.close(target);
 }
 

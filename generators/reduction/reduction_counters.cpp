@@ -104,14 +104,17 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, 
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent,
                                                   const ZYRReductionCounters* record) const {
   BlockEmitter out(os);
-  for (const Field& field : kFields<ZYRReductionCounters>) {
-    // The format writes this counter twice: among the first, and again in front of its data counter.
-    if (field.name == "generated_mc_read_resp_data") {
+  constexpr std::size_t kCount = kFields<ZYRReductionCounters>.size();
+  for (std::size_t i = 0; i < kCount; ++i) {
+    // The format writes this counter twice: among the first, and again in front of its data counter, the
+    // last.
+    if (i + 1 == kCount) {
       out << "\n";
       out.assign(indent, "generated_mc_read_resp_pkt", record->generated_mc_read_resp_pkt);
     }
     out << "\n";
-    out.assign(indent, field.name, field.get(record));
+    out.assign(indent, kAssignmentHeads<ZYRReductionCounters>[i],
+               kFields<ZYRReductionCounters>[i].get(record));
   }
 }
 

@@ -3,6 +3,20 @@
 #include "generators/refusals.h"
 
 namespace siminfo {
+namespace {
+
+/// All four modes, however many tables the switch has, so that the simulated node keeps none of its own.
+void assignModes(BlockEmitter& out, const std::array<PLFT_Description_Mode, 4>& modes) {
+  for (std::size_t i = 0; i < modes.size(); ++i) {
+    for (const Field& field : kFields<PLFT_Description_Mode>) {
+      const bool isFirst = i == 0 && &field == kFields<PLFT_Description_Mode>.data();
+      out << (isFirst ? "" : "\n") << "    mad_buffer.Description_Mode[" << i << "]." << field.name << " = 0x"
+          << Hex{field.get(&modes[i])} << ";";
+    }
+  }
+}
+
+}  // namespace
 
 void SimInfoDumpCPP::GeneratePrivateLFTInfo(std::ostream& os, const IBNode& node) const {
   if (RefusesNonSwitch(os, node)) return;
@@ -19,16 +33,7 @@ void SimInfoDumpCPP::GeneratePrivateLFTInfo(std::ostream& os, const IBNode& node
   }
   const BlockTarget target{"ib_private_lft_info", "&m_node->plftInfo"};
   out.open(target);
-  for (const Field& field : kFields<ib_private_lft_info>) {
-    if (!field.isNumber()) continue;
-    out.assign(4, field.name, field.get(record));
-    out << "\n";
-  }
-  for (std::size_t i = 0; i < record->Description_Mode.size(); ++i) {
-    for (const Field& field : kFields<PLFT_Description_Mode>)
-      out << "    mad_buffer.Description_Mode[" << i << "]." << field.name << " = 0x"
-          << Hex{field.get(&record->Description_Mode[i])} << ";\n";
-  }
+  out.assignAll(4, *record, [&](const Field&) { assignModes(out, record->Description_Mode); });
   out.close(target);
 }
 

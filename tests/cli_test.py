@@ -1,0 +1,160 @@
+#!/usr/bin/env python3
+"""The program as its users meet it: exit status, standard output, standard error and files."""
+
+import os
+import pathlib
+import re
+import resource
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
+SMALL = SOURCE / "examples" / "small_fabric.json"
+HEADER = '{"fabric_snapshot": 1}\n'
+
+
+def node(name, guid=1):
+    return f'{{"name": "{name}", "guid": {guid}, "type": "switch", "num_ports": 0}}\n'
+
+
+class CommandLine(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.dir = pathlib.Path(scratch.name)
+
+    def run_program(self, *arguments, stdin=None, **options):
+        return subprocess.run([PROGRAM, *map(str, arguments)], input=stdin, text=True, cwd=self.dir,
+                              capture_output="stdout" not in options, timeout=60, **options)
+
+    def generate(self, *arguments, **options):
+        return self.run_program("generate", SMALL, "--name", "Fab1", "--output-dir", "out", *arguments, **options)
+
+    def banners(self):
+        text = (self.dir / "out" / "fab1_generated.cpp").read_text()
+        return re.findall(r"^// Name: '(.*)', Alt: '", text, re.M)
+
+    def test_prints_the_path_and_says_what_came_of_it(self):
+        done = self.generate()
+        self.assertEqual((done.returncode, done.stdout), (0, "out/fab1_generated.cpp\n"))
+        warning, summary = done.stderr.splitlines()
+        self.assertRegex(warning, r"^siminfo: warning: .*SW \(3 nodes\).*--guid.*--one-per-class")
+        self.assertRegex(summary, r"^siminfo: 6 nodes, 132 frames: \d+ blocks, \d+ comments, \d+ #error lines$")
+        text = (self.dir / "out" / "fab1_generated.cpp").read_text()
+        body = text[text.index("// Node Type"):]
+        for count, what in zip(re.findall(r"(\d+) (?:comm|#err)", summary),
+                               (r"\{\n//", r"\{\n#error")):
+            self.assertEqual(int(count), len(re.findall(what, body)))
+
+    def test_selects_nodes(self):
+        cases = [
+            (["--guid", "0x2c90000000041"], ["sw1-reduction"], ""),
+            (["--guid", "2c90000000041", "--guid", "S-0002c90000000043"], ["sw1-reduction", "sw2-plain"], "SW (2"),
+            (["--guid", "0002:c900:0000:0051", "--guid", "77"], ["host-1 HCA-1"], "0x0000000000000077 is no node"),
+            (["--guid-file", "guids"], ["an-1", "rtr-1"], ""),
+            (["--one-per-class"], ["an-1", "host-1 HCA-1", "rtr-1", "sw1-reduction"], ""),
+            (["--one-per-class", "--guid", "2c90000000042"], ["sw3-partial"], ""),
+            (["--one-per-class", "--guid", "77"], [], "is no node"),
+        ]
+        (self.dir / "guids").write_text("# two of them\n0x2c90000000061  # a router\n\n  2c90000000071\n")
+        for arguments, names, warning in cases:
+            done = self.generate(*arguments)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertEqual(self.banners(), names, arguments)
+            warnings = [line for line in done.stderr.splitlines() if "warning" in line]
+            self.assertEqual(len(warnings), 1 if warning else 0, done.stderr)
+            self.assertIn(warning, "".join(warnings))
+
+    def test_refuses_a_bad_command_line(self):
+        (self.dir / "file").write_text("")
+        for arguments, message in [
+            (["generate", SMALL], "--name is required"),
+            (["generate", "--name", "F"], "SNAPSHOT is required"),
+            (["generate", SMALL, "--name", "F", "--frobnicate"], "--frobnicate"),
+            (["generate", SMALL, "--name", "9lives"], "no C++ identifier"),
+            (["generate", SMALL, "--name", "switch"], "no C++ identifier"),
+            (["generate", SMALL, "--name", "a-b"], "no C++ identifier"),
+            (["generate", SMALL, "--name", "F", "--guid", "0x12345678901234567"], "is no GUID"),
+            (["generate", SMALL, "--name", "F", "--guid", "sw1"], "is no GUID"),
+            (["generate", SMALL, "--name", "F", "--output-dir", "file"], "file is no directory"),
+            (["generate", SMALL, "--name", "F", "--output-dir", "file/sub"], "Not a directory"),
+            (["frobnicate"], "siminfo: error: "),
+            ([], "siminfo: error: "),
+        ]:
+            done = self.run_program(*arguments)
+            self.assertEqual((done.returncode, done.stdout), (2, ""), arguments)
+            self.assertTrue(done.stderr.startswith("siminfo: error: "), done.stderr)
+            self.assertIn(message, done.stderr)
+
+    def test_refuses_bad_input_and_writes_nothing(self):
+        (self.dir / "bad").write_text(HEADER + node("a") + node("a", 2))
+        (self.dir / "guids").write_text("12\nxyz\n")
+        (self.dir / "none").write_text("# nothing\n")
+        (self.dir / "out").mkdir()
+        for arguments, message in [
+            (["bad"], "bad:3: name: is the name of the node on line 2"),
+            (["missing"], "missing: No such file"),
+            ([self.dir], "Is a directory"),
+            ([SMALL, "--guid-file", "guids"], 'guids:2: "xyz" is no GUID'),
+            ([SMALL, "--guid-file", "none"], "none: has no GUID"),
+            ([SMALL, "--guid-file", "missing"], "missing: No such file"),
+        ]:
+            done = self.run_program("generate", *arguments, "--name", "F", "--output-dir", "out")
+            self.assertEqual((done.returncode, done.stdout), (3, ""), done.stderr)
+            self.assertTrue(done.stderr.startswith("siminfo: error: "), done.stderr)
+            self.assertIn(message, done.stderr)
+            self.assertEqual(list((self.dir / "out").iterdir()), [])
+
+    def test_reads_standard_input(self):
+        done = self.run_program("generate", "-", "--name", "Fab1", "--output-dir", "out", stdin=HEADER + node("x"))
+        self.assertEqual((done.returncode, self.banners()), (0, ["x"]))
+        done = self.run_program("generate", "-", "--name", "F", stdin=HEADER + "{")
+        self.assertIn("<stdin>:2: ", done.stderr)
+
+    def test_keeps_the_old_file_when_the_disk_is_full(self):
+        (self.dir / "out").mkdir()
+        old = self.dir / "out" / "fab1_generated.cpp"
+        old.write_text("old")
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+            signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
+
+        done = self.generate(preexec_fn=limit)
+        self.assertEqual((done.returncode, done.stdout), (3, ""))
+        self.assertIn("error: out/fab1_generated.cpp: File too large", done.stderr)
+        self.assertEqual([old.read_text(), os.listdir(self.dir / "out")], ["old", ["fab1_generated.cpp"]])
+
+    def test_reports_a_full_standard_output(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            for arguments in (["--version"], ["--help"], ["generate", "--help"],
+                              ["generate", str(SMALL), "--name", "F"]):
+                done = self.run_program(*arguments, stdout=full, stderr=subprocess.PIPE)
+                self.assertEqual(done.returncode, 3, arguments)
+                self.assertIn("standard output: No space left", done.stderr)
+
+    def test_helps_on_standard_output(self):
+        self.assertRegex(self.run_program("--version").stdout, r"^siminfo \d+\.\d+\.\d+\n$")
+        for arguments in (["--help"], ["generate", "--help"]):
+            done = self.run_program(*arguments)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            self.assertIn("Usage: " + " ".join(["siminfo", *arguments[:-1]]), done.stdout)
+
+    def test_generates_a_fat_tree_the_same_in_any_order(self):
+        tree = subprocess.run([sys.executable, SOURCE / "examples" / "make_fat_tree.py", "--leaves", "4"],
+                              capture_output=True, text=True, check=True).stdout
+        outputs = set()
+        header, *nodes = tree.splitlines(keepends=True)
+        for lines in (nodes, nodes[::-1]):
+            done = self.run_program("generate", "-", "--name", "Ft", stdin=header + "".join(lines))
+            self.assertIn("siminfo: 134 nodes, 2948 frames: 1534 blocks, 1414 comments, 0 #error", done.stderr)
+            text = (self.dir / "ft_generated.cpp").read_text()
+            outputs.add(re.sub("0x0x[0-9a-f]+", "", text))
+        self.assertEqual(len(outputs), 1)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

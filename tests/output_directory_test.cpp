@@ -1,0 +1,97 @@
+#include "core/in_memory/output_directory.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "tests/support.h"
+
+namespace siminfo {
+namespace {
+
+class OutputDirectoryTest : public testing::Test {
+ protected:
+  std::string write(OutputDirectory& files, const std::string& text) {
+    std::ofstream out;
+    EXPECT_EQ(files.open("f.cpp", out), 0) << files.failure();
+    out << text;
+    return files.close(out) == 0 ? readFile(file) : "";
+  }
+
+  ScratchDirectory directory;
+  std::filesystem::path file = directory.path() / "f.cpp";
+};
+
+TEST_F(OutputDirectoryTest, ReplacesAFileWhenItIsComplete) {
+  std::ofstream(file) << "old";
+  ::chmod(file.c_str(), 0640);
+  OutputDirectory files(directory.path());
+  std::ofstream out;
+  ASSERT_EQ(files.open("f.cpp", out), 0);
+  out << "new" << std::flush;
+  EXPECT_EQ(readFile(file), "old");
+  EXPECT_EQ(files.close(out), 0);
+  EXPECT_EQ(readFile(file), "new");
+  struct stat info {};
+  ASSERT_EQ(::stat(file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777U, 0640U);
+  EXPECT_EQ(directory.fileCount(), 1U);
+}
+
+TEST_F(OutputDirectoryTest, KeepsTheOldFileWhenAWriteFails) {
+  std::ofstream(file) << "old";
+  const rlimit before = [] {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    return limit;
+  }();
+  const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{1000, before.rlim_max};
+  OutputDirectory files(directory.path());
+  std::ofstream out;
+  ASSERT_EQ(files.open("f.cpp", out), 0);
+  setrlimit(RLIMIT_FSIZE, &small);
+  out << std::string(100000, 'x');
+  EXPECT_NE(files.close(out), 0);
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, signalBefore);
+  EXPECT_EQ(files.failure(), file.string() + ": File too large");
+  EXPECT_EQ(readFile(file), "old");
+  EXPECT_EQ(directory.fileCount(), 1U);
+}
+
+TEST_F(OutputDirectoryTest, LeavesNothingBehindWhenAFileIsNotClosed) {
+  {
+    OutputDirectory files(directory.path());
+    std::ofstream out;
+    ASSERT_EQ(files.open("f.cpp", out), 0);
+    out << "half" << std::flush;
+    EXPECT_EQ(directory.fileCount(), 1U);
+  }
+  EXPECT_EQ(directory.fileCount(), 0U);
+}
+
+TEST_F(OutputDirectoryTest, ReplacesTheTargetOfALink) {
+  const std::filesystem::path target = directory.path() / "target.cpp";
+  std::ofstream(target) << "old";
+  std::filesystem::create_symlink("target.cpp", file);
+  OutputDirectory files(directory.path());
+  EXPECT_EQ(write(files, "new"), "new");
+  EXPECT_TRUE(std::filesystem::is_symlink(file));
+  EXPECT_EQ(readFile(target), "new");
+}
+
+TEST_F(OutputDirectoryTest, RefusesWhatIsNoRegularFileOrNoDirectory) {
+  std::ofstream out;
+  std::filesystem::create_symlink("/dev/null", file);
+  OutputDirectory files(directory.path());
+  EXPECT_NE(files.open("f.cpp", out), 0);
+  EXPECT_NE(files.failure(), "");
+  OutputDirectory missing(directory.path() / "missing");
+  EXPECT_EQ(missing.open("f.cpp", out), ENOENT);
+  EXPECT_EQ(missing.failure(), (directory.path() / "missing/f.cpp").string() + ": No such file or directory");
+}
+
+}  // namespace
+}  // namespace siminfo

@@ -1,0 +1,264 @@
+#include <algorithm>
+
+#include "snapshot/reader.h"
+#include "snapshot/writer.h"
+#include "tests/support.h"
+
+namespace siminfo {
+namespace {
+
+/// Hands out a text in pieces of at most `piece` bytes.
+DocumentStream::ReadBytes pieces(const std::string& text, std::size_t piece = ~std::size_t{0}) {
+  return [text, piece, at = std::size_t{0}](char* to, std::size_t size) mutable {
+    const std::size_t count = std::min({size, piece, text.size() - at});
+    std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(at), count, to);
+    at += count;
+    return count;
+  };
+}
+
+Snapshot read(const std::string& text) { return readSnapshot(pieces(text), "f"); }
+
+std::string written(const Snapshot& snapshot) {
+  std::ostringstream out;
+  writeSnapshot(snapshot, out);
+  return out.str();
+}
+
+const std::string kHeader = "{\"fabric_snapshot\": 1}\n";
+std::string node(const std::string& more, const std::string& name = "n") {
+  return R"({"name": ")" + name + R"(", "guid": 1, "type": "switch", "num_ports": 4)" +
+         (more.empty() ? "" : ", " + more) + "}\n";
+}
+std::string port(const std::string& more) {
+  return node(R"("ports": [{"num": 1)" + (more.empty() ? "" : ", " + more) + "}]");
+}
+const std::string kRouterInfo =
+    R"("CapabilityMask":1,"NextHopTableCap":2,"AdjacentSiteLocalSubnetsTableCap":3,)"
+    R"("ar_group_to_router_lid_table_cap":4,"cap_supported_subnets":5,"cap_router_lid":6)";
+std::string routerInfo(const std::string& fields) {
+  return node(R"("records": {"SMP_RouterInfo": {)" + fields + "}}");
+}
+
+TEST(SnapshotReader, RefusesWithPlacePathAndExpectation) {
+  struct Case {
+    std::string text;     // behind the header, unless it begins with '!'
+    std::string message;  // its beginning, behind the file's name
+  };
+  const std::vector<Case> cases = {
+      {"!", "1: is empty"},
+      {"!\n\n{\"x\": 1}", "3: x: is unknown; the header"},
+      {"!{}", "1: fabric_snapshot: is missing"},
+      {"!{\"fabric_snapshot\": 2}", "1: fabric_snapshot: is format 2; expected format 1"},
+      {"!{\"fabric_snapshot\": 1, \"source\": \"a\\nb\"}", "1: source: holds the control character U+000a"},
+      {"[]", "2: is no object"},
+      {"7", "2: is no object"},
+      {"{\"name\": \"a\",\n\n \"guid\": 1,, }", "4: malformed JSON"},
+      {"{\"name\": \"a\"", "2: the document that begins here has no end"},
+      {"{\"name\": \"a}\n{}\n", "2: the document that begins here has no end"},
+      {node("") + "}", "3: is no object"},
+      {"{\"name\":\n\n \"\xff\"}", "4: is not UTF-8"},
+      {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
+      {"{\"name\": \"\\q\"}", "2: name: malformed JSON: a string with an escape that is none"},
+      {node("\"x\": 1"), "2: x: is unknown; a node has name, guid,"},
+      {node("\"\\u001b[2J\": 1"), "2: [\"\\u{001b}[2J\"]: is unknown"},
+      {node("\"name\": \"b\""), "2: name: is given twice"},
+      {node("\"n\\u0061me\": \"b\""), "2: name: is given twice"},
+      {R"({"name": "a", "guid": 1, "type": 2})", "2: num_ports: is missing"},
+      {node("", "same") + "\n" + node("", "same"), "4: name: is the name of the node on line 2"},
+      {node("", ""), "2: name: is empty"},
+      {node("", "a\\u2028b"), "2: name: holds the line separator U+2028"},
+      {node("", "a\\\\ "), "2: name: ends in a backslash"},
+      {node(R"("alternative_name": "a??/")"), "2: alternative_name: ends in ?\?/"},
+      {node(R"("in_sub_fabric": 1)"), "2: in_sub_fabric: is a number; expected true or false"},
+      {node(R"("special_type": 4294967296)"), "2: special_type: 4294967296 does not fit"},
+      {node(R"("capabilities": {"smp": [1, 2, 3]})"), "2: capabilities.smp: has 3 words; expected 4"},
+      {node(R"("capabilities": {"smp": [1, 2, 3, 4, 5]})"), "2: capabilities.smp[4]: is one too many"},
+      {node(R"("capabilities": {"smp": [0,0,0,0], "smp_error": 1})"),
+       "2: capabilities.smp_error: is given beside"},
+      {node(R"("capabilities": {"gmp_error": 0})"), "2: capabilities.gmp_error: is 0, which is no error"},
+      {node(R"("records": {"SMP_PortInfo": {}})"),
+       "2: records.SMP_PortInfo: is unknown; a node's records has SMP_"},
+      {node(R"("records": [])"), "2: records: is an array; expected an object"},
+      {routerInfo(""), "2: records.SMP_RouterInfo.CapabilityMask: is missing"},
+      {routerInfo(kRouterInfo + R"(,"cap": 1)"), "2: records.SMP_RouterInfo.cap: is unknown"},
+      {routerInfo(kRouterInfo + R"(,"cap_router_lid": 1)"),
+       "2: records.SMP_RouterInfo.cap_router_lid: is given twice"},
+      {routerInfo(R"("CapabilityMask": 4294967296)"),
+       "2: records.SMP_RouterInfo.CapabilityMask: 4294967296 does not"},
+      {routerInfo(R"("CapabilityMask": "0x100000000")"),
+       "2: records.SMP_RouterInfo.CapabilityMask: \"0x100000000\" d"},
+      {routerInfo(R"("CapabilityMask": -1)"), "2: records.SMP_RouterInfo.CapabilityMask: -1 does not fit"},
+      {routerInfo(R"("CapabilityMask": 1.5)"), "2: records.SMP_RouterInfo.CapabilityMask: 1.5 does not fit"},
+      {routerInfo(R"("CapabilityMask": 1e3)"), "2: records.SMP_RouterInfo.CapabilityMask: 1e3 does not fit"},
+      {routerInfo(R"("CapabilityMask": "0x")"),
+       "2: records.SMP_RouterInfo.CapabilityMask: \"0x\" does not fit"},
+      {routerInfo(R"("CapabilityMask": "12 ")"),
+       "2: records.SMP_RouterInfo.CapabilityMask: \"12 \" does not fit"},
+      {routerInfo(R"("CapabilityMask": null)"),
+       "2: records.SMP_RouterInfo.CapabilityMask: is null; expected an int"},
+      {R"({"name": "a", "guid": 18446744073709551616, "type": 2, "num_ports": 0})",
+       "2: guid: 18446744073709551616 doe"},
+      {R"({"name": "a", "guid": 1, "type": "swich", "num_ports": 0})",
+       "2: type: is not one of the words for it"},
+      {R"({"name": "a", "guid": 1, "type": 256, "num_ports": 0})", "2: type: 256 does not fit"},
+      {R"({"name": "a", "guid": 1, "type": 2, "num_ports": 255})", "2: num_ports: 255 does not fit"},
+      {R"({"name": "a", "guid": 1, "type": "ca", "num_ports": 1, "ports": [{"num": 0}]})",
+       "2: ports[0].num: is 0; ex"},
+      {node("\"ports\": [{}]"), "2: ports[0].num: is missing"},
+      {node("\"ports\": [{\"num\": 1},\n{\"num\": 5}]"), "3: ports[1].num: 5 is above \"num_ports\", 4"},
+      {node(R"("ports": [{"num": 2}, {"num": 2}])"), "2: ports[1].num: 2 is the number of an earlier port"},
+      {port(R"("state": "up")"), "2: ports[0].state: is not one of the words"},
+      {port(R"("kinds": ["fnm", "x"])"), "2: ports[0].kinds[1]: is no kind of port"},
+      {port(R"("records": {"ZYRReductionCounters": {"8": {}}})"),
+       "2: ports[0].records.ZYRReductionCounters.8: is unk"},
+      {port(R"("records": {"ZYRReductionConfigureMLIDMonitors": [256]})"),
+       "2: ports[0].records.ZYRReductionConfigureMLIDMonitors[0]: 256 does not fit"},
+      {port(
+           R"("records": {"ZYRReductionPortInfo": {"capability_mask": 1}}, "absent": {"ZYRReductionPortInfo": "x"})"),
+       "2: ports[0].absent.ZYRReductionPortInfo: is a record that is there"},
+      {port(
+           R"("absent": {"ZYRReductionConfigureMLIDMonitors": "x"}, "records": {"ZYRReductionConfigureMLIDMonitors": []})"),
+       "2: ports[0].absent.ZYRReductionConfigureMLIDMonitors: is a rec"},
+      {node(R"("absent": {"SMP_PortInfo": "x"})"), "2: absent.SMP_PortInfo: is unknown"},
+  };
+  for (const Case& each : cases) {
+    const bool isWhole = each.text.starts_with('!');
+    try {
+      read(isWhole ? each.text.substr(1) : kHeader + each.text);
+      ADD_FAILURE() << "was taken: " << each.text;
+    } catch (const SnapshotError& error) {
+      EXPECT_TRUE(std::string(error.what()).starts_with("f:" + each.message)) << error.what() << "\n"
+                                                                              << each.text;
+    }
+  }
+}
+
+TEST(SnapshotReader, RefusesSpecialFormsOfBytesAndArrays) {
+  const auto psid = [](const std::string& value) {
+    return node(
+        R"("records": {"VSGeneralInfo": {"SWInfo":{"Major":1,"Minor":2,"SubMinor":3},"HWInfo":{"DeviceHWRevision":1,
+      "DeviceID":2,"num_ports":3,"technology":4,"pvs":5,"hw_dev_id":6},"FWInfo":{"Major":1,"Minor":2,"SubMinor":3,
+      "BuildID":4,"PSID":)" +
+        value + R"(,"INI_File_Version":5,"Extended_Major":6,"Extended_Minor":7,
+      "Extended_SubMinor":8,"isfu_major":9,"sec_boot":1}}})");
+  };
+  const auto bytesOf = [&](const std::string& value) {
+    const Snapshot snapshot = read(kHeader + psid(value));
+    return snapshot.discovered.records.getVSGeneralInfo(0)->FWInfo.PSID;
+  };
+  EXPECT_EQ(bytesOf("\"M\\u0054\""), (std::array<std::uint8_t, 16>{'M', 'T'}));
+  EXPECT_EQ(bytesOf("[77, 255, \"0x1\"]"), (std::array<std::uint8_t, 16>{77, 255, 1}));
+  for (const char* value :
+       {"\"12345678901234567\"", "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]", "[256]", "7"})
+    EXPECT_THROW(bytesOf(value), SnapshotError) << value;
+
+  const auto gid = [](const std::string& value) {
+    return read(kHeader +
+                node(R"("records": {"IB_ClassPortInfo": {"CapMsk":1,"ClassVersion":1,"BaseVersion":1,
+      "RespTimeValue":1,"CapMsk2":1,"RedirectGID":)" +
+                     value + R"(,"RedirectFL":1,"RedirectSL":1,"RedirectTC":1,
+      "RedirectPKey":1,"RedirectLID":1,"RedirectQP":1,"RedirectQKey":1}})"))
+        .discovered.records.getZYRClassPortInfo(0)
+        ->RedirectGID;
+  };
+  EXPECT_EQ(gid("\"fe8000000000000000000000000000Ab\""), gid("[254,128,0,0,0,0,0,0,0,0,0,0,0,0,0,171]"));
+  for (const char* value : {"\"fe80\"", "\"ge800000000000000000000000000000\"", "[1,2]"})
+    EXPECT_THROW(gid(value), SnapshotError) << value;
+
+  const auto modes = [](int count) {
+    std::string list;
+    for (int i = 0; i < count; ++i)
+      list += std::string(i > 0 ? "," : "") + R"({"LFTableSize":1,"NumOfLFTables":2})";
+    return kHeader +
+           node(
+               R"("records": {"ib_private_lft_info": {"Active_Mode":1,"ModeCap":2,"NumPLFTs":3,"NoFallback":4,
+      "Description_Mode":[)" +
+               list + "]}}");
+  };
+  EXPECT_EQ(read(modes(4)).discovered.records.getPLFTInfo(0)->Description_Mode[3].NumOfLFTables, 2);
+  EXPECT_THROW(read(modes(3)), SnapshotError);
+  EXPECT_THROW(read(modes(5)), SnapshotError);
+}
+
+TEST(SnapshotReader, TakesKeysInAnyOrderAndNumbersInAnySpelling) {
+  const Snapshot snapshot = read(kHeader + R"(
+    {"records": {"SMP_RouterInfo": {"cap_router_lid":"0xFFFF","CapabilityMask":"4294967295","cap_supported_subnets":5,
+       "ar_group_to_router_lid_table_cap":4,"NextHop\u0054ableCap":"0x2","AdjacentSiteLocalSubnetsTableCap":"\u0033"}},
+     "ports": [{"state": -7, "num": 2, "kinds": ["fnm1", "special"]}, {"num": 1}], "absent": {"SMP_NodeInfo": "timed out"},
+     "num_ports": 2, "type": 77, "guid": "0xffffffffffffffff", "special_type": -1, "orbel_switch": true,
+     "capabilities": {"gmp_error": -3}, "name": "rtr \u00e9", "in_sub_fabric": false} )" +
+                                 R"({"name":"b","guid":2,"type":"ca","num_ports":0})");
+  const IBNode& node = *snapshot.discovered.fabric.nodeByName.at("rtr é");
+  const SMP_RouterInfo& info = *snapshot.discovered.records.getSMPRouterInfo(node.recordIndex);
+  EXPECT_EQ(info, (SMP_RouterInfo{0xffffffff, 2, 3, 4, 5, 0xffff}));
+  EXPECT_EQ(node.guid, ~std::uint64_t{0});
+  EXPECT_EQ(node.type, 77);
+  EXPECT_EQ(node.getSpecialNodeType(), -1);
+  EXPECT_TRUE(node.isOrbelSwitch());
+  EXPECT_FALSE(node.inSubFabric);
+  ASSERT_EQ(node.ports.size(), 3U);
+  EXPECT_EQ(node.ports[0], nullptr);
+  EXPECT_EQ(node.ports[2]->portState, -7);
+  EXPECT_TRUE(node.ports[2]->isFNM1Port() && node.ports[2]->isSpecialPort() && !node.ports[2]->isFNMPort());
+  EXPECT_EQ(node.ports[1]->portState, 4);
+  EXPECT_EQ(snapshot.discovered.capabilities.answer(node.recordIndex, true).error, -3);
+  EXPECT_EQ(snapshot.discovered.capabilities.answer(node.recordIndex, false).error, 1);
+  EXPECT_EQ(snapshot.absentOnNodes.at(node.recordIndex).at("SMP_NodeInfo"), "timed out");
+  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.count("b"), 1U);
+}
+
+TEST(SnapshotReader, ReadsTheSameHoweverTheTextIsLaidOutAndCut) {
+  const std::string example = readFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
+  const std::string lines = written(read(example));
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 7);
+  EXPECT_EQ(written(read(lines)), lines);
+
+  // Every document on one line, in any order of nodes, with Windows line ends, and without a last line end.
+  std::string joined = lines;
+  std::replace(joined.begin(), joined.end(), '\n', ' ');
+  EXPECT_EQ(written(read(joined)), lines);
+  const std::size_t second = lines.find('\n') + 1;
+  const std::size_t third = lines.find('\n', second) + 1;
+  EXPECT_EQ(
+      written(read(lines.substr(0, second) + lines.substr(third) + lines.substr(second, third - second - 1))),
+      lines);
+  std::string windows;
+  for (const char character : lines) windows += character == '\n' ? "\r\n" : std::string(1, character);
+  EXPECT_EQ(written(read(windows)), lines);
+
+  for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U}) {
+    EXPECT_EQ(written(readSnapshot(pieces(lines, piece), "f")), lines) << piece;
+    EXPECT_EQ(written(readSnapshot(pieces(example, piece), "f")), lines) << piece;
+  }
+}
+
+TEST(SnapshotReader, GoesOnBeyondItsWindow) {
+  // Documents of all sizes around the window, so that it ends at many places of a document.
+  std::string text = kHeader;
+  std::string pretty = kHeader;
+  for (int i = 0; i < 400; ++i) {
+    const std::string alternative(static_cast<std::size_t>(i * 37 % 9000), 'x');
+    const std::string more = R"("alternative_name": ")" + alternative + "\"";
+    text += node(more, "n" + std::to_string(1000 + i));
+    pretty += node("\n" + more, "n" + std::to_string(1000 + i));
+  }
+  ASSERT_GT(text.size(), std::size_t{3} << 19U);
+  const Snapshot snapshot = read(text);
+  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 400U);
+  EXPECT_EQ(written(read(pretty)), written(snapshot));
+  EXPECT_THROW(read(text.substr(0, text.size() - 3)), SnapshotError);
+}
+
+TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
+  const std::string endless(DocumentStream::kLongestDocument + (std::size_t{1} << 20U), ' ');
+  try {
+    read(kHeader + "{" + endless);
+    FAIL();
+  } catch (const SnapshotError& error) {
+    EXPECT_NE(std::string(error.what()).find("longer than 64 MiB"), std::string::npos) << error.what();
+  }
+}
+
+}  // namespace
+}  // namespace siminfo
