@@ -95,10 +95,12 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
   const auto output = std::make_shared<std::string>();
   CLI::App* command = program.add_subcommand(
       "collect", "Walk a live InfiniBand fabric, or read a saved discovery, into a fabric snapshot");
-  command->add_option("-C,--Ca", options->device, "Device of this host to collect through")->type_name("CA");
-  command->add_option("-P,--Port", options->port, "Port of that device")
-      ->type_name("PORT")
-      ->check(CLI::Range(1, 254));
+  CLI::Option* device =
+      command->add_option("-C,--Ca", options->device, "Device of this host to collect through")
+          ->type_name("CA");
+  CLI::Option* port = command->add_option("-P,--Port", options->port, "Port of that device")
+                          ->type_name("PORT")
+                          ->check(CLI::Range(1, 254));
   command->add_option("-t,--timeout", options->timeoutMs, "How long to wait for one answer")
       ->type_name("MS")
       ->check(CLI::Range(1, 600000))
@@ -116,7 +118,8 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
   command
       ->add_option("--load-cache", options->cacheFile,
                    "Read this file, as ibnetdiscover --cache writes it, and ask nobody")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->excludes(device, port);
   command
       ->add_option("--node-name-map", options->nodeNameMap,
                    "File of lines 0x<guid> \"<name>\"; the names become alternative names")

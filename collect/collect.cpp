@@ -61,9 +61,23 @@ class SnapshotBuilder {
       store<SMP_SwitchInfo>(walked.switchInfo, "SMP_SwitchInfo", notAsked_, index,
                             snapshot.discovered.records, absent);
     // libibmad knows neither the attribute's number nor its layout.
-    if (node.type == kRouter) absent["SMP_RouterInfo"] = "not asked: unknown to the InfiniBand libraries";
+    if (node.type == kRouter) {
+      absent["SMP_RouterInfo"] = "not asked: unknown to the InfiniBand libraries";
+      ++routers_;
+    }
     if (!absent.empty()) snapshot.absentOnNodes[index] = std::move(absent);
     for (unsigned number = walked.firstPort(); number <= numPorts; ++number) addPort(walked, number, node);
+  }
+
+  void finish() {
+    collected_.missing = shortfall_.lines();
+    if (routers_ > 0)
+      collected_.warnings.push_back(std::to_string(routers_) +
+                                    " routers are without SMP_RouterInfo, which libibmad does not know");
+    if (undecoded_ > 0)
+      collected_.warnings.push_back(std::to_string(undecoded_) +
+                                    " ports have extended speeds of the second set, which libibmad does not "
+                                    "decode; their LinkSpeedExtSup2 is 0");
   }
 
  private:
@@ -81,14 +95,14 @@ class SnapshotBuilder {
                                 supportsExtended(walked, number) ? notAsked_ : unsupported, index,
                                 snapshot.discovered.records, absent);
     if (!absent.empty()) snapshot.absentOnPorts[index] = std::move(absent);
-    if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0)
-      collected_.warnings.push_back(node.name + " port " + std::to_string(number) +
-                                    ": LinkSpeedExtSup2 is 0 for want of a decoder in libibmad");
+    if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0) ++undecoded_;
   }
 
   Collected& collected_;
   Shortfall& shortfall_;
   std::string notAsked_;
+  std::size_t routers_ = 0;
+  std::size_t undecoded_ = 0;  // ports with speeds that no decoder is known for
 };
 
 void build(const WalkedFabric& fabric, const NodeNameMap& map, const std::string& notAsked,
@@ -97,7 +111,7 @@ void build(const WalkedFabric& fabric, const NodeNameMap& map, const std::string
   const std::vector<std::string> names = nodeNames(fabric.nodes);
   for (std::size_t i = 0; i < names.size(); ++i)
     builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], map));
-  collected.missing = shortfall.lines();
+  builder.finish();
 }
 
 Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
@@ -136,7 +150,7 @@ Collected fromPort(const CollectOptions& options, const NodeNameMap& map, const 
   Shortfall shortfall;
   Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number));
   collected.packets = watch.sent;
-  build(fabric, map, "not asked", shortfall, collected);
+  build(fabric, map, "not asked: PortInfo is missing", shortfall, collected);
   return collected;
 }
 

@@ -29,7 +29,9 @@ struct CacheFile {
   std::uint64_t ownerGuid = kSwitch1;
   std::uint64_t namedPorts = 2;  // of the switch
   std::uint64_t hostGuid = kHost1;
+  std::uint8_t hostType = IB_NODE_CA;
   std::uint8_t typeBefore = IB_NODE_SWITCH;  // as the node's own fields have it
+  std::uint32_t capabilityMask2 = 2;
   std::string behind;
 
   std::string bytes() {
@@ -46,7 +48,7 @@ struct CacheFile {
     number(0, 1);
     number(kSwitch1, 8);
     number(portNumber, 1);
-    node(hostGuid, IB_NODE_CA, 1, "host\xff");
+    node(hostGuid, hostType, 1, "host\xff");
     number(1, 1);
     number(hostGuid + 1, 8);
     number(1, 1);
@@ -81,7 +83,7 @@ struct CacheFile {
     Attribute info{};
     mad_set_field(info.data(), 0, IB_PORT_STATE_F, 4);
     mad_set_field(info.data(), 0, IB_PORT_CAPMASK_F, 0x8048);
-    mad_set_field(info.data(), 0, IB_PORT_CAPMASK2_F, 0x2);
+    mad_set_field(info.data(), 0, IB_PORT_CAPMASK2_F, capabilityMask2);
     number(guid, 8);
     number(num, 1);
     number(0, 4);
@@ -145,6 +147,18 @@ TEST_F(DiscoveryCacheTest, BecomesASnapshot) {
   EXPECT_EQ(collected.missing,
             std::vector<std::string>{
                 "sw1 (0x00000000000002c9): SMP_PortInfo of port 2, 3: not in the saved discovery"});
+}
+
+TEST_F(DiscoveryCacheTest, SaysWhatItCannotDecode) {
+  CacheFile file;
+  file.hostType = IB_NODE_ROUTER;
+  file.capabilityMask2 = 1U << 11U;
+  write(file.bytes());
+  const Collected collected = collect();
+  EXPECT_EQ(collected.warnings.size(), 2U);
+  const IBNode* router = collected.snapshot.discovered.fabric.nodeByName.at("host_");
+  EXPECT_EQ(collected.snapshot.absentOnNodes.at(router->recordIndex),
+            (AbsentRecords{{"SMP_RouterInfo", "not asked: unknown to the InfiniBand libraries"}}));
 }
 
 TEST_F(DiscoveryCacheTest, IsRefusedWithThePlaceWhereItIsWrong) {
