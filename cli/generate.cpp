@@ -20,6 +20,7 @@ struct GenerateOptions {
   std::string guidFile;
   std::string outputDir = ".";
   bool onePerClass = false;
+  unsigned jobs = 0;
 };
 
 using NodesByClass = std::map<std::string, std::vector<const IBNode*>>;
@@ -78,7 +79,7 @@ std::string counted(std::size_t number, const std::string& thing) {
 ExitStatus generate(const GenerateOptions& options) {
   checkOptions(options);
   std::set<std::uint64_t> guids = readGuids(options.guids, options.guidFile);
-  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
 
   std::error_code error;
   std::filesystem::create_directories(options.outputDir, error);
@@ -130,6 +131,9 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
       ->capture_default_str();
   command->add_flag("--one-per-class", options->onePerClass,
                     "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
+  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
   command->footer(
       "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");

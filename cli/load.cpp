@@ -1,6 +1,7 @@
 #include "cli/load.h"
 
 #include <system_error>
+#include <thread>
 
 #include "cli/command.h"
 #include "cli/console.h"
@@ -8,14 +9,15 @@
 
 namespace siminfo {
 
-std::unique_ptr<Snapshot> loadSnapshot(const std::string& fileName) {
+std::unique_ptr<Snapshot> loadSnapshot(const std::string& fileName, unsigned jobs) {
+  if (jobs == 0) jobs = std::thread::hardware_concurrency();
   Progress progress;
   const auto show = [&](std::size_t nodes, std::size_t bytes) {
     progress.show("reading " + fileName + ": " + std::to_string(nodes) + " nodes, " +
                   std::to_string(bytes / 1000000) + " MB");
   };
   try {
-    return std::make_unique<Snapshot>(readSnapshotFile(fileName, show));
+    return std::make_unique<Snapshot>(readSnapshotFile(fileName, jobs, show));
   } catch (const SnapshotError& error) {
     throw CommandError(kBadInput, error.what());
   } catch (const std::system_error& error) {

@@ -72,12 +72,16 @@ bool DocumentStream::skipWhiteSpace() {
   }
 }
 
-bool DocumentStream::next() {
+void DocumentStream::leaveDocument() {
   // A line has no line end in it; only a widened document has to be looked through for them.
   if (isWidened_) line_ += static_cast<std::size_t>(std::ranges::count(text(), '\n'));
   begin_ += length_;
   length_ = 0;
   isWidened_ = isCut_ = false;
+}
+
+bool DocumentStream::next() {
+  leaveDocument();
   if (!skipWhiteSpace()) return false;
   for (std::size_t seen = 0;;) {
     if (const std::size_t lineEnd = held().find('\n', seen); lineEnd != std::string_view::npos) {
@@ -109,6 +113,29 @@ bool DocumentStream::widen() {
       return false;
     }
   }
+}
+
+bool DocumentStream::takeLines(std::size_t size, Lines& lines) {
+  leaveDocument();
+  bool isAtEnd = false;
+  while (held().size() < size && !isAtEnd) isAtEnd = !readMore();
+  std::size_t taken = held().size();
+  if (!isAtEnd || taken > size) taken = held().substr(0, size).rfind('\n') + 1;  // npos + 1 is 0
+  if (taken == 0) return false;
+  if (lines.memory.size() < taken + kPadding) lines.memory.resize(taken + kPadding);
+  std::copy_n(held().begin(), taken, lines.memory.begin());
+  lines.size = taken;
+  lines.firstLine = line_;
+  line_ += static_cast<std::size_t>(std::ranges::count(held().substr(0, taken), '\n'));
+  begin_ += taken;
+  return true;
+}
+
+void DocumentStream::putBack(const Lines& lines) {
+  buffer_.insert(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_), lines.memory.begin(),
+                 lines.memory.begin() + static_cast<std::ptrdiff_t>(lines.size));
+  end_ += lines.size;
+  line_ = lines.firstLine;
 }
 
 }  // namespace siminfo

@@ -7,6 +7,13 @@
 
 namespace siminfo {
 
+/// Whole lines of a text, followed by as many readable bytes as a document.
+struct Lines {
+  std::vector<char> memory;
+  std::size_t size = 0;       ///< of the text in it
+  std::size_t firstLine = 0;  ///< number of its first line
+};
+
 /// Splits a text into the JSON documents that it is a sequence of, holding one of them in memory at a time.
 ///
 /// A document as snapshots are written is one line, and a line's end is found at the speed of memory; so a
@@ -27,6 +34,11 @@ class DocumentStream {
   /// Whether the input ended, or the limit was met, before the document did.
   bool isCut() const { return isCut_; }
 
+  /// Moves about `size` bytes of whole lines from before the next document into `lines`. False when there is nothing
+  /// left, or no line end within reach. putBack undoes it; of several, the one taken last comes first.
+  bool takeLines(std::size_t size, Lines& lines);
+  void putBack(const Lines& lines);
+
   /// The document. It is followed by at least `padding` readable bytes.
   std::string_view text() const { return {buffer_.data() + begin_, length_}; }
   /// Number of the line on which the document begins, from 1.
@@ -38,6 +50,8 @@ class DocumentStream {
   static constexpr std::size_t kLongestDocument = std::size_t{64} << 20U;
 
  private:
+  /// Goes behind the current document.
+  void leaveDocument();
   /// Reads more behind what is held. False at the end of the input.
   bool readMore();
   bool skipWhiteSpace();

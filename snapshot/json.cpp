@@ -28,27 +28,6 @@ std::string_view kindOf(json::value& value) {
   return "something else";
 }
 
-std::string malformed(simdjson::error_code error) {
-  switch (error) {
-    case simdjson::UTF8_ERROR:
-      return "is not UTF-8";
-    case simdjson::UNESCAPED_CHARS:
-      return "malformed JSON: a control character in a string; expected it escaped";
-    case simdjson::STRING_ERROR:
-      return "malformed JSON: a string with an escape that is none";
-    case simdjson::UNCLOSED_STRING:
-      return "malformed JSON: a string without its closing quote";
-    case simdjson::INCOMPLETE_ARRAY_OR_OBJECT:
-      return "malformed JSON: a closing bracket is missing";
-    case simdjson::TAPE_ERROR:
-      return "malformed JSON: a comma, colon, quote or bracket is missing, or there is one too many";
-    case simdjson::EMPTY:
-      return "malformed JSON: there is nothing; expected an object";
-    default:
-      return std::string("malformed JSON: ") + simdjson::error_message(error);
-  }
-}
-
 std::string listed(const std::vector<std::string_view>& names) {
   std::string list;
   for (const std::string_view name : names) list.append(list.empty() ? "" : ", ").append(name);
@@ -102,12 +81,33 @@ std::string Place::path() const {
   return path.empty() ? std::string(key) : path + "." + std::string(key);
 }
 
+std::string malformedWords(simdjson::error_code error) {
+  switch (error) {
+    case simdjson::UTF8_ERROR:
+      return "is not UTF-8";
+    case simdjson::UNESCAPED_CHARS:
+      return "malformed JSON: a control character in a string; expected it escaped";
+    case simdjson::STRING_ERROR:
+      return "malformed JSON: a string with an escape that is none";
+    case simdjson::UNCLOSED_STRING:
+      return "malformed JSON: a string without its closing quote";
+    case simdjson::INCOMPLETE_ARRAY_OR_OBJECT:
+      return "malformed JSON: a closing bracket is missing";
+    case simdjson::TAPE_ERROR:
+      return "malformed JSON: a comma, colon, quote or bracket is missing, or there is one too many";
+    case simdjson::EMPTY:
+      return "malformed JSON: there is nothing; expected an object";
+    default:
+      return std::string("malformed JSON: ") + simdjson::error_message(error);
+  }
+}
+
 void refuse(const Place& place, const std::string& what) { throw Refusal{place.path(), what, place.at}; }
 
 void refuse(const Place& place, simdjson::error_code error, json::value* value, std::string_view expected) {
   if (error == simdjson::INCORRECT_TYPE && value != nullptr)
     refuse(place, "is " + std::string(kindOf(*value)) + "; expected " + std::string(expected));
-  throw Refusal{place.path(), malformed(error), nullptr};
+  throw Refusal{place.path(), malformedWords(error), nullptr};
 }
 
 KeyTable::KeyTable(std::string owner, std::vector<std::string_view> names, std::size_t required)

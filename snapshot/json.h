@@ -35,6 +35,8 @@ struct Refusal {
 };
 
 [[noreturn]] void refuse(const Place& place, const std::string& what);
+/// What the parser means by an error that no getter's expectation explains.
+std::string malformedWords(simdjson::error_code error);
 /// Refuses a value for what the parser said of it: malformed, or not of the expected kind.
 [[noreturn]] void refuse(const Place& place, simdjson::error_code error, json::value* value,
                          std::string_view expected);

@@ -5,17 +5,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <system_error>
 
+#include "snapshot/document_parser.h"
 #include "snapshot/format.h"
-#include "snapshot/json.h"
+#include "snapshot/line_parsers.h"
 #include "snapshot/node_parser.h"
 
 namespace siminfo {
 namespace {
 
 constexpr std::size_t kNodesPerProgress = 256;
+constexpr std::size_t kLinesPerThread = 256UL * 1024;  // bytes that a thread is given at once
 
 struct Header {
   std::string source;
@@ -42,122 +43,100 @@ void parseHeader(json::object document, const char* text, Header& header) {
 /// Reads the documents of one snapshot, in their order.
 class SnapshotReader {
  public:
-  SnapshotReader(DocumentStream::ReadBytes readBytes, const std::string& label)
-      : documents_(std::move(readBytes)), label_(label) {}
+  SnapshotReader(DocumentStream::ReadBytes readBytes, const std::string& label, const ReadProgress& progress)
+      : documents_(std::move(readBytes)), label_(label), progress_(progress) {}
 
-  Snapshot read(const ReadProgress& progress) {
+  Snapshot read(unsigned jobs) {
     if (!documents_.next())
       throw SnapshotError(label_ + ":1: is empty; expected a header as the first document");
     Header header;
     parse(parseHeader, header);
     snapshot_.source = snapshot_.discovered.fabric.source = header.source;
     snapshot_.collectedAt = header.collectedAt;
-    NodeDraft draft;
-    while (documents_.next()) {
-      parse(parseNode, draft);
-      add(draft);
-      if (progress && lines_.size() % kNodesPerProgress == 0) progress(lines_.size(), documents_.bytesRead());
-    }
-    if (progress) progress(lines_.size(), documents_.bytesRead());
+    if (jobs > 1) readLines(jobs);
+    readDocuments();
+    if (progress_) progress_(lines_.size(), documents_.bytesRead());
     return std::move(snapshot_);
   }
 
  private:
+  /// Reads on several threads for as long as every line is a document. Where one is not, the rest is left to
+  /// readDocuments, which finds the same as if it had read everything.
+  void readLines(unsigned jobs) {
+    LineParsers parsers(jobs);
+    Lines lines;
+    for (bool isMore = true;;) {
+      while (isMore && !parsers.isFull() && (isMore = documents_.takeLines(kLinesPerThread, lines)))
+        parsers.give(lines);
+      if (parsers.isEmpty()) return;
+      const ParsedLines& parsed = parsers.oldest();
+      if (!parsed.isComplete) break;
+      for (std::size_t i = 0; i < parsed.count; ++i) add(parsed.drafts[i], parsed.lineOf[i]);
+      parsers.drop();
+    }
+    while (!parsers.isEmpty()) documents_.putBack(parsers.takeBack());
+  }
+
+  void readDocuments() {
+    NodeDraft draft;
+    while (documents_.next()) {
+      parse(parseNode, draft);
+      add(draft, lineOf(draft.nameAt));
+    }
+  }
+
   /// Parses the current document: first as the one line that it is as a rule, and then, if that fails, to the
   /// bracket that closes it. A line that was no whole document says nothing about what is wrong.
   template <class Result>
   void parse(void (*parseObject)(json::object, const char*, Result&), Result& result) {
     try {
-      return parseText(parseObject, result);
+      return parser_.parse(documents_.text(), parseObject, result);
     } catch (const Refusal& refusal) {
       if (!documents_.widen()) {
         if (documents_.isCut()) refuseCut();
-        refuseAt(refusal);
+        refuseAt(refusal.path, refusal.what, lineOf(refusal.at));
       }
     }
     try {
-      return parseText(parseObject, result);
+      parser_.parse(documents_.text(), parseObject, result);
     } catch (const Refusal& refusal) {
-      refuseAt(refusal);
+      refuseAt(refusal.path, refusal.what, lineOf(refusal.at));
     }
   }
 
-  template <class Result>
-  void parseText(void (*parseObject)(json::object, const char*, Result&), Result& result) {
-    const std::string_view text = documents_.text();
-    const Place whole{nullptr, {}, 0, text.data()};
-    json::document document;
-    json::object object;
-    auto error =
-        parser_.iterate(text.data(), text.size(), text.size() + DocumentStream::kPadding).get(document);
-    if (error == simdjson::SUCCESS) error = document.get_object().get(object);
-    if (error == simdjson::INCORRECT_TYPE) refuse(whole, "is no object; expected a header or a node");
-    if (error == simdjson::UTF8_ERROR) refuseUtf8(text);
-    if (error != simdjson::SUCCESS) refuse(whole, error, nullptr, {});
-    parseObjectOf(document, object, parseObject, result);
-  }
-
-  template <class Result>
-  void parseObjectOf(json::document& document, json::object object,
-                     void (*parseObject)(json::object, const char*, Result&), Result& result) {
-    const std::string_view text = documents_.text();
-    const Place whole{nullptr, {}, 0, text.data()};
-    try {
-      parseObject(object, text.data(), result);
-      if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
-        refuse(whole, "has something behind its closing bracket; expected white space and the next document");
-    } catch (Refusal& refusal) {
-      const char* stoppedAt = text.data() + text.size();
-      if (refusal.at == nullptr && document.current_location().get(stoppedAt) == simdjson::SUCCESS)
-        refusal.at = stoppedAt;
-      throw;
-    }
-  }
-
-  /// The parser does not say where; the line that is no UTF-8 by itself is where.
-  [[noreturn]] static void refuseUtf8(std::string_view text) {
-    std::size_t start = 0;
-    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n', start)) {
-      if (!simdjson::validate_utf8(text.data() + start, end - start)) break;
-      start = end + 1;
-    }
-    refuse(Place{nullptr, {}, 0, text.data() + start}, "is not UTF-8");
-  }
-
-  void add(const NodeDraft& draft) {
+  void add(const NodeDraft& draft, std::size_t line) {
     if (!addToSnapshot(draft, snapshot_)) {
       const IBNode* first = snapshot_.discovered.fabric.nodeByName.at(draft.node.name);
-      refuseAt({"name",
-                "is the name of the node on line " + std::to_string(lines_[first->recordIndex]) +
-                    " as well; expected names to be unique",
-                draft.nameAt});
+      refuseAt("name",
+               "is the name of the node on line " + std::to_string(lines_[first->recordIndex]) +
+                   " as well; expected names to be unique",
+               line);
     }
-    lines_.push_back(lineOf(draft.nameAt));
+    lines_.push_back(line);
+    if (progress_ && lines_.size() % kNodesPerProgress == 0) progress_(lines_.size(), documents_.bytesRead());
   }
 
   std::size_t lineOf(const char* at) const {
-    const char* start = documents_.text().data();
-    return documents_.line() + (at != nullptr ? static_cast<std::size_t>(std::count(start, at, '\n')) : 0);
+    return documents_.line() + static_cast<std::size_t>(std::count(documents_.text().data(), at, '\n'));
   }
 
-  [[noreturn]] void refuseAt(const Refusal& refusal) const {
-    const std::string path = refusal.path.empty() ? "" : refusal.path + ": ";
-    throw SnapshotError(label_ + ":" + std::to_string(lineOf(refusal.at)) + ": " + path + refusal.what);
+  [[noreturn]] void refuseAt(const std::string& path, const std::string& what, std::size_t line) const {
+    throw SnapshotError(label_ + ":" + std::to_string(line) + ": " + path + (path.empty() ? "" : ": ") + what);
   }
 
   [[noreturn]] void refuseCut() const {
     const bool isTooLong = documents_.text().size() > DocumentStream::kLongestDocument;
-    refuseAt({{},
-              isTooLong
-                  ? "the document that begins here is longer than 64 MiB; expected one node a document"
-                  : "the document that begins here has no end; the file is cut off, or a closing bracket or "
-                    "quote is missing",
-              nullptr});
+    refuseAt({},
+             isTooLong ? "the document that begins here is longer than 64 MiB; expected one node a document"
+                       : "the document that begins here has no end; the file is cut off, or a closing bracket or "
+                         "quote is missing",
+             documents_.line());
   }
 
   DocumentStream documents_;
   std::string label_;
-  json::parser parser_;
+  const ReadProgress& progress_;
+  DocumentParser parser_;
   Snapshot snapshot_;
   std::vector<std::size_t> lines_;  // of the nodes' names, by recordIndex
 };
@@ -190,15 +169,15 @@ class InputFile {
 
 }  // namespace
 
-Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label,
+Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label, unsigned jobs,
                       const ReadProgress& progress) {
-  return SnapshotReader(std::move(readBytes), label).read(progress);
+  return SnapshotReader(std::move(readBytes), label, progress).read(jobs);
 }
 
-Snapshot readSnapshotFile(const std::string& fileName, const ReadProgress& progress) {
+Snapshot readSnapshotFile(const std::string& fileName, unsigned jobs, const ReadProgress& progress) {
   const InputFile file(fileName);
   return readSnapshot([&](char* to, std::size_t size) { return file.read(to, size); },
-                      fileName == "-" ? "<stdin>" : fileName, progress);
+                      fileName == "-" ? "<stdin>" : fileName, jobs, progress);
 }
 
 }  // namespace siminfo

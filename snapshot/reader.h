@@ -18,12 +18,13 @@ class SnapshotError : public std::runtime_error {
 /// Called now and then while a snapshot is read, with the nodes and bytes read so far.
 using ReadProgress = std::function<void(std::size_t nodes, std::size_t bytes)>;
 
-/// Reads a whole snapshot and judges all of it. `label` is what messages call the input. Throws
-/// SnapshotError, or what `readBytes` throws.
-Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label,
+/// Reads a whole snapshot and judges all of it. `label` is what messages call the input. With more than one job,
+/// documents that are one a line are parsed on as many threads; the result is the same. Throws SnapshotError, or
+/// what `readBytes` throws.
+Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label, unsigned jobs = 1,
                       const ReadProgress& progress = {});
 
 /// Reads the file, or standard input when it is "-". Throws std::system_error as well.
-Snapshot readSnapshotFile(const std::string& fileName, const ReadProgress& progress = {});
+Snapshot readSnapshotFile(const std::string& fileName, unsigned jobs = 1, const ReadProgress& progress = {});
 
 }  // namespace siminfo

@@ -17,7 +17,8 @@ DocumentStream::ReadBytes pieces(const std::string& text, std::size_t piece = ~s
   };
 }
 
-Snapshot read(const std::string& text) { return readSnapshot(pieces(text), "f"); }
+Snapshot read(const std::string& text, unsigned jobs = 1) { return readSnapshot(pieces(text), "f", jobs); }
+
 
 std::string written(const Snapshot& snapshot) {
   std::ostringstream out;
@@ -248,6 +249,35 @@ TEST(SnapshotReader, GoesOnBeyondItsWindow) {
   EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 400U);
   EXPECT_EQ(written(read(pretty)), written(snapshot));
   EXPECT_THROW(read(text.substr(0, text.size() - 3)), SnapshotError);
+}
+
+TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
+  std::vector<std::string> documents;
+  for (int i = 0; i < 3000; ++i)
+    documents.push_back(node(R"("alternative_name": ")" + std::string(static_cast<std::size_t>(i % 700), 'y') + "\"",
+                             "n" + std::to_string(i)));
+  const auto outcome = [&](unsigned jobs) {
+    std::string text = kHeader;
+    for (const std::string& document : documents) text += document;
+    try {
+      return written(read(text, jobs));
+    } catch (const SnapshotError& error) {
+      return std::string(error.what());
+    }
+  };
+  EXPECT_EQ(outcome(1), outcome(4));
+  // Documents that are no lines, two of them on one, a blank line, and then each kind of fault behind them.
+  documents[1500] = "{\"name\":\n\"pretty\", \"guid\": 1,\n\"type\": 1, \"num_ports\": 0}\n";
+  documents[1600].back() = ' ';
+  documents[1700] += "\n \n";
+  EXPECT_EQ(outcome(1), outcome(4));
+  documents[2900] = node("", "n7");
+  EXPECT_EQ(outcome(4), "f:2905: name: is the name of the node on line 9 as well; expected names to be unique");
+  EXPECT_EQ(outcome(1), outcome(4));
+  documents[2000] = "{\"name\": 7}\n";
+  EXPECT_TRUE(outcome(4).starts_with("f:2005: name: is a number")) << outcome(4);
+  documents[100] = "{\"name\": \"cut\"\n";
+  EXPECT_TRUE(outcome(4).starts_with("f:102: the document that begins here has no end")) << outcome(4);
 }
 
 TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
