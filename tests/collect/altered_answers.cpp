@@ -24,6 +24,7 @@
 
 namespace {
 
+constexpr std::string_view kHostileName = "a\x1b[2J\xff\n#include \"/etc/passwd\" \xe2\x80\xae ?\?/";
 constexpr std::uint64_t kKey = 0x5ec2e7c0ffee4b1d;
 
 bool isAltered(std::string_view word) {
@@ -68,8 +69,7 @@ void alter(std::uint8_t* mad) {
       if (isAltered("zeros")) std::memset(data, 0, IB_SMP_DATA_SIZE);
       if (isAltered("names")) {
         std::memset(data, 0, IB_SMP_DATA_SIZE);
-        std::strcpy(reinterpret_cast<char*>(data),
-                    "a\x1b[2J\xff\n#include \"/etc/passwd\" \xe2\x80\xae ?\?/");
+        std::memcpy(data, kHostileName.data(), kHostileName.size());
       }
       return;
     default:
