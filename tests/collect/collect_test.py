@@ -281,7 +281,9 @@ class CollectTest(unittest.TestCase):
     def test_a_fabric_that_dies_meanwhile(self):
         with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
             program = fabric.start_program([SIMINFO, "collect", "-t", "100"])
-            time.sleep(0.05)
+            while "attached as client" not in program.stderr.readline():
+                self.assertIsNone(program.poll())
+            time.sleep(0.03)
             fabric.stop()
             out, err = program.communicate(timeout=60)
             # It may be too early for a fabric, or too late for a loss.

@@ -29,6 +29,7 @@ class Ibsim:
 
     def __init__(self, net):
         self.net = net
+        self.programs = []
 
     def __enter__(self):
         self.folder = tempfile.mkdtemp(prefix="siminfo-ibsim-")
@@ -43,6 +44,10 @@ class Ibsim:
         return self
 
     def __exit__(self, *_):
+        for program in self.programs:
+            if program.poll() is None:
+                program.kill()
+                program.communicate()
         self.stop()
         self.process.stdin.close()
         self.log.close()
@@ -79,8 +84,10 @@ class Ibsim:
         environment = dict(self.environment, ASAN_OPTIONS=address, LSAN_OPTIONS=leak, LD_PRELOAD=libraries)
         if alter:
             environment["ALTER_ANSWERS"] = alter
-        return subprocess.Popen(arguments, cwd=self.folder, env=environment, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, text=True, errors="surrogateescape", **options)
+        program = subprocess.Popen(arguments, cwd=self.folder, env=environment, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True, errors="surrogateescape", **options)
+        self.programs.append(program)
+        return program
 
     def run(self, arguments, timeout=60, **options):
         """Runs a program on the fabric; returns its exit status, standard output and standard error."""
