@@ -90,19 +90,19 @@ void perInput(benchmark::State& state) { countBytes(state, std::filesystem::file
 
 void emitOwnMemory(benchmark::State& state) {
   SectionStream os;
-  for (auto _ : state) emitNodes(os);
+  while (state.KeepRunning()) emitNodes(os);
   perOutput(state);
 }
 void emitAnyMemory(benchmark::State& state) {
   AnyStream os(16UL << 20U);
-  for (auto _ : state) emitNodes(os);
+  while (state.KeepRunning()) emitNodes(os);
   perOutput(state);
 }
 /// In pieces of a node's size, as the others.
 void plainMemory(benchmark::State& state) {
   const std::size_t nodes = snapshot().discovered.fabric.nodeByName.size();
   AnyStream os(text().size() + 1);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     os.clearText();
     plain().emit(os);
     benchmark::DoNotOptimize(nodes);
@@ -110,12 +110,12 @@ void plainMemory(benchmark::State& state) {
   perOutput(state);
 }
 void emitFile(benchmark::State& state) {
-  for (auto _ : state) generate(directory);
+  while (state.KeepRunning()) generate(directory);
   perOutput(state);
 }
 void plainFile(benchmark::State& state) {
   const std::string to = directory + "/plain.cpp";
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     std::ofstream file(to, std::ios_base::binary);
     plain().emit(file);
   }
@@ -124,24 +124,35 @@ void plainFile(benchmark::State& state) {
 void copyFile(benchmark::State& state) {
   const std::string command = "cp '" + directory + "/bench_generated.cpp' '" + directory + "/copy.cpp'";
   text();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (std::system(command.c_str()) != 0) state.SkipWithError("cp failed");
   }
   perOutput(state);
 }
 
 void loadOneCore(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(readSnapshotFile(snapshotFile));
+  while (state.KeepRunning()) benchmark::DoNotOptimize(readSnapshotFile(snapshotFile));
   perInput(state);
 }
 void loadPlainSimdjson(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(loadWithSimdjson(snapshotFile));
+  while (state.KeepRunning()) benchmark::DoNotOptimize(loadWithSimdjson(snapshotFile));
   perInput(state);
 }
 void loadPlainNlohmann(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(loadWithNlohmann(snapshotFile));
+  while (state.KeepRunning()) benchmark::DoNotOptimize(loadWithNlohmann(snapshotFile));
   perInput(state);
 }
+
+#define SIMINFO_BENCHMARK(run, name) BENCHMARK(run)->Name(name)->Unit(benchmark::kMillisecond)->UseRealTime()
+SIMINFO_BENCHMARK(emitOwnMemory, "memory/own");
+SIMINFO_BENCHMARK(emitAnyMemory, "memory/any");
+SIMINFO_BENCHMARK(plainMemory, "memory/plain");
+SIMINFO_BENCHMARK(emitFile, "file/siminfo");
+SIMINFO_BENCHMARK(plainFile, "file/plain");
+SIMINFO_BENCHMARK(copyFile, "file/cp");
+SIMINFO_BENCHMARK(loadOneCore, "load/siminfo");
+SIMINFO_BENCHMARK(loadPlainSimdjson, "load/simdjson");
+SIMINFO_BENCHMARK(loadPlainNlohmann, "load/nlohmann");
 
 /// The yardsticks must do the same work, or the ratios mean nothing.
 bool yardsticksAgree() {
@@ -171,18 +182,6 @@ int main(int argc, char** argv) {
   snapshotFile = argv[1];
   directory = argv[2];
   if (!yardsticksAgree()) return 1;
-  const auto add = [](const char* name, void (*run)(benchmark::State&)) {
-    benchmark::RegisterBenchmark(name, run)->Unit(benchmark::kMillisecond)->UseRealTime();
-  };
-  add("memory/own", emitOwnMemory);
-  add("memory/any", emitAnyMemory);
-  add("memory/plain", plainMemory);
-  add("file/siminfo", emitFile);
-  add("file/plain", plainFile);
-  add("file/cp", copyFile);
-  add("load/siminfo", loadOneCore);
-  add("load/simdjson", loadPlainSimdjson);
-  add("load/nlohmann", loadPlainNlohmann);
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 }

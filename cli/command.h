@@ -12,6 +12,8 @@ enum ExitStatus : int {
   kAnswerIsNo = 1,
   kBadCommandLine = 2,
   kBadInput = 3,  ///< or a file or standard output that cannot be read or written
+  kNoFabric = 4,  ///< no usable port, or no fabric behind it
+  kPartial = 5,   ///< collected, but only in part
 };
 
 /// Ends the program with this status after "siminfo: error: <message>".
@@ -31,5 +33,6 @@ using Command = std::function<ExitStatus()>;
 /// Each adds a subcommand to the program and sets `chosen` when the command line names it.
 void addGenerateCommand(CLI::App& program, Command& chosen);
 void addVerifyCommand(CLI::App& program, Command& chosen);
+void addCollectCommand(CLI::App& program, Command& chosen);
 
 }  // namespace siminfo

@@ -24,9 +24,10 @@ ExitStatus run(int argc, char** argv) {
   program.footer(
       "Results go to standard output, everything else to standard error.\n"
       "Exit status: 0 done; 1 the answer is no; 2 bad command line; 3 bad input, or a file or standard\n"
-      "output that cannot be read or written.");
+      "output that cannot be read or written; 4 no usable port or fabric; 5 collected, but only in part.");
   Command chosen;
   addGenerateCommand(program, chosen);
+  addCollectCommand(program, chosen);
   addVerifyCommand(program, chosen);
   try {
     program.parse(argc, argv);

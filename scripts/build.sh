@@ -2,8 +2,9 @@
 # project's folder in $root. Everything it says goes to standard error.
 
 # Packages that building and running need, and those that the tests need besides.
-build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev)
-test_packages=(libgtest-dev libgmock-dev python3 clang libibmad-dev ibsim-utils infiniband-diags)
+build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev
+  libibnetdisc-dev libibmad-dev libibumad-dev)
+test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags)
 
 # Installs the named packages that are not there yet, on Debian and Ubuntu.
 install_missing() {

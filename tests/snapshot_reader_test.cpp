@@ -251,11 +251,11 @@ TEST(SnapshotReader, GoesOnBeyondItsWindow) {
 }
 
 TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
-  std::vector<std::string> documents;
+  std::vector<std::string> documents(3000);
   for (int i = 0; i < 3000; ++i)
-    documents.push_back(
+    documents[static_cast<std::size_t>(i)] =
         node(R"("alternative_name": ")" + std::string(static_cast<std::size_t>(i % 700), 'y') + "\"",
-             "n" + std::to_string(i)));
+             "n" + std::to_string(i));
   const auto outcome = [&](unsigned jobs) {
     std::string text = kHeader;
     for (const std::string& document : documents) text += document;

@@ -1,0 +1,164 @@
+#include "collect/collect.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <utility>
+
+#include "collect/discovery_cache.h"
+#include "collect/live_discovery.h"
+#include "collect/mad_fields.h"
+#include "collect/names.h"
+#include "collect/questions.h"
+#include "collect/text.h"
+#include "collect/umad_port.h"
+
+namespace siminfo {
+namespace {
+
+constexpr unsigned kMaxPorts = 254;  // that a snapshot's node can have
+
+std::string utcText(std::time_t when) {
+  std::tm parts{};
+  gmtime_r(&when, &parts);
+  char text[sizeof "2026-11-21T03:00:00Z"];
+  return {text, std::strftime(text, sizeof text, "%FT%TZ", &parts)};
+}
+
+/// The record of the attribute, or the reason why there is none.
+template <class Record>
+void store(const std::optional<Attribute>& attribute, const char* name, const std::string& reason,
+           std::uint32_t index, InMemoryExtendedInfo& records, AbsentRecords& absent) {
+  if (attribute)
+    records.set(index, decode<Record>(*attribute));
+  else
+    absent.try_emplace(name, reason);
+}
+
+/// Makes a snapshot of what was walked.
+class SnapshotBuilder {
+ public:
+  /// `notAsked` is why an attribute is missing that nobody asked for.
+  SnapshotBuilder(Collected& collected, Shortfall& shortfall, std::string notAsked)
+      : collected_(collected), shortfall_(shortfall), notAsked_(std::move(notAsked)) {}
+
+  void add(const WalkedNode& walked, const std::string& name, const std::string& alternativeName) {
+    const unsigned numPorts = std::min(walked.numPorts, kMaxPorts);
+    Snapshot& snapshot = collected_.snapshot;
+    IBNode& node = *snapshot.discovered.fabric.addNode(name, static_cast<std::uint8_t>(numPorts));
+    node.alternativeName = alternativeName;
+    node.guid = walked.guid;
+    node.type = walked.type;
+    if (numPorts < walked.numPorts)
+      shortfall_.add(walked, "port 255", "a snapshot's nodes have at most 254 ports");
+
+    const std::uint32_t index = node.recordIndex;
+    AbsentRecords absent = walked.absent;
+    snapshot.discovered.records.set(index, decode<SMP_NodeInfo>(walked.info));
+    if (node.type == kSwitch)
+      store<SMP_SwitchInfo>(walked.switchInfo, "SMP_SwitchInfo", notAsked_, index,
+                            snapshot.discovered.records, absent);
+    // libibmad knows neither the attribute's number nor its layout.
+    if (node.type == kRouter) {
+      absent["SMP_RouterInfo"] = "not asked: unknown to the InfiniBand libraries";
+      ++routers_;
+    }
+    if (!absent.empty()) snapshot.absentOnNodes[index] = std::move(absent);
+    for (unsigned number = walked.firstPort(); number <= numPorts; ++number) addPort(walked, number, node);
+  }
+
+  void finish() {
+    collected_.missing = shortfall_.lines();
+    if (routers_ > 0)
+      collected_.warnings.push_back(std::to_string(routers_) +
+                                    " routers are without SMP_RouterInfo, which libibmad does not know");
+    if (undecoded_ > 0)
+      collected_.warnings.push_back(std::to_string(undecoded_) +
+                                    " ports have extended speeds of the second set, which libibmad does not "
+                                    "decode; their LinkSpeedExtSup2 is 0");
+  }
+
+ private:
+  void addPort(const WalkedNode& walked, unsigned number, IBNode& node) {
+    const WalkedPort& from = walked.ports[number];
+    Snapshot& snapshot = collected_.snapshot;
+    IBPort& port = *snapshot.discovered.fabric.addPort(node, static_cast<std::uint8_t>(number));
+    if (from.info) port.portState = static_cast<int>(madField(*from.info, IB_PORT_STATE_F));
+
+    AbsentRecords absent = from.absent;
+    const std::uint32_t index = port.recordIndex;
+    store<SMP_PortInfo>(from.info, "SMP_PortInfo", notAsked_, index, snapshot.discovered.records, absent);
+    const std::string unsupported = from.info ? "not asked: the port does not support it" : notAsked_;
+    store<SMP_PortInfoExtended>(from.extended, "SMP_PortInfoExtended",
+                                supportsExtended(walked, number) ? notAsked_ : unsupported, index,
+                                snapshot.discovered.records, absent);
+    if (!absent.empty()) snapshot.absentOnPorts[index] = std::move(absent);
+    if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0) ++undecoded_;
+  }
+
+  Collected& collected_;
+  Shortfall& shortfall_;
+  std::string notAsked_;
+  std::size_t routers_ = 0;
+  std::size_t undecoded_ = 0;  // ports with speeds that no decoder is known for
+};
+
+void build(const WalkedFabric& fabric, const NodeNameMap& map, const std::string& notAsked,
+           Shortfall& shortfall, Collected& collected) {
+  SnapshotBuilder builder(collected, shortfall, notAsked);
+  const std::vector<std::string> names = nodeNames(fabric.nodes);
+  for (std::size_t i = 0; i < names.size(); ++i)
+    builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], map));
+  builder.finish();
+}
+
+Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
+  const WalkedFabric fabric = readDiscoveryCache(options.cacheFile);
+  Collected collected;
+  collected.snapshot.source = safeText(std::filesystem::path(options.cacheFile).filename().string());
+  struct stat file {};
+  if (::stat(options.cacheFile.c_str(), &file) == 0) collected.snapshot.collectedAt = utcText(file.st_mtime);
+  Shortfall shortfall;
+  for (const WalkedNode& node : fabric.nodes) {
+    for (unsigned number = node.firstPort(); number <= node.numPorts; ++number) {
+      if (node.ports[number].isExpected && !node.ports[number].info)
+        shortfall.add(node, number, "SMP_PortInfo", "not in the saved discovery");
+    }
+  }
+  build(fabric, map, "not asked: read from a saved discovery", shortfall, collected);
+  return collected;
+}
+
+Collected fromPort(const CollectOptions& options, const NodeNameMap& map, const CollectWatch& user) {
+  Collected collected;
+  const HostPort port = choosePort(options.device, options.port);
+  collected.snapshot.source = safeText(port.name());
+  collected.snapshot.collectedAt = utcText(std::time(nullptr));
+
+  SmpWatch watch;
+  CollectProgress progress;
+  watch.isInterrupted = user.isInterrupted;
+  watch.tick = [&] {
+    progress.packets = watch.sent;
+    user.progress(progress);
+  };
+  const WalkLimits limits{{options.timeoutMs, SmpTiming{}.retries}, options.outstanding, options.maxHops};
+  WalkedFabric fabric = discoverFabric(port, limits, watch, progress.nodes);
+  UmadPort umad(port.device, port.number);
+  Shortfall shortfall;
+  Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number));
+  collected.packets = watch.sent;
+  build(fabric, map, "not asked: PortInfo is missing", shortfall, collected);
+  return collected;
+}
+
+}  // namespace
+
+Collected collectFabric(const CollectOptions& options, const CollectWatch& watch) {
+  const NodeNameMap map = options.nodeNameMap.empty() ? NodeNameMap{} : readNodeNameMap(options.nodeNameMap);
+  return options.cacheFile.empty() ? fromPort(options, map, watch) : fromCache(options, map);
+}
+
+}  // namespace siminfo

@@ -1,0 +1,131 @@
+// A shared object to preload before libibumad: passes answers of simulated devices on, and alters some, so
+// that a collector meets what a simulator cannot be told to do. What to alter stands in ALTER_ANSWERS, words
+// separated by commas:
+//   extended  every port says that it has PortInfoExtended, and answers for it, apart from ports 3, which
+//             refuse it
+//   keys      PortInfo holds an M_Key, a telling number
+//   names     every device describes itself by the same hostile bytes
+//   zeros     every device describes itself by nothing
+//   drop      each seventh answer is lost
+//   twice     each answer comes twice
+//   strange   each answer comes behind one of the same transaction that is about something else
+//   greedy    every switch says that it has 255 ports
+//   stall     after 300 answers there are no more, and "stalled" is said on standard error
+//   hang      after 300 answers the program waits for ever, and "stalled" is said on standard error
+#include <dlfcn.h>
+#include <infiniband/mad.h>
+#include <infiniband/umad.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr std::string_view kHostileName = "a\x1b[2J\xff\n#include \"/etc/passwd\" \xe2\x80\xae ?\?/";
+constexpr std::uint64_t kKey = 0x5ec2e7c0ffee4b1d;
+
+bool isAltered(std::string_view word) {
+  const char* words = std::getenv("ALTER_ANSWERS");
+  return words != nullptr && std::string_view(words).find(word) != std::string_view::npos;
+}
+
+void set(void* data, MAD_FIELDS id, std::uint32_t value) { mad_set_field(data, 0, id, value); }
+
+void alterPortInfo(void* data) {
+  if (isAltered("keys")) mad_set_field64(data, 0, IB_PORT_MKEY_F, kKey);
+  if (!isAltered("extended")) return;
+  set(data, IB_PORT_CAPMASK_F, mad_get_field(data, 0, IB_PORT_CAPMASK_F) | 1U << 15U);
+  set(data, IB_PORT_CAPMASK2_F, mad_get_field(data, 0, IB_PORT_CAPMASK2_F) | 1U << 1U);
+}
+
+void answerExtended(std::uint8_t* mad, std::uint8_t* data) {
+  const std::uint32_t port = mad_get_field(mad, 0, IB_MAD_ATTRMOD_F);
+  mad_set_field(mad, 0, IB_DRSMP_STATUS_F, port == 3 ? 0xc : 0);
+  std::memset(data, 0, IB_SMP_DATA_SIZE);
+  set(data, IB_PORT_EXT_CAPMASK_F, 0x80000001U);
+  set(data, IB_PORT_EXT_FEC_MODE_ACTIVE_F, 0x10);
+  set(data, IB_PORT_EXT_FDR_FEC_MODE_SUPPORTED_F, 0x100 + port);
+  set(data, IB_PORT_EXT_EDR_FEC_MODE_SUPPORTED_F, 0x200 + port);
+  set(data, IB_PORT_EXT_HDR_FEC_MODE_SUPPORTED_F, 0x300 + port);
+  set(data, IB_PORT_EXT_NDR_FEC_MODE_SUPPORTED_F, 0xffff);
+}
+
+void alter(std::uint8_t* mad) {
+  std::uint8_t* data = mad + IB_SMP_DATA_OFFS;
+  switch (mad_get_field(mad, 0, IB_MAD_ATTRID_F)) {
+    case IB_ATTR_PORT_INFO:
+      return alterPortInfo(data);
+    case IB_ATTR_PORT_INFO_EXT:
+      if (isAltered("extended")) answerExtended(mad, data);
+      return;
+    case IB_ATTR_NODE_INFO:
+      if (isAltered("greedy") && mad_get_field(data, 0, IB_NODE_TYPE_F) == IB_NODE_SWITCH)
+        set(data, IB_NODE_NPORTS_F, 255);
+      return;
+    case IB_ATTR_NODE_DESC:
+      if (isAltered("zeros")) std::memset(data, 0, IB_SMP_DATA_SIZE);
+      if (isAltered("names")) {
+        std::memset(data, 0, IB_SMP_DATA_SIZE);
+        std::memcpy(data, kHostileName.data(), kHostileName.size());
+      }
+      return;
+    default:
+      return;
+  }
+}
+
+int realReceive(int port, void* umad, int* length, int timeout) {
+  static const auto real = reinterpret_cast<decltype(&umad_recv)>(dlsym(RTLD_NEXT, "umad_recv"));
+  return real(port, umad, length, timeout);
+}
+
+/// Whether the answers have come to their end; says so the first time.
+bool isStalled(unsigned answers) {
+  constexpr unsigned kLast = 300;
+  if (answers < kLast || !(isAltered("stall") || isAltered("hang"))) return false;
+  constexpr std::string_view kSaid = "stalled\n";
+  static const bool isSaid = write(STDERR_FILENO, kSaid.data(), kSaid.size()) > 0;
+  while (isAltered("hang")) pause();
+  return isSaid;
+}
+
+/// An answer that is to come once more.
+std::vector<std::uint8_t> again;
+int againAgent = 0;
+
+}  // namespace
+
+extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
+  static unsigned received = 0;
+  if (isStalled(received)) {
+    usleep(static_cast<useconds_t>(timeout_ms) * 1000);
+    return -1;
+  }
+  const std::size_t size = umad_size() + IB_MAD_SIZE;
+  auto* mad = static_cast<std::uint8_t*>(umad_get_mad(umad));
+  if (!again.empty()) {
+    std::memcpy(umad, again.data(), again.size());
+    again.clear();
+    *length = IB_MAD_SIZE;
+    return againAgent;
+  }
+  const int agent = realReceive(portid, umad, length, timeout_ms);
+  if (agent < 0) return agent;
+  if (isAltered("extended") && mad_get_field(mad, 0, IB_MAD_ATTRID_F) == IB_ATTR_PORT_INFO_EXT) {
+    // Simulated devices know nothing of it, and the request itself comes back as timed out.
+    static_cast<ib_user_mad*>(umad)->status = 0;
+    mad_set_field(mad, 0, IB_MAD_RESPONSE_F, 1);
+  }
+  if (umad_status(umad) != 0) return agent;
+  ++received;
+  if (isAltered("drop") && received % 7 == 0) return -1;
+  alter(mad);
+  if (!isAltered("twice") && !isAltered("strange")) return agent;
+  again.assign(static_cast<std::uint8_t*>(umad), static_cast<std::uint8_t*>(umad) + size);
+  againAgent = agent;
+  if (isAltered("strange")) mad_set_field(mad, 0, IB_MAD_ATTRID_F, IB_ATTR_SMINFO);
+  return agent;
+}

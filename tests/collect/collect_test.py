@@ -1,0 +1,350 @@
+#!/usr/bin/env python3
+"""Tries `siminfo collect` on simulated fabrics.
+
+    collect_test.py SIMINFO ALTERED_ANSWERS [unittest's arguments]
+
+Exits with 77 where the simulator is missing.
+"""
+import json
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import fat_tree
+import ibsim
+
+SIMINFO, ALTERED_ANSWERS = "", ""
+EXAMPLES = ["net", "net.1", "net.2sw2path", "net.2sw2path4hca", "net.2sw2path4hca2port"]
+
+# smpquery's names of the fields that a snapshot holds.
+NODE_INFO = {"BaseVersion": "BaseVers", "ClassVersion": "ClassVers", "PartitionCap": "PartCap",
+             "DeviceID": "DevId", "revision": "Revision", "VendorID": "VendorId"}
+SWITCH_INFO = {"LinearFDBCap": "LinearFdbCap", "RandomFDBCap": "RandomFdbCap", "MCastFDBCap": "McastFdbCap",
+               "OptimizedSLVLMapping": "OptSLtoVLMapping", "LidsPerPort": "LidsPerPort",
+               "PartEnfCap": "PartEnforceCap", "InbEnfCap": "InboundPartEnf", "OutbEnfCap": "OutboundPartEnf",
+               "FilterRawInbCap": "FilterRawInbound", "FilterRawOutbCap": "FilterRawOutbound",
+               "ENP0": "EnhancedPort0"}
+PORT_INFO = {"CapMsk": "CapMask", "CapMsk2": "CapabilityMask2", "LinkWidthSup": "LinkWidthSupported",
+             "LinkSpeedSup": "LinkSpeedSupported", "LinkSpeedExtSup": "LinkSpeedExtSupported",
+             "MTUCap": "MtuCap"}
+# How smpquery spells the values of these, which are sets of bits or codes.
+WORDS = {"LinkWidthSupported": {"1X": 1, "4X": 2, "8X": 4, "12X": 8, "2X": 16},
+         "LinkSpeedSupported": {"2.5 Gbps": 1, "5.0 Gbps": 2, "10.0 Gbps": 4},
+         "LinkSpeedExtSupported": {"14.0625 Gbps": 1, "25.78125 Gbps": 2, "53.125 Gbps": 4},
+         "MtuCap": {"256": 1, "512": 2, "1024": 3, "2048": 4, "4096": 5}}
+STATES = {"Down": "down", "Initialize": "initialize", "Armed": "armed", "Active": "active"}
+
+
+def number(name, text):
+    """A value as smpquery prints it, as a number."""
+    words = WORDS.get(name)
+    if words and text != "0":
+        return sum(words[word] for word in text.split(" or "))
+    return int(text, 0)
+
+
+def generated(fabric, snapshot):
+    """What `siminfo generate` says to the snapshot, without need of the fabric: exit status and errors."""
+    arguments = [SIMINFO, "generate", "-", "--name", "Fab", "--one-per-class", "--output-dir", fabric.folder]
+    program = subprocess.run(arguments, input=snapshot, text=True, check=False, capture_output=True)
+    return program.returncode, program.stderr
+
+
+class Collected:
+    """What one run of `siminfo collect` gave."""
+
+    def __init__(self, fabric, *arguments, **options):
+        preload = ALTERED_ANSWERS if options.get("alter") else None
+        self.status, self.text, self.err = fabric.run(
+            [SIMINFO, "collect", *arguments], preload=preload, **options)
+        self.parse()
+
+    def parse(self):
+        lines = self.text.splitlines(keepends=True)
+        self.header = json.loads(lines[0]) if lines else None
+        self.body = "".join(lines[1:])
+        self.nodes = {int(node["guid"], 0): node for node in map(json.loads, lines[1:])}
+
+    def records(self):
+        """The records of every node and port that carries any."""
+        found = {}
+        for guid, node in self.nodes.items():
+            found[guid] = node["records"]
+            for port in node.get("ports", []):
+                if "records" in port:
+                    found[guid, port["num"]] = port["records"]
+        return found
+
+
+class CollectTest(unittest.TestCase):
+    maxDiff = 4000
+
+    def fat_tree(self, leaves, spines, hosts):
+        with tempfile.NamedTemporaryFile("w", suffix=".net", delete=False) as net:
+            net.write(fat_tree.fat_tree(leaves, spines, hosts))
+        self.addCleanup(os.remove, net.name)
+        return net.name
+
+    def example(self, name="net.2sw2path4hca"):
+        return os.path.join(ibsim.EXAMPLES, name)
+
+    def query(self, fabric, *arguments):
+        status, out, err = fabric.run(["smpquery", *map(str, arguments)])
+        self.assertEqual(status, 0, err)
+        fields = re.findall(r"^(\w+):\.*(.+)$", out, re.MULTILINE)
+        return dict(fields)
+
+    def assert_record(self, record, names, answer):
+        for field, name in names.items():
+            self.assertEqual(record[field], number(name, answer[name]), field)
+
+    def assert_as_smpquery_says(self, fabric, node):
+        """Every record of the node, and every port's state, against what smpquery prints for it."""
+        lid = node["lid"]
+        self.assert_record(node["records"]["SMP_NodeInfo"], NODE_INFO, self.query(fabric, "nodeinfo", lid))
+        is_switch = node["type"] == "switch"
+        if is_switch:
+            self.assert_record(node["records"]["SMP_SwitchInfo"], SWITCH_INFO,
+                               self.query(fabric, "switchinfo", lid))
+        numbers = [port["num"] for port in node["ports"]]
+        self.assertEqual(numbers, list(range(0 if is_switch else 1, node["num_ports"] + 1)))
+        for port in node["ports"]:
+            answer = self.query(fabric, "portinfo", lid, port["num"])
+            self.assert_record(port["records"]["SMP_PortInfo"], PORT_INFO, answer)
+            self.assertEqual(port["state"], STATES[answer["LinkState"]])
+
+    def test_every_field_equals_what_smpquery_prints(self):
+        for name in EXAMPLES:
+            with self.subTest(name), ibsim.Ibsim(self.example(name)) as fabric:
+                fabric.start_subnet_manager()
+                collected = Collected(fabric)
+                self.assertEqual((collected.status, collected.err.count("warning")), (0, 0), collected.err)
+                _, topology, _ = fabric.run(["ibnetdiscover"])
+                lids = dict(re.findall(r'^Switch.*"S-(\w+)".* lid (\d+) lmc', topology, re.MULTILINE))
+                for block in re.findall(r'^Ca.*?(?=\n\n|\Z)', topology, re.MULTILINE | re.DOTALL):
+                    lids[re.search(r'"H-(\w+)"', block)[1]] = re.search(r"# lid (\d+) lmc", block)[1]
+                self.assertEqual({int(guid, 16) for guid in lids}, set(collected.nodes))
+                for guid, lid in lids.items():
+                    self.assert_as_smpquery_says(fabric, dict(collected.nodes[int(guid, 16)], lid=lid))
+
+    def test_a_large_fabric_is_collected_whole_and_the_same_twice(self):
+        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
+            first = Collected(fabric)
+            second = Collected(fabric, "--outstanding-smps", "8")
+            self.assertEqual((first.status, second.status), (0, 0), first.err + second.err)
+            self.assertEqual(first.body, second.body)
+            _, topology, _ = fabric.run(["ibnetdiscover"])
+            told = re.findall(r'^(Switch|Ca)\s+(\d+) "[SH]-(\w+)"\s+# "([^"]*)"', topology, re.MULTILINE)
+            self.assertEqual(
+                {(kind.lower(), int(ports), int(guid, 16), name) for kind, ports, guid, name in told},
+                {(node["type"], node["num_ports"], guid, node["name"]) for guid, node in first.nodes.items()})
+            self.assertEqual(len(told), 24 * 19 + 24 + 12)
+            names = [json.loads(line)["name"] for line in first.body.splitlines()]
+            self.assertEqual(names, sorted(names))
+            self.assertEqual(generated(fabric, first.text)[0], 0)
+
+    def test_a_saved_discovery_gives_what_the_live_fabric_gave(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            live = Collected(fabric)
+            cache = os.path.join(fabric.folder, "fabric.cache")
+            self.assertEqual(fabric.run(["ibnetdiscover", "--cache", cache])[0], 0)
+            fabric.stop()
+            saved = Collected(fabric, "--load-cache", cache)
+            self.assertEqual(saved.status, 0, saved.err)
+            self.assertEqual(saved.header["source"], "fabric.cache")
+            # A discovery knows of an adapter only the ports that it came through.
+            unknown = {(guid, port["num"]) for guid, node in saved.nodes.items() for port in node["ports"]
+                       if "records" not in port}
+            self.assertEqual(unknown, {(guid, 2) for guid, node in live.nodes.items() if node["type"] == "ca"})
+            self.assertEqual(saved.records(), {at: records for at, records in live.records().items()
+                                               if at not in unknown})
+            with open(cache, "r+b") as file:
+                file.truncate(os.path.getsize(cache) - 1)
+            broken = Collected(fabric, "--load-cache", cache, "--output", "kept.jsonl")
+            self.assertEqual((broken.status, broken.text), (3, ""))
+            self.assertIn("the file ends too soon", broken.err)
+            self.assertFalse(os.path.exists(os.path.join(fabric.folder, "kept.jsonl")))
+
+    def test_port_info_extended_is_asked_where_it_is_supported(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            collected = Collected(fabric, alter="extended")
+            self.assertEqual(collected.status, 5)
+            for guid, node in collected.nodes.items():
+                for port in node["ports"]:
+                    if port["num"] == 3:
+                        self.assertEqual(port["absent"], {"SMP_PortInfoExtended": "status 0x000c"})
+                        continue
+                    self.assertEqual(port["records"]["SMP_PortInfoExtended"], {
+                        "CapMsk": 0x80000001, "FECModeActive": 0x10,
+                        "FDRFECModeSupported": 0x100 + port["num"], "EDRFECModeSupported": 0x200 + port["num"],
+                        "HDRFECModeSupported": 0x300 + port["num"], "NDRFECModeSupported": 0xffff}, guid)
+            self.assertIn("Switch1 (0x0000000000200000): SMP_PortInfoExtended of port 3: status 0x000c",
+                          collected.err)
+
+    def test_lost_doubled_and_strange_answers_change_nothing(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            plain = Collected(fabric)
+            for alter in ("drop", "twice", "strange"):
+                with self.subTest(alter):
+                    altered = Collected(fabric, "-t", "50", alter=alter)
+                    self.assertEqual((altered.status, altered.body), (0, plain.body), altered.err)
+
+    def test_keys_are_not_written(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            plain = Collected(fabric)
+            keyed = Collected(fabric, alter="keys")
+            self.assertEqual(keyed.body, plain.body)
+
+    def test_hostile_descriptions_become_safe_and_unique_names(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            collected = Collected(fabric, alter="names")
+            self.assertEqual(collected.status, 0, collected.err)
+            for guid, node in collected.nodes.items():
+                self.assertEqual(node["name"], f'a_[2J__#include "/etc/passwd" _ ??_ 0x{guid:016x}')
+                self.assertTrue(node["alternative_name"].startswith("a\\u{001b}[2J\\u{00ff}\\u{000a}#"))
+            self.assertEqual(generated(fabric, collected.text)[0], 0)
+            nameless = Collected(fabric, alter="zeros")
+            self.assertEqual({node["name"] for node in nameless.nodes.values()},
+                             {f"0x{guid:016x}" for guid in collected.nodes})
+
+    def test_a_port_count_beyond_the_format_is_cut_and_said(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            collected = Collected(fabric, "-t", "50", alter="greedy")
+            self.assertEqual(collected.status, 5)
+            self.assertEqual({node["num_ports"] for node in collected.nodes.values()}, {2, 254})
+            self.assertEqual(generated(fabric, collected.text)[0], 0)
+
+    def test_node_names_from_a_map(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            path = os.path.join(fabric.folder, "names")
+            with open(path, "w", encoding="utf-8") as names:
+                names.write('# by hand\n0x200000 "spine \\"\n0x0000000000100003\t"node 2" # rack 4\n')
+            collected = Collected(fabric, "--node-name-map", path)
+            told = {guid: node["alternative_name"] for guid, node in collected.nodes.items()
+                    if "alternative_name" in node}
+            self.assertEqual(told, {0x200000: "spine \\u{005c}", 0x100003: "node 2"})
+            with open(path, "a", encoding="utf-8") as names:
+                names.write("0008f100 Bare\n")
+            refused = Collected(fabric, "--node-name-map", path)
+            self.assertEqual((refused.status, refused.text), (3, ""))
+            self.assertIn(":4: expected a line like", refused.err)
+
+    def test_hops_are_limited(self):
+        with ibsim.Ibsim(self.fat_tree(4, 2, 2)) as fabric:
+            near = Collected(fabric, "--max-hops", "1")
+            self.assertEqual(near.status, 0, near.err)
+            self.assertEqual({node["name"] for node in near.nodes.values()}, {"host-000-00", "leaf-000"})
+
+    def test_a_silent_device_costs_one_device(self):
+        with ibsim.Ibsim(self.fat_tree(4, 2, 2)) as fabric:
+            whole = Collected(fabric)
+            fabric.command('Error "leaf-003" 100 21')
+            started = time.monotonic()
+            partial = Collected(fabric, "-t", "100")
+            self.assertLess(time.monotonic() - started, 10)
+            self.assertEqual(partial.status, 5)
+            leaf = next(node for node in partial.nodes.values() if node["name"] == "leaf-003")
+            reasons = {port["absent"]["SMP_PortInfo"] for port in leaf["ports"]}
+            self.assertEqual(reasons, {"timed out", "not asked: the device had stopped answering"})
+            self.assertEqual({port["state"] for port in leaf["ports"]}, {"unknown"})
+            self.assertIn("SMP_SwitchInfo", leaf["records"])
+            lost = {node["name"] for node in whole.nodes.values()} - {n["name"] for n in partial.nodes.values()}
+            self.assertEqual(lost, {"host-003-00", "host-003-01"})
+            others = {at: records for at, records in partial.records().items()
+                      if at not in (int(leaf["guid"], 0),)}
+            self.assertEqual(others, {at: whole.records()[at] for at in others})
+            self.assertEqual(generated(fabric, partial.text)[0], 0)
+
+            fabric.command('Error "leaf-003" 100')
+            without = Collected(fabric, "-t", "100")
+            self.assertEqual(without.status, 5)
+            self.assertIn("spine-001 (0x0000000000200005): the device at the far end of port 4: timed out",
+                          without.err)
+
+    def test_a_link_that_goes_down_meanwhile(self):
+        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
+            program = fabric.start_program([SIMINFO, "collect", "-t", "100"])
+            fabric.command('Unlink "leaf-023"')
+            out, err = program.communicate(timeout=60)
+            self.assertIn(program.returncode, (0, 5), err)
+            self.assertEqual(generated(fabric, out)[0], 0)
+            after = Collected(fabric, "-t", "100")
+            self.assertEqual(after.status, 0, after.err)
+            self.assertEqual(len(after.nodes), 24 * 19 + 24 + 12 - 20)
+
+    def test_a_fabric_that_dies_meanwhile(self):
+        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
+            program = fabric.start_program([SIMINFO, "collect", "-t", "100"])
+            while "attached as client" not in program.stderr.readline():
+                self.assertIsNone(program.poll())
+            time.sleep(0.03)
+            fabric.stop()
+            out, err = program.communicate(timeout=60)
+            # It may be too early for a fabric, or too late for a loss.
+            self.assertIn(program.returncode, (0, 4, 5), err)
+            self.assertEqual(bool(out), program.returncode != 4)
+            if out:
+                self.assertEqual(generated(fabric, out)[0], 0)
+
+    def test_one_interrupt_gives_what_there_is_and_two_end_it(self):
+        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
+            path = os.path.join(fabric.folder, "part.jsonl")
+
+            def stalled(alter):
+                program = fabric.start_program([SIMINFO, "collect", "-t", "20000", "--output", path],
+                                               alter=alter, preload=ALTERED_ANSWERS)
+                while "stalled" not in program.stderr.readline():
+                    self.assertIsNone(program.poll())
+                return program
+
+            program = stalled("hang")
+            program.send_signal(signal.SIGINT)
+            time.sleep(0.3)
+            self.assertIsNone(program.poll())
+            program.send_signal(signal.SIGINT)
+            program.communicate(timeout=10)
+            self.assertEqual(program.returncode, -signal.SIGINT)
+            self.assertEqual([name for name in os.listdir(fabric.folder) if "part" in name], [])
+
+            for end in (signal.SIGINT, signal.SIGTERM):
+                program = stalled("stall")
+                program.send_signal(end)
+                _, err = program.communicate(timeout=10)
+                self.assertEqual(program.returncode, 5, err)
+                self.assertIn("interrupted: the snapshot holds what was found until then", err)
+                with open(path, encoding="utf-8") as file:
+                    text = file.read()
+                self.assertIn('"not asked: interrupted"', text)
+                self.assertEqual(generated(fabric, text)[0], 0)
+                os.remove(path)
+
+    def test_a_fabric_that_falls_silent_is_given_up(self):
+        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
+            started = time.monotonic()
+            partial = Collected(fabric, "-t", "50", alter="stall")
+            self.assertLess(time.monotonic() - started, 20)
+            self.assertEqual(partial.status, 5)
+            self.assertIn("not asked: the fabric had stopped answering", partial.err)
+            self.assertGreater(len(partial.nodes), 20)
+            self.assertEqual(generated(fabric, partial.text)[0], 0)
+
+    @unittest.skipIf(os.path.exists("/sys/class/infiniband_mad"), "this host has InfiniBand ports")
+    def test_without_a_port_it_says_so(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            wrong = Collected(fabric, "-C", "none0")
+            self.assertEqual((wrong.status, wrong.text), (4, ""))
+            self.assertIn("no InfiniBand port of device none0; there is ibsim0 port 0", wrong.err)
+
+
+if __name__ == "__main__":
+    SIMINFO, ALTERED_ANSWERS = sys.argv[1], sys.argv[2]
+    if ibsim.missing():
+        print("SKIPPED, nothing was tried: missing " + ibsim.missing())
+        sys.exit(77)
+    unittest.main(argv=[sys.argv[0]] + sys.argv[3:])
