@@ -87,3 +87,6 @@ done
 has CapMsk "$(value portinfo 0,1 0 | field CapMask)"
 has CapMsk2 "$(value portinfo 0,1 0 | field CapabilityMask2)"
 echo "The generated values of leaf-1 are those that smpquery reads."
+
+# 6. And simulated nodes answer with them: every frame that was collected is proven.
+"$siminfo" verify "$folder/fabric.jsonl"
