@@ -9,7 +9,7 @@
 namespace siminfo {
 namespace {
 
-const std::string kGoldenFile = SIMINFO_SOURCE_DIR "/tests/golden/fab1_generated.cpp";
+const std::string kGoldenFile = SIMINFO_SOURCE_DIR "/tests/golden/fab1_generated.cpp.txt";
 
 /// Puts fixed words in place of what is not the snapshot's: year, version, host name and the address of a
 /// GID.

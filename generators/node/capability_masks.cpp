@@ -5,25 +5,34 @@
 namespace siminfo {
 namespace {
 
-int queryMask(CapabilityModule& capabilities, const IBNode& node, bool isGMP, capability_mask& mask) {
-  // The service takes a node that it may change, but asking for a mask changes nothing in it.
-  return capabilities.GetCapability(const_cast<IBNode*>(&node), isGMP, mask);
-}
-
-/// The names of the supported bits, one comment a line; the last line is left open.
-template <class IsSupported>
-void listNames(BlockEmitter& out, const std::vector<const char*>& names, IsSupported isSupported) {
-  for (std::size_t bit = 0; bit < names.size(); ++bit) {
-    if (names[bit] != nullptr && isSupported(static_cast<std::uint8_t>(bit)))
-      out << "\n    // " << names[bit];
-  }
-}
+/// What tells the SMP mask from the GMP mask.
+struct MaskFamily {
+  std::string_view name;
+  bool isGMP;
+  const std::vector<const char*>& bitNames;
+  bool (CapabilityModule::*isSupported)(const IBNode* node, std::uint8_t bit) const;
+  std::string_view image;
+};
 
 constexpr std::array<AssignmentHead, 4> kMaskWords{"capability0", "capability1", "capability2",
                                                    "capability3"};
 
-void restoreMask(BlockEmitter& out, std::string_view image, const capability_mask& mask) {
-  const BlockTarget target{"GeneralInfoCapabilityMask", image};
+void restoreMask(BlockEmitter& out, CapabilityModule& capabilities, const IBNode& node,
+                 const MaskFamily& family) {
+  capability_mask mask;
+  // The service takes a node that it may change, but asking for a mask changes nothing in it.
+  if (const int rc = capabilities.GetCapability(const_cast<IBNode*>(&node), family.isGMP, mask); rc != 0) {
+    out << "#error \"Failed to get " << family.name << " capabilites for the node=" << node.name
+        << " with rc=" << rc << "\"";
+    return;
+  }
+  out << "    // ---------- " << family.name << " Caps ----------";
+  for (std::size_t bit = 0; bit < family.bitNames.size(); ++bit) {
+    const char* name = family.bitNames[bit];
+    if (name != nullptr && (capabilities.*family.isSupported)(&node, static_cast<std::uint8_t>(bit)))
+      out << "\n    // " << name;
+  }
+  const BlockTarget target{"GeneralInfoCapabilityMask", family.image};
   out << "\n\n";
   out.open(target);
   for (std::size_t i = 0; i < mask.words.size(); ++i) {
@@ -37,16 +46,9 @@ void restoreMask(BlockEmitter& out, std::string_view image, const capability_mas
 
 void SimInfoDumpCPP::GenerateSMPCapabilityMask(std::ostream& os, const IBNode& node) const {
   BlockEmitter out(os);
-  CapabilityModule& capabilities = drovik_->capabilityModule();
-  capability_mask mask;
-  if (const int rc = queryMask(capabilities, node, false, mask); rc != 0) {
-    out << "#error \"Failed to get SMP capabilites for the node=" << node.name << " with rc=" << rc << "\"";
-    return;
-  }
-  out << "    // ---------- SMP Caps ----------";
-  listNames(out, SimInfoData::SMPCapMaskBits,
-            [&](std::uint8_t bit) { return capabilities.IsSupportedSMPCapability(&node, bit); });
-  restoreMask(out, "&m_node->capMaskSMP", mask);
+  restoreMask(out, drovik_->capabilityModule(), node,
+              {"SMP", false, SimInfoData::SMPCapMaskBits, &CapabilityModule::IsSupportedSMPCapability,
+               "&m_node->capMaskSMP"});
 }
 
 void SimInfoDumpCPP::GenerateGMPCapabilityMask(std::ostream& os, const IBNode& node) const {
@@ -55,16 +57,9 @@ void SimInfoDumpCPP::GenerateGMPCapabilityMask(std::ostream& os, const IBNode& n
     out << "// The node=" << node.name << " is special and it should not support GMP capabilities.";
     return;
   }
-  CapabilityModule& capabilities = drovik_->capabilityModule();
-  capability_mask mask;
-  if (const int rc = queryMask(capabilities, node, true, mask); rc != 0) {
-    out << "#error \"Failed to get GMP capabilites for the node=" << node.name << " with rc=" << rc << "\"";
-    return;
-  }
-  out << "    // ---------- GMP Caps ----------";
-  listNames(out, SimInfoData::GMPCapMaskBits,
-            [&](std::uint8_t bit) { return capabilities.IsSupportedGMPCapability(&node, bit); });
-  restoreMask(out, "&m_node->capMaskGMP", mask);
+  restoreMask(out, drovik_->capabilityModule(), node,
+              {"GMP", true, SimInfoData::GMPCapMaskBits, &CapabilityModule::IsSupportedGMPCapability,
+               "&m_node->capMaskGMP"});
 }
 
 }  // namespace siminfo
