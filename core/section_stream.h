@@ -21,9 +21,7 @@ class SectionBuffer final : public std::streambuf {
   void clear() { setp(memory_.get(), memory_.get() + capacity_); }
 
   void append(std::string_view text) {
-    char* to = reserve(text.size());
-    std::memcpy(to, text.data(), text.size());
-    commit(to + text.size());
+    commit(std::copy(text.begin(), text.end(), reserve(text.size())));
   }
   /// Memory for the next `size` bytes of text; commit takes the end of what was put there.
   char* reserve(std::size_t size) {
