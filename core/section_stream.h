@@ -20,9 +20,7 @@ class SectionBuffer final : public std::streambuf {
   std::string_view text() const { return {pbase(), pptr()}; }
   void clear() { setp(memory_.get(), memory_.get() + capacity_); }
 
-  void append(std::string_view text) {
-    commit(std::copy(text.begin(), text.end(), reserve(text.size())));
-  }
+  void append(std::string_view text) { commit(std::copy(text.begin(), text.end(), reserve(text.size()))); }
   /// Memory for the next `size` bytes of text; commit takes the end of what was put there.
   char* reserve(std::size_t size) {
     if (static_cast<std::size_t>(epptr() - pptr()) < size) grow(size);
