@@ -19,8 +19,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 # What is compared in one interleaved run: name, the slower or reference side, the side that is judged, goal and floor.
 # A ratio is the time of the first over that of the second.
 RATIOS = [
-    ("emit into memory, own stream: speed over the plain way", "memory/plain", "memory/own", "", ""),
-    ("emit into memory, any stream: speed over the plain way", "memory/plain", "memory/any", "6", "4"),
+    ("emit into memory, the stream of the driver: speed over the plain way", "memory/plain", "memory/own", "6", "4"),
+    ("emit into memory, any other stream: speed over the plain way", "memory/plain", "memory/any", "6", "4"),
     ("emit to a file: speed over cp of it", "file/cp", "file/siminfo", "0.65", "0.45"),
     ("emit to a file: speed over the plain way on an ofstream", "file/plain", "file/siminfo", "25", "15"),
     ("load on one core: speed over plain simdjson On-Demand", "load/simdjson", "load/siminfo", "1.5", "1"),
@@ -105,7 +105,7 @@ def main():
     options = parser.parse_args()
     rounds = 3 if options.quick else 9
     processor = next(line for line in open("/proc/cpuinfo", encoding="utf-8") if line.startswith("model name"))
-    print(f"{os.cpu_count()} cores, {processor.split(':')[1].strip()}, Linux {platform.release()}; "
+    print(f"{os.cpu_count()} cores, {processor.split(':')[1].strip()}, {platform.system()}; "
           f"{rounds} interleaved rounds\n")
     with tempfile.TemporaryDirectory(prefix="siminfo-bench-") as name:
         folder = pathlib.Path(name)
@@ -115,8 +115,8 @@ def main():
         compare_whole_program(options.build, make_fabric(folder, 64 if options.quick else 256), folder, rounds)
         small = make_fabric(folder, 2)
         repeat = options.build / "siminfo_repeat"
-        row("instructions a line, own stream", [callgrind.per_unit(repeat, "emit", small)], "", "")
-        row("instructions a line, any stream", [callgrind.per_unit(repeat, "emit-stream", small)], "160", "")
+        row("instructions a line, the stream of the driver", [callgrind.per_unit(repeat, "emit", small)], "160", "")
+        row("instructions a line, any other stream", [callgrind.per_unit(repeat, "emit-stream", small)], "160", "")
         row("instructions a loaded field", [callgrind.per_unit(repeat, "load", small)], "", "")
         show_growth(options.build, folder, [1, 4, 16, 64] if options.quick else [1, 2, 4, 8, 16, 31, 62, 124, 248, 496, 992])
 
