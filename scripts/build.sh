@@ -4,7 +4,7 @@
 # Packages that building and running need, and those that the tests need besides.
 build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
-test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags)
+test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags valgrind)
 
 # Installs the named packages that are not there yet, on Debian and Ubuntu.
 install_missing() {
