@@ -47,7 +47,7 @@ void SimInfoDumpCPP::GenerateBuildableClassPortInfo(std::ostream& os, const IBNo
   SectionStream exact;
   GenerateVSReductionManagerClassPortInfo(exact, node);
   BlockEmitter out(os);
-  std::string_view lineEnd = "";
+  std::string_view lineEnd;
   forEachLine(exact.text(), [&](std::string_view line) {
     if (line.starts_with("    mad_buffer.RedirectGID")) {
       const auto& gid = Records().getZYRClassPortInfo(node.recordIndex)->RedirectGID;
@@ -65,7 +65,7 @@ void SimInfoDumpCPP::GenerateBuildablePushCounters(std::ostream& os, const IBNod
   SectionStream exact;
   GenerateZYRPushReductionCounters(exact, node);
   BlockEmitter out(os);
-  std::string_view lineEnd = "";
+  std::string_view lineEnd;
   forEachLine(exact.text(), [&](std::string_view line) {
     if (line.starts_with("        SMP_KrelExtPortInfo_pack")) return;
     if (line == "        }") out << "\n        }";  // the default branch has no break

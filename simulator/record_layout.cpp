@@ -50,7 +50,8 @@ constexpr std::array kPortInfoExtendedWire{
     WireField{"HDRFECModeSupported", 112, 16},
     WireField{"NDRFECModeSupported", 144, 16},
 };
-// The last three fields are no part of the basic attribute: they follow behind its tables' sizes.
+// No library at hand decodes this attribute, so nothing confirms these places; the last three are this
+// simulator's own.
 constexpr std::array kRouterInfoWire{
     WireField{"CapabilityMask", 0, 32},
     WireField{"NextHopTableCap", 32, 32},
