@@ -13,7 +13,7 @@ namespace drovik {
 inline u_int64_t getBits(const u_int8_t* image, std::size_t bit, std::size_t width) {
   u_int64_t value = 0;
   for (std::size_t at = bit; at < bit + width; ++at)
-    value = value << 1U | (image[at / 8] >> (7U - at % 8) & 1U);
+    value = value << 1U | (static_cast<unsigned>(image[at / 8]) >> (7U - at % 8) & 1U);
   return value;
 }
 
