@@ -135,7 +135,7 @@ std::size_t KeyTable::find(std::string_view key) const {
   return kNone;
 }
 
-void KeyTable::refuseUnknown(const Place& place, std::string_view) const {
+void KeyTable::refuseUnknown(const Place& place) const {
   refuse(place, "is unknown; " + owner_ + " has " + listed(names_));
 }
 

@@ -69,7 +69,7 @@ class KeyTable {
     return std::char_traits<char>::compare(raw, name.data(), name.size()) == 0 && raw[name.size()] == '"';
   }
 
-  [[noreturn]] void refuseUnknown(const Place& place, std::string_view key) const;
+  [[noreturn]] void refuseUnknown(const Place& place) const;
   void requireAll(const Place& place, std::uint64_t seen) const {
     if (const std::uint64_t missing = required_ & ~seen; missing != 0) refuseMissing(place, missing);
   }
@@ -102,7 +102,7 @@ void readMembers(const Place& place, json::object object, const KeyTable& keys, 
     if (!keys.matches(expected, raw)) {
       const std::string_view key = keyText({&place, {}, 0, raw}, field);
       index = keys.find(key);
-      if (index == KeyTable::kNone) keys.refuseUnknown({&place, key, 0, raw}, key);
+      if (index == KeyTable::kNone) keys.refuseUnknown({&place, key, 0, raw});
     }
     const Place member{&place, keys.name(index), 0, raw};
     if ((seen >> index & 1U) != 0) refuse(member, "is given twice");
