@@ -124,6 +124,11 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
       ->add_option("--node-name-map", options->nodeNameMap,
                    "File of lines 0x<guid> \"<name>\"; the names become alternative names")
       ->type_name("FILE");
+  command
+      ->add_option("--attribute-layouts", options->attributeLayouts,
+                   "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
+                   "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
+      ->type_name("FILE");
   command->add_option("--output", *output, "File to write; standard output when it is missing or -")
       ->type_name("SNAPSHOT");
   command->footer(

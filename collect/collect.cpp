@@ -27,22 +27,19 @@ std::string utcText(std::time_t when) {
   return {text, std::strftime(text, sizeof text, "%FT%TZ", &parts)};
 }
 
-/// The record of the attribute, or the reason why there is none.
-template <class Record>
-void store(const std::optional<Attribute>& attribute, const char* name, const std::string& reason,
-           std::uint32_t index, InMemoryExtendedInfo& records, AbsentRecords& absent) {
-  if (attribute)
-    records.set(index, decode<Record>(*attribute));
-  else
-    absent.try_emplace(name, reason);
-}
+/// What the user tells of a fabric, beside what it tells of itself.
+struct UserFiles {
+  NodeNameMap names;
+  AttributeLayouts layouts;
+};
 
 /// Makes a snapshot of what was walked.
 class SnapshotBuilder {
  public:
   /// `notAsked` is why an attribute is missing that nobody asked for.
-  SnapshotBuilder(Collected& collected, Shortfall& shortfall, std::string notAsked)
-      : collected_(collected), shortfall_(shortfall), notAsked_(std::move(notAsked)) {}
+  SnapshotBuilder(Collected& collected, Shortfall& shortfall, const AttributeLayouts& layouts,
+                  std::string notAsked)
+      : collected_(collected), shortfall_(shortfall), layouts_(layouts), notAsked_(std::move(notAsked)) {}
 
   void add(const WalkedNode& walked, const std::string& name, const std::string& alternativeName) {
     const unsigned numPorts = std::min(walked.numPorts, kMaxPorts);
@@ -56,28 +53,22 @@ class SnapshotBuilder {
 
     const std::uint32_t index = node.recordIndex;
     AbsentRecords absent = walked.absent;
-    snapshot.discovered.records.set(index, decode<SMP_NodeInfo>(walked.info));
+    store<SMP_NodeInfo>(walked.info, "SMP_NodeInfo", notAsked_, index, absent);
     if (node.type == kSwitch)
-      store<SMP_SwitchInfo>(walked.switchInfo, "SMP_SwitchInfo", notAsked_, index,
-                            snapshot.discovered.records, absent);
-    // libibmad knows neither the attribute's number nor its layout.
-    if (node.type == kRouter) {
-      absent["SMP_RouterInfo"] = "not asked: unknown to the InfiniBand libraries";
-      ++routers_;
-    }
+      store<SMP_SwitchInfo>(walked.switchInfo, "SMP_SwitchInfo", notAsked_, index, absent);
+    if (node.type == kRouter)
+      store<SMP_RouterInfo>(walked.routerInfo, "SMP_RouterInfo", notAsked_, index, absent);
     if (!absent.empty()) snapshot.absentOnNodes[index] = std::move(absent);
     for (unsigned number = walked.firstPort(); number <= numPorts; ++number) addPort(walked, number, node);
   }
 
   void finish() {
     collected_.missing = shortfall_.lines();
-    if (routers_ > 0)
-      collected_.warnings.push_back(std::to_string(routers_) +
-                                    " routers are without SMP_RouterInfo, which libibmad does not know");
-    if (undecoded_ > 0)
-      collected_.warnings.push_back(std::to_string(undecoded_) +
-                                    " ports have extended speeds of the second set, which libibmad does not "
-                                    "decode; their LinkSpeedExtSup2 is 0");
+    if (withSpeeds2_ > 0 && !layouts_.firstBits.contains(&kLinkSpeedExtSup2))
+      collected_.warnings.push_back(
+          "ports with extended speeds of the second set, which libibmad does not decode: " +
+          std::to_string(withSpeeds2_) +
+          "; their LinkSpeedExtSup2 is 0 (--attribute-layouts can tell its place)");
   }
 
  private:
@@ -89,32 +80,41 @@ class SnapshotBuilder {
 
     AbsentRecords absent = from.absent;
     const std::uint32_t index = port.recordIndex;
-    store<SMP_PortInfo>(from.info, "SMP_PortInfo", notAsked_, index, snapshot.discovered.records, absent);
+    store<SMP_PortInfo>(from.info, "SMP_PortInfo", notAsked_, index, absent);
     const std::string unsupported = from.info ? "not asked: the port does not support it" : notAsked_;
     store<SMP_PortInfoExtended>(from.extended, "SMP_PortInfoExtended",
-                                supportsExtended(walked, number) ? notAsked_ : unsupported, index,
-                                snapshot.discovered.records, absent);
+                                supportsExtended(walked, number) ? notAsked_ : unsupported, index, absent);
     if (!absent.empty()) snapshot.absentOnPorts[index] = std::move(absent);
-    if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0) ++undecoded_;
+    if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0) ++withSpeeds2_;
+  }
+
+  /// The record of the attribute, or the reason why there is none.
+  template <class Record>
+  void store(const std::optional<Attribute>& attribute, const char* name, const std::string& reason,
+             std::uint32_t index, AbsentRecords& absent) {
+    if (attribute)
+      collected_.snapshot.discovered.records.set(index, decode<Record>(*attribute, layouts_));
+    else
+      absent.try_emplace(name, reason);
   }
 
   Collected& collected_;
   Shortfall& shortfall_;
+  const AttributeLayouts& layouts_;
   std::string notAsked_;
-  std::size_t routers_ = 0;
-  std::size_t undecoded_ = 0;  // ports with speeds that no decoder is known for
+  std::size_t withSpeeds2_ = 0;  // ports that have extended speeds of the second set
 };
 
-void build(const WalkedFabric& fabric, const NodeNameMap& map, const std::string& notAsked,
+void build(const WalkedFabric& fabric, const UserFiles& files, const std::string& notAsked,
            Shortfall& shortfall, Collected& collected) {
-  SnapshotBuilder builder(collected, shortfall, notAsked);
+  SnapshotBuilder builder(collected, shortfall, files.layouts, notAsked);
   const std::vector<std::string> names = nodeNames(fabric.nodes);
   for (std::size_t i = 0; i < names.size(); ++i)
-    builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], map));
+    builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], files.names));
   builder.finish();
 }
 
-Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
+Collected fromCache(const CollectOptions& options, const UserFiles& files) {
   const WalkedFabric fabric = readDiscoveryCache(options.cacheFile);
   Collected collected;
   collected.snapshot.source = safeText(std::filesystem::path(options.cacheFile).filename().string());
@@ -127,11 +127,11 @@ Collected fromCache(const CollectOptions& options, const NodeNameMap& map) {
         shortfall.add(node, number, "SMP_PortInfo", "not in the saved discovery");
     }
   }
-  build(fabric, map, "not asked: read from a saved discovery", shortfall, collected);
+  build(fabric, files, "not asked: read from a saved discovery", shortfall, collected);
   return collected;
 }
 
-Collected fromPort(const CollectOptions& options, const NodeNameMap& map, const CollectWatch& user) {
+Collected fromPort(const CollectOptions& options, const UserFiles& files, const CollectWatch& user) {
   Collected collected;
   const HostPort port = choosePort(options.device, options.port);
   collected.snapshot.source = safeText(port.name());
@@ -148,17 +148,25 @@ Collected fromPort(const CollectOptions& options, const NodeNameMap& map, const 
   WalkedFabric fabric = discoverFabric(port, limits, watch, progress.nodes);
   UmadPort umad(port.device, port.number);
   Shortfall shortfall;
-  Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number));
+  const std::optional<std::uint16_t> routerInfo = files.layouts.routerInfo;
+  Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number), routerInfo);
+  const auto routers = std::ranges::count(fabric.nodes, kRouter, &WalkedNode::type);
+  if (routers > 0 && !routerInfo)
+    collected.warnings.push_back(
+        "routers that were not asked for SMP_RouterInfo, which libibmad does not know: " +
+        std::to_string(routers) + " (--attribute-layouts can tell number and layout)");
   collected.packets = watch.sent;
-  build(fabric, map, "not asked: PortInfo is missing", shortfall, collected);
+  build(fabric, files, "not asked: PortInfo is missing", shortfall, collected);
   return collected;
 }
 
 }  // namespace
 
 Collected collectFabric(const CollectOptions& options, const CollectWatch& watch) {
-  const NodeNameMap map = options.nodeNameMap.empty() ? NodeNameMap{} : readNodeNameMap(options.nodeNameMap);
-  return options.cacheFile.empty() ? fromPort(options, map, watch) : fromCache(options, map);
+  UserFiles files;
+  if (!options.nodeNameMap.empty()) files.names = readNodeNameMap(options.nodeNameMap);
+  if (!options.attributeLayouts.empty()) files.layouts = readAttributeLayouts(options.attributeLayouts);
+  return options.cacheFile.empty() ? fromPort(options, files, watch) : fromCache(options, files);
 }
 
 }  // namespace siminfo

@@ -13,13 +13,14 @@ namespace siminfo {
 
 /// What to collect, and how. The defaults are those of the InfiniBand diagnostic tools.
 struct CollectOptions {
-  std::string device;         ///< empty: any
-  int port = 0;               ///< 0: any
-  unsigned timeoutMs = 1000;  ///< for the answer to one packet
-  unsigned outstanding = 2;   ///< packets that are under way at a time
-  unsigned maxHops = 0;       ///< 0: no limit
-  std::string cacheFile;      ///< a saved discovery to read instead of walking a fabric; empty: none
-  std::string nodeNameMap;    ///< a file of names for GUIDs; empty: none
+  std::string device;            ///< empty: any
+  int port = 0;                  ///< 0: any
+  unsigned timeoutMs = 1000;     ///< for the answer to one packet
+  unsigned outstanding = 2;      ///< packets that are under way at a time
+  unsigned maxHops = 0;          ///< 0: no limit
+  std::string cacheFile;         ///< a saved discovery to read instead of walking a fabric; empty: none
+  std::string nodeNameMap;       ///< a file of names for GUIDs; empty: none
+  std::string attributeLayouts;  ///< a file of what libibmad has no decoders for; empty: none
 };
 
 struct CollectProgress {

@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "collect/attribute_layouts.h"
 #include "collect/smp.h"
 #include "core/records/records.h"
 
@@ -18,7 +19,7 @@ inline std::uint64_t madField64(const Attribute& bytes, MAD_FIELDS id) {
 /// By which decoder of libibmad a field of a record is read from an attribute's bytes.
 struct MadField {
   std::string_view name;
-  MAD_FIELDS id;  ///< IB_NO_FIELD: the library has no decoder, and the field stays 0
+  MAD_FIELDS id;  ///< IB_NO_FIELD: the library has no decoder, and the user may tell the place
 };
 
 template <class Record>
@@ -67,6 +68,16 @@ inline constexpr std::array kMadFields<SMP_PortInfoExtended>{
     MadField{"NDRFECModeSupported", IB_PORT_EXT_NDR_FEC_MODE_SUPPORTED_F},
 };
 
+template <>
+inline constexpr std::array kMadFields<SMP_RouterInfo>{
+    MadField{"CapabilityMask", IB_NO_FIELD},
+    MadField{"NextHopTableCap", IB_NO_FIELD},
+    MadField{"AdjacentSiteLocalSubnetsTableCap", IB_NO_FIELD},
+    MadField{"ar_group_to_router_lid_table_cap", IB_NO_FIELD},
+    MadField{"cap_supported_subnets", IB_NO_FIELD},
+    MadField{"cap_router_lid", IB_NO_FIELD},
+};
+
 /// Whether the record's table and its decoders name the same fields in the same order.
 template <class Record>
 consteval bool decodersCoverRecord() {
@@ -79,15 +90,19 @@ consteval bool decodersCoverRecord() {
 
 /// The record in an attribute's bytes.
 template <class Record>
-Record decode(const Attribute& bytes) {
+Record decode(const Attribute& bytes, const AttributeLayouts& layouts) {
   static_assert(decodersCoverRecord<Record>());
   Record record{};
   for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
-    if (kMadFields<Record>[i].id != IB_NO_FIELD)
-      kFields<Record>[i].set(&record, madField(bytes, kMadFields<Record>[i].id));
+    const Field& field = kFields<Record>[i];
+    const MAD_FIELDS id = kMadFields<Record>[i].id;
+    field.set(&record, id != IB_NO_FIELD ? madField(bytes, id) : layouts.value(bytes, field));
   }
   return record;
 }
+
+inline constexpr const Field& kLinkSpeedExtSup2 = kFields<SMP_PortInfo>[3];
+static_assert(kLinkSpeedExtSup2.name == "LinkSpeedExtSup2");
 
 // Bits of a port's capability masks, as the architecture numbers them.
 inline constexpr std::uint32_t kHasCapabilityMask2 = 1U << 15U;  // of CapMsk

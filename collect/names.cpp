@@ -1,24 +1,13 @@
 #include "collect/names.h"
 
-#include <cerrno>
 #include <charconv>
-#include <fstream>
 #include <optional>
-#include <system_error>
 
-#include "collect/collect.h"
+#include "collect/line_file.h"
 #include "collect/text.h"
 
 namespace siminfo {
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r";
-
-std::string_view trimmed(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-  text.remove_suffix(text.size() - (text.find_last_not_of(kBlanks) + 1));
-  return text;
-}
 
 /// GUID and name of a line that is neither empty nor a comment.
 std::optional<std::pair<std::uint64_t, std::string_view>> parseEntry(std::string_view line) {
@@ -42,21 +31,12 @@ std::optional<std::pair<std::uint64_t, std::string_view>> parseEntry(std::string
 
 NodeNameMap readNodeNameMap(const std::string& fileName) {
   NodeNameMap names;
-  errno = 0;
-  std::ifstream file(fileName, std::ios_base::binary);
-  std::string line;
-  for (std::size_t number = 1; std::getline(file, line); ++number) {
-    const std::string_view text = trimmed(line);
-    if (text.empty() || text.starts_with('#')) continue;
-    const auto entry = parseEntry(text);
-    if (!entry)
-      throw CollectError(CollectError::kBadInput, safeText(fileName) + ":" + std::to_string(number) +
-                                                      ": expected a line like 0x0002c90300000001 \"name\"");
+  readLines(fileName, [&](std::string_view line) -> std::string {
+    const auto entry = parseEntry(line);
+    if (!entry) return "expected a line like 0x0002c90300000001 \"name\"";
     names.try_emplace(entry->first, safeText(entry->second));
-  }
-  if (!file.is_open() || file.bad() || errno == EISDIR)
-    throw CollectError(CollectError::kBadInput,
-                       safeText(fileName) + ": " + std::generic_category().message(errno != 0 ? errno : EIO));
+    return {};
+  });
   return names;
 }
 

@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::uint32_t kLinkUp = 5;  // of PortPhysicalState
 
-constexpr const char* kSwitchInfo = "SMP_SwitchInfo";
 constexpr const char* kPortInfo = "SMP_PortInfo";
 constexpr const char* kPortInfoExtended = "SMP_PortInfoExtended";
 
@@ -30,7 +29,7 @@ bool supportsExtended(const WalkedNode& node, unsigned number) {
   return says(number) || (node.type == IB_NODE_SWITCH && says(0));
 }
 
-void Questions::askAll(WalkedFabric& fabric, unsigned localPort) {
+void Questions::askAll(WalkedFabric& fabric, unsigned localPort, std::optional<std::uint16_t> routerInfo) {
   const auto forPorts = [&](auto add) {
     for (WalkedNode& node : fabric.nodes) {
       for (unsigned number = node.firstPort(); number <= node.numPorts; ++number) add(node, number);
@@ -39,7 +38,9 @@ void Questions::askAll(WalkedFabric& fabric, unsigned localPort) {
   };
   for (WalkedNode& node : fabric.nodes) {
     if (!node.isDescribed) addDescription(node);
-    if (node.type == IB_NODE_SWITCH && !node.switchInfo) addSwitchInfo(node);
+    if (node.type == IB_NODE_SWITCH && !node.switchInfo)
+      addOfNode(node, IB_ATTR_SWITCH_INFO, "SMP_SwitchInfo", node.switchInfo);
+    if (node.type == IB_NODE_ROUTER) addRouterInfo(node, routerInfo);
   }
   forPorts([&](WalkedNode& node, unsigned number) {
     if (!node.ports[number].info) addPortInfo(node, number);
@@ -64,13 +65,22 @@ void Questions::addDescription(WalkedNode& node) {
                         }});
 }
 
-void Questions::addSwitchInfo(WalkedNode& node) {
-  questions_.push_back({node.route, IB_ATTR_SWITCH_INFO, 0, [&](const auto& data, const Reason& reason) {
-                          node.switchInfo = data;
+void Questions::addOfNode(WalkedNode& node, std::uint16_t attribute, const char* record,
+                          std::optional<Attribute>& place) {
+  questions_.push_back({node.route, attribute, 0, [&, record](const auto& data, const Reason& reason) {
+                          place = data;
                           if (data) return;
-                          node.absent[kSwitchInfo] = reason.text;
-                          miss(node, kSwitchInfo, reason);
+                          node.absent[record] = reason.text;
+                          miss(node, record, reason);
                         }});
+}
+
+void Questions::addRouterInfo(WalkedNode& node, std::optional<std::uint16_t> attribute) {
+  constexpr const char* kRouterInfo = "SMP_RouterInfo";
+  if (attribute)
+    addOfNode(node, *attribute, kRouterInfo, node.routerInfo);
+  else
+    node.absent[kRouterInfo] = "not asked: unknown to the InfiniBand libraries";
 }
 
 void Questions::addPortInfo(WalkedNode& node, unsigned number) {

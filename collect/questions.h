@@ -18,8 +18,9 @@ class Questions {
   Questions(MadPort& port, const WalkLimits& limits, SmpWatch& watch, Shortfall& shortfall)
       : exchange_(port, limits.timing, watch), limits_(limits), shortfall_(shortfall) {}
 
-  /// `localPort` is the number of the port that the fabric was walked from.
-  void askAll(WalkedFabric& fabric, unsigned localPort);
+  /// `localPort` is the number of the port that the fabric was walked from, `routerInfo` the number of
+  /// RouterInfo: without one, routers are not asked for it.
+  void askAll(WalkedFabric& fabric, unsigned localPort, std::optional<std::uint16_t> routerInfo);
 
  private:
   /// Why an attribute is not there.
@@ -37,7 +38,9 @@ class Questions {
   };
 
   void addDescription(WalkedNode& node);
-  void addSwitchInfo(WalkedNode& node);
+  void addOfNode(WalkedNode& node, std::uint16_t attribute, const char* record,
+                 std::optional<Attribute>& place);
+  void addRouterInfo(WalkedNode& node, std::optional<std::uint16_t> attribute);
   void addPortInfo(WalkedNode& node, unsigned number);
   void addExtended(WalkedNode& node, unsigned number);
   void addPeer(const WalkedNode& node, unsigned number);

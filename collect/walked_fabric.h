@@ -26,6 +26,7 @@ struct WalkedNode {
   unsigned numPorts = 0;                ///< at most 255
   Attribute info{};                     ///< NodeInfo
   std::optional<Attribute> switchInfo;  ///< of switches alone
+  std::optional<Attribute> routerInfo;  ///< of routers alone
   std::string description;              ///< the bytes before the first zero
   bool isDescribed = true;              ///< the device answered with a description, be it an empty one
   Route route;                          ///< from this host; of no meaning in a saved discovery

@@ -1,8 +1,8 @@
 #include "snapshot/json.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "snapshot/number_text.h"
 #include "snapshot/text_rules.h"
 
 namespace siminfo {
@@ -47,13 +47,6 @@ std::string_view tokenText(json::value& value) {
   return token;
 }
 
-bool parseUnsigned(std::string_view text, std::uint64_t& number) {
-  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-  if (isHex) text.remove_prefix(2);
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-  return error == std::errc{} && end == text.data() + text.size();
-}
-
 std::uint64_t readUnsignedString(const Place& place, json::value& value, std::uint64_t maximum) {
   std::string_view text = tokenText(value);
   const bool isEscaped = text.find('\\') != std::string_view::npos;
@@ -61,11 +54,11 @@ std::uint64_t readUnsignedString(const Place& place, json::value& value, std::ui
     text = take(place, value.get_string(), value, "a string");
   else
     take(place, value.get_raw_json_string(), value, "a string");
-  std::uint64_t number = 0;
-  if (!parseUnsigned(text, number) || number > maximum)
+  const std::optional<std::uint64_t> number = parseUnsigned(text);
+  if (!number || *number > maximum)
     refuse(place, "\"" + printable(text) + "\" does not fit; " + range(maximum) +
                       ", as a number or a string like \"0x2c9\"");
-  return number;
+  return *number;
 }
 
 }  // namespace

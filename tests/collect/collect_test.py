@@ -187,6 +187,41 @@ class CollectTest(unittest.TestCase):
             self.assertIn("Switch1 (0x0000000000200000): SMP_PortInfoExtended of port 3: status 0x000c",
                           collected.err)
 
+    def test_router_info_is_asked_for_where_its_layout_is_told(self):
+        with ibsim.Ibsim(os.path.join(ibsim.HERE, "router.net")) as fabric:
+            untold = Collected(fabric)
+            self.assertEqual(untold.status, 0, untold.err)
+            self.assertIn("not asked for SMP_RouterInfo, which libibmad does not know: 1", untold.err)
+            router = next(node for node in untold.nodes.values() if node["type"] == "router")
+            self.assertEqual(router["absent"],
+                             {"SMP_RouterInfo": "not asked: unknown to the InfiniBand libraries"})
+
+            places = {"CapabilityMask": "256", "NextHopTableCap": "0", "AdjacentSiteLocalSubnetsTableCap": "24",
+                      "ar_group_to_router_lid_table_cap": "0x10", "cap_supported_subnets": "20",
+                      "cap_router_lid": "224 # PartitionCap"}
+            path = os.path.join(fabric.folder, "layouts")
+
+            def told(attribute):
+                with open(path, "w", encoding="utf-8") as layouts:
+                    layouts.write(f"SMP_RouterInfo attribute {attribute}\nSMP_PortInfo.LinkSpeedExtSup2 bit 240\n")
+                    layouts.writelines(f"SMP_RouterInfo.{at} bit {bit}\n" for at, bit in places.items())
+                return Collected(fabric, "-t", "50", "--attribute-layouts", path)
+
+            # Simulated routers have no RouterInfo: the fields are read from their NodeInfo.
+            answered = told("0x0011")
+            self.assertEqual((answered.status, answered.err.count("warning")), (0, 0), answered.err)
+            records = answered.nodes[int(router["guid"], 0)]["records"]
+            self.assertEqual(records["SMP_RouterInfo"], {
+                "CapabilityMask": records["SMP_NodeInfo"]["revision"], "NextHopTableCap": 0x01010302,
+                "AdjacentSiteLocalSubnetsTableCap": 2, "ar_group_to_router_lid_table_cap": 0x0302,
+                "cap_supported_subnets": 0x30, "cap_router_lid": records["SMP_NodeInfo"]["PartitionCap"]})
+            for port in (port for node in answered.nodes.values() for port in node["ports"]):
+                info = port["records"]["SMP_PortInfo"]
+                self.assertEqual(info["LinkSpeedExtSup2"], info["LinkWidthSup"])
+            unanswered = told("0x7abc")
+            self.assertEqual(unanswered.status, 5)
+            self.assertIn("gate (0x0000000000000000): SMP_RouterInfo: timed out", unanswered.err)
+
     def test_lost_doubled_and_strange_answers_change_nothing(self):
         with ibsim.Ibsim(self.example()) as fabric:
             plain = Collected(fabric)

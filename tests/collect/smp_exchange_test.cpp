@@ -156,7 +156,7 @@ TEST_F(SmpExchangeTest, QuestionsGiveReasonsForWhatIsMissing) {
   };
   Shortfall shortfall;
   const WalkLimits limits{{5, 2}, 2, 0};
-  Questions(port_, limits, watch_, shortfall).askAll(fabric, 1);
+  Questions(port_, limits, watch_, shortfall).askAll(fabric, 1, std::nullopt);
   EXPECT_EQ(node.switchInfo.value()[0], 0x42);
   EXPECT_TRUE(node.ports[0].info && node.ports[1].info);
   EXPECT_EQ(node.ports[2].absent, (AbsentRecords{{"SMP_PortInfo", "status 0x001c"}}));
