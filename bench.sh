@@ -5,6 +5,6 @@
 root=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")" && pwd) || exit 3
 # shellcheck source=scripts/build.sh
 . "$root/scripts/build.sh"
-install_missing "${build_packages[@]}" "${test_packages[@]}" libbenchmark-dev nlohmann-json3-dev || exit 3
+install_missing "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" || exit 3
 build_preset bench anew || exit 3
 exec python3 "$root/bench/run.py" "$root/build/bench" "$@"

@@ -66,9 +66,12 @@ std::string listed(const std::vector<Candidate>& ports) {
   std::string wanted = "no InfiniBand port";
   if (!device.empty()) wanted += " of device " + device;
   if (number != 0) wanted += " with number " + std::to_string(number);
-  if (device.empty() && number == 0) wanted += " whose link is up";
+  if (number == 0) wanted += " whose link is up";
+  const bool isAnyFit = std::ranges::any_of(ports, &Candidate::isInfiniBand);
   throw CollectError(CollectError::kNoPort,
-                     wanted + "; there is " + listed(ports) + "; choose one with --Ca and --Port");
+                     wanted + "; there is " + listed(ports) +
+                         (isAnyFit ? "; check the cable, or choose another one with --Ca and --Port"
+                                   : "; subnet management needs a port whose link layer is InfiniBand"));
 }
 
 /// The file by which programs reach the port, such as /dev/infiniband/umad0, or an empty path.
@@ -108,10 +111,16 @@ HostPort choosePort(const std::string& device, int number) {
 }
 
 std::string portFault(const HostPort& port) {
-  const std::string name = port.device + " port " + std::to_string(port.number);
+  const std::vector<Candidate> all = candidates();
+  const auto found = std::ranges::find_if(all, [&](const Candidate& candidate) {
+    return candidate.port.device == port.device && candidate.port.number == port.number;
+  });
+  const std::string name = found != all.end() ? found->text() : port.name();
   const std::filesystem::path file = deviceFile(port);
-  if (file.empty())
-    return name + " has no management device; check that the module ib_umad is loaded ('modprobe ib_umad')";
+  if (file.empty() || access(file.c_str(), F_OK) != 0)
+    return name +
+           " has no management device (/dev/infiniband/umad*); check that the module ib_umad is loaded "
+           "('modprobe ib_umad')";
   if (access(file.c_str(), R_OK | W_OK) != 0)
     return name + ": " + file.string() + ": " + std::generic_category().message(errno) +
            "; run as root, or let the user read and write that file";

@@ -1,10 +1,11 @@
-# Shared by ./siminfo and ./test: installs what is missing and builds a preset. Sourced; expects to be told the
+# Shared by the project's scripts: installs what is missing and builds a preset. Sourced; expects to be told the
 # project's folder in $root. Everything it says goes to standard error.
 
-# Packages that building and running need, and those that the tests need besides.
+# Packages that building and running need, and those that the tests and the benchmarks need besides.
 build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
 test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags valgrind)
+bench_packages=(libbenchmark-dev nlohmann-json3-dev)
 
 # Installs the named packages that are not there yet, on Debian and Ubuntu.
 install_missing() {
