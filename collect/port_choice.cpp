@@ -58,20 +58,25 @@ std::string listed(const std::vector<Candidate>& ports) {
   return text;
 }
 
-[[noreturn]] void refuseAll(const std::vector<Candidate>& ports, const std::string& device, int number) {
+/// `isLinkDown`: there are ports like the wanted one, all of them without a link.
+[[noreturn]] void refuse(const std::string& device, int number, bool isLinkDown,
+                         const std::vector<Candidate>& ports) {
   if (ports.empty())
     throw CollectError(CollectError::kNoPort,
                        "this host has no InfiniBand device; check that its driver is loaded ('ls "
                        "/sys/class/infiniband')");
-  std::string wanted = "no InfiniBand port";
-  if (!device.empty()) wanted += " of device " + device;
-  if (number != 0) wanted += " with number " + std::to_string(number);
-  if (number == 0) wanted += " whose link is up";
-  const bool isAnyFit = std::ranges::any_of(ports, &Candidate::isInfiniBand);
-  throw CollectError(CollectError::kNoPort,
-                     wanted + "; there is " + listed(ports) +
-                         (isAnyFit ? "; check the cable, or choose another one with --Ca and --Port"
-                                   : "; subnet management needs a port whose link layer is InfiniBand"));
+  std::string text = "no InfiniBand port";
+  if (!device.empty()) text += " of device " + device;
+  if (number != 0) text += " with number " + std::to_string(number);
+  if (isLinkDown) text += " whose link is up";
+  text += "; there is " + listed(ports) + "; ";
+  if (isLinkDown)
+    text += "check the cable, or choose a port with --Ca and --Port";
+  else if (std::ranges::any_of(ports, &Candidate::isInfiniBand))
+    text += "choose another one with --Ca and --Port";
+  else
+    text += "subnet management needs a port whose link layer is InfiniBand";
+  throw CollectError(CollectError::kNoPort, text);
 }
 
 /// The file by which programs reach the port, such as /dev/infiniband/umad0, or an empty path.
@@ -106,7 +111,7 @@ HostPort choosePort(const std::string& device, int number) {
   if (chosen == fit.end()) chosen = std::ranges::find(fit, kLinkUp, &Candidate::physicalState);
   // A port that was named is taken as it is: the walk then ends at the local node.
   if (chosen == fit.end() && number != 0) chosen = fit.begin();
-  if (chosen == fit.end()) refuseAll(all, device, number);
+  if (chosen == fit.end()) refuse(device, number, !fit.empty(), all);
   return chosen->port;
 }
 

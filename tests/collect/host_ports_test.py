@@ -72,12 +72,13 @@ class HostPortsTest(unittest.TestCase):
     def test_no_port_to_choose(self):
         self.assert_says("this host has no InfiniBand device; check that its driver is loaded")
         add_device("eth0", "Ethernet", "active")
-        self.assert_says("no InfiniBand port whose link is up; there is eth0 port 1 (Ethernet, active)",
+        self.assert_says("no InfiniBand port; there is eth0 port 1 (Ethernet, active)",
                          "needs a port whose link layer is InfiniBand")
         add_device("ib0", "InfiniBand", "down")
-        self.assert_says("eth0 port 1 (Ethernet, active), ib0 port 1 (InfiniBand, down); check the cable")
-        self.assert_says("no InfiniBand port of device eth0 whose link is up", arguments=("-C", "eth0"))
-        self.assert_says("no InfiniBand port of device eth0 with number 1", arguments=("-C", "eth0", "-P", "1"))
+        there = "there is eth0 port 1 (Ethernet, active), ib0 port 1 (InfiniBand, down); "
+        self.assert_says(f"no InfiniBand port whose link is up; {there}check the cable")
+        self.assert_says(f"no InfiniBand port of device eth0 with number 1; {there}choose another",
+                         arguments=("-C", "eth0", "-P", "1"))
         # A port that was named is tried, whatever its link.
         self.assert_says("ib0 port 1 (InfiniBand, down) has no management device", arguments=("-P", "1"))
 
