@@ -38,7 +38,7 @@ std::vector<UndecodedField> undecodedFields() {
   return fields;
 }
 
-/// The three words of a line, of which a '#' begins none; without the last ones where there are fewer.
+/// The first two words of a line, and what follows them; all without the comment.
 std::array<std::string_view, 3> wordsOf(std::string_view line) {
   line = trimmed(line.substr(0, line.find('#')));
   std::array<std::string_view, 3> words;
@@ -49,9 +49,12 @@ std::array<std::string_view, 3> wordsOf(std::string_view line) {
   return words;
 }
 
+std::string quoted(std::string_view word) {
+  return std::string(1, '"').append(safeText(word)).append(1, '"');
+}
+
 std::string outOfRange(std::string_view word, std::uint64_t least, std::uint64_t most) {
-  return "\"" + safeText(word) + "\": expected a number from " + std::to_string(least) + " to " +
-         std::to_string(most);
+  return quoted(word) + ": expected a number from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
 /// Judges the lines of a file one by one, and then what they make together.
@@ -93,7 +96,7 @@ class LayoutReader {
 
   std::string takeBit(std::string_view name, std::string_view word) {
     const auto known = std::ranges::find(known_, name, &UndecodedField::name);
-    if (known == known_.end()) return "no place can be given to \"" + safeText(name) + "\"; " + choice();
+    if (known == known_.end()) return "no place can be given to " + quoted(name) + "; " + choice();
     const std::size_t most = kAttributeBits - known->field->bits;
     const auto bit = parseUnsigned(word);
     if (!bit || *bit > most) return outOfRange(word, 0, most);

@@ -119,8 +119,7 @@ class CacheReader {
     const auto owner = named_.find(key);
     if (owner == named_.end() || number(8) != owner->second)
       refuse(start, "the port belongs to no node, or to another one than it says");
-    port.hasPeer = number(1) != 0;
-    skip(9);
+    skip(10);
     const auto node = nodes_.find(owner->second);
     WalkedPort& place = node->second.ports[key.second];
     if (place.info) refuse(start, "the port is there twice");

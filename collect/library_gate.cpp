@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "collect/mad_fields.h"
+
 namespace siminfo {
 namespace {
 
@@ -46,10 +48,7 @@ int LibraryGate::receive(int port, void* umad, int* length, int timeoutMs) {
     const std::optional<SmpExchange::Completed> completed = opened.exchange.next();
     if (!completed) return -ETIMEDOUT;
     packet = completed->packet;
-    if (completed->outcome == Outcome::kAnswered) {
-      status = 0;
-      count(packet);
-    }
+    if (completed->outcome == Outcome::kAnswered && admit(packet)) status = 0;
   }
   reinterpret_cast<ib_user_mad*>(packet.bytes.data())->status = status;
   const std::size_t size = umad_size() + static_cast<std::size_t>(std::clamp(*length, 0, int{IB_MAD_SIZE}));
@@ -58,10 +57,16 @@ int LibraryGate::receive(int port, void* umad, int* length, int timeoutMs) {
   return opened.umad.agent();
 }
 
-void LibraryGate::count(Packet& answer) {
-  if (answer.field(IB_MAD_ATTRID_F) != IB_ATTR_NODE_INFO || answer.field(IB_DRSMP_STATUS_F) != 0) return;
-  guids_.insert(mad_get_field64(answer.mad(), IB_SMP_DATA_OFFS, IB_NODE_GUID_F));
-  nodesFound_ = guids_.size();
+bool LibraryGate::admit(Packet& answer) {
+  if (answer.field(IB_MAD_ATTRID_F) != IB_ATTR_NODE_INFO || answer.field(IB_DRSMP_STATUS_F) != 0) return true;
+  // The library files the port under the number that the device says, in a list that is as long as the first
+  // device of that GUID said, and does not look whether it fits.
+  const Attribute info = answer.attribute();
+  if (!isPlaced(info)) return false;
+  const std::uint32_t portCount = madField(info, IB_NODE_NPORTS_F);
+  const auto known = portCounts_.try_emplace(madField64(info, IB_NODE_GUID_F), portCount).first;
+  nodesFound_ = portCounts_.size();
+  return madField(info, IB_NODE_LOCAL_PORT_F) <= known->second;
 }
 
 namespace {

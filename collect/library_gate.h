@@ -4,7 +4,6 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <set>
 
 #include "collect/live_discovery.h"
 #include "collect/smp_exchange.h"
@@ -19,8 +18,9 @@ namespace siminfo {
 /// of these names itself, so that they come before those of libibumad. So requests are counted, each ends in
 /// a bounded time, and when the user wants an end they all time out at once: the library then returns what it
 /// has found so far. The limit of hops is kept here as well: the library's own lets one device further in and
-/// then leaves out others that are nearer. Where the names are not taken over (a statically linked library,
-/// say) discovery still works, and only its end has to be waited for.
+/// then leaves out others that are nearer. And answers that would lead the library outside its own lists
+/// count as lost. Where the names are not taken over (a statically linked library, say) discovery still
+/// works, and only its end has to be waited for.
 class LibraryGate {
  public:
   /// One gate at a time. The watch is borrowed; `nodesFound` is kept up to date.
@@ -42,13 +42,14 @@ class LibraryGate {
     std::deque<Packet> tooFar;  // requests that are not sent
   };
 
-  void count(Packet& answer);
+  /// Whether the library can take the answer.
+  bool admit(Packet& answer);
 
   WalkLimits limits_;
   SmpWatch& watch_;
   std::size_t& nodesFound_;
-  std::map<int, std::unique_ptr<Opened>> ports_;  // by the library's handle
-  std::set<std::uint64_t> guids_;                 // of the nodes that answered
+  std::map<int, std::unique_ptr<Opened>> ports_;       // by the library's handle
+  std::map<std::uint64_t, std::uint32_t> portCounts_;  // of the nodes that answered, by GUID
 };
 
 /// The functions of libibumad itself.

@@ -16,8 +16,8 @@ std::string_view trimmed(std::string_view text) {
 }
 
 void readLines(const std::string& fileName, const std::function<std::string(std::string_view line)>& take) {
-  const auto refuse = [&](const std::string& what) {
-    throw CollectError(CollectError::kBadInput, safeText(fileName) + ":" + what);
+  const auto refuse = [&](const std::string& place, const std::string& what) {
+    throw CollectError(CollectError::kBadInput, safeText(fileName) + place + ": " + what);
   };
   errno = 0;
   std::ifstream file(fileName, std::ios_base::binary);
@@ -26,10 +26,10 @@ void readLines(const std::string& fileName, const std::function<std::string(std:
     const std::string_view text = trimmed(line);
     if (text.empty() || text.starts_with('#')) continue;
     const std::string fault = take(text);
-    if (!fault.empty()) refuse(std::to_string(number) + ": " + fault);
+    if (!fault.empty()) refuse(std::string(1, ':').append(std::to_string(number)), fault);
   }
   if (!file.is_open() || file.bad() || errno == EISDIR)
-    refuse(" " + std::generic_category().message(errno != 0 ? errno : EIO));
+    refuse("", std::generic_category().message(errno != 0 ? errno : EIO));
 }
 
 }  // namespace siminfo

@@ -16,6 +16,11 @@ inline std::uint64_t madField64(const Attribute& bytes, MAD_FIELDS id) {
   return mad_get_field64(const_cast<std::uint8_t*>(bytes.data()), 0, id);
 }
 
+/// Whether a NodeInfo attribute says of the port it was asked through that it is one of the node's.
+inline bool isPlaced(const Attribute& nodeInfo) {
+  return madField(nodeInfo, IB_NODE_LOCAL_PORT_F) <= madField(nodeInfo, IB_NODE_NPORTS_F);
+}
+
 /// By which decoder of libibmad a field of a record is read from an attribute's bytes.
 struct MadField {
   std::string_view name;

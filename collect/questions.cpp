@@ -1,5 +1,6 @@
 #include "collect/questions.h"
 
+#include <algorithm>
 #include <map>
 
 #include "collect/mad_fields.h"
@@ -17,6 +18,18 @@ Route behind(const WalkedNode& node, unsigned number) {
   Route route = node.route;
   route.push_back(static_cast<std::uint8_t>(number));
   return route;
+}
+
+/// Why discovery left a device out that answers with this NodeInfo.
+std::string whyLeftOut(const WalkedFabric& fabric, const Attribute& nodeInfo) {
+  const std::uint64_t guid = madField64(nodeInfo, IB_NODE_GUID_F);
+  if (std::ranges::binary_search(fabric.nodes, guid, {}, &WalkedNode::guid))
+    return "has the GUID " + guidText(guid) + " of another device";
+  if (!isPlaced(nodeInfo))
+    return "says that it is asked through its port " +
+           std::to_string(madField(nodeInfo, IB_NODE_LOCAL_PORT_F)) + " of " +
+           std::to_string(madField(nodeInfo, IB_NODE_NPORTS_F));
+  return "missed by discovery, and answers now";
 }
 
 }  // namespace
@@ -52,7 +65,7 @@ void Questions::askAll(WalkedFabric& fabric, unsigned localPort, std::optional<s
     // Packets leave through any port of a switch, and through the port in use of this host.
     const bool isOnTheWay =
         node.type == IB_NODE_SWITCH ? number > 0 : node.route.empty() && number == localPort;
-    if (isOnTheWay) addPeer(node, number);
+    if (isOnTheWay) addPeer(fabric, node, number);
   });
 }
 
@@ -105,7 +118,7 @@ void Questions::addExtended(WalkedNode& node, unsigned number) {
        }});
 }
 
-void Questions::addPeer(const WalkedNode& node, unsigned number) {
+void Questions::addPeer(const WalkedFabric& fabric, const WalkedNode& node, unsigned number) {
   const WalkedPort& port = node.ports[number];
   const bool isLinked = port.info && madField(*port.info, IB_PORT_PHYS_STATE_F) == kLinkUp;
   const std::size_t mostHops = limits_.maxHops != 0 ? limits_.maxHops : IB_SUBNET_PATH_HOPS_MAX - 1;
@@ -113,7 +126,7 @@ void Questions::addPeer(const WalkedNode& node, unsigned number) {
   questions_.push_back(
       {behind(node, number), IB_ATTR_NODE_INFO, 0, [&, number](const auto& data, const Reason& reason) {
          missOfPort(node, number, "the device at the far end",
-                    data ? Reason{"missed by discovery, and answers now"} : reason);
+                    data ? Reason{whyLeftOut(fabric, *data)} : reason);
        }});
 }
 

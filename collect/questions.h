@@ -43,7 +43,7 @@ class Questions {
   void addRouterInfo(WalkedNode& node, std::optional<std::uint16_t> attribute);
   void addPortInfo(WalkedNode& node, unsigned number);
   void addExtended(WalkedNode& node, unsigned number);
-  void addPeer(const WalkedNode& node, unsigned number);
+  void addPeer(const WalkedFabric& fabric, const WalkedNode& node, unsigned number);
   void miss(const WalkedNode& node, const std::string& what, const Reason& reason);
   void missOfPort(const WalkedNode& node, unsigned number, const std::string& what, const Reason& reason);
   static Reason reasonFor(Outcome outcome, std::uint32_t status);

@@ -10,6 +10,9 @@
 //   twice     each answer comes twice
 //   strange   each answer comes behind one of the same transaction that is about something else
 //   greedy    every switch says that it has 255 ports
+//   places    every adapter says that the port it is asked through has number 255
+//   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
+//             that it is asked through that one
 //   stall     after 300 answers there are no more, and "stalled" is said on standard error
 //   hang      after 300 answers the program waits for ever, and "stalled" is said on standard error
 #include <dlfcn.h>
@@ -33,6 +36,19 @@ bool isAltered(std::string_view word) {
 }
 
 void set(void* data, MAD_FIELDS id, std::uint32_t value) { mad_set_field(data, 0, id, value); }
+
+void alterNodeInfo(void* data) {
+  const bool isSwitch = mad_get_field(data, 0, IB_NODE_TYPE_F) == IB_NODE_SWITCH;
+  if (isAltered("greedy") && isSwitch) set(data, IB_NODE_NPORTS_F, 255);
+  if (isSwitch) return;
+  if (isAltered("places")) set(data, IB_NODE_LOCAL_PORT_F, 255);
+  if (!isAltered("twins")) return;
+  static unsigned answers = 0;
+  const bool isSecond = ++answers == 2;
+  mad_set_field64(data, 0, IB_NODE_GUID_F, 0x42);
+  set(data, IB_NODE_NPORTS_F, isSecond ? 2 : 1);
+  set(data, IB_NODE_LOCAL_PORT_F, isSecond ? 2 : 1);
+}
 
 void alterPortInfo(void* data) {
   if (isAltered("keys")) mad_set_field64(data, 0, IB_PORT_MKEY_F, kKey);
@@ -62,9 +78,7 @@ void alter(std::uint8_t* mad) {
       if (isAltered("extended")) answerExtended(mad, data);
       return;
     case IB_ATTR_NODE_INFO:
-      if (isAltered("greedy") && mad_get_field(data, 0, IB_NODE_TYPE_F) == IB_NODE_SWITCH)
-        set(data, IB_NODE_NPORTS_F, 255);
-      return;
+      return alterNodeInfo(data);
     case IB_ATTR_NODE_DESC:
       if (isAltered("zeros")) std::memset(data, 0, IB_SMP_DATA_SIZE);
       if (isAltered("names")) {

@@ -255,6 +255,22 @@ class CollectTest(unittest.TestCase):
             self.assertEqual({node["num_ports"] for node in collected.nodes.values()}, {2, 254})
             self.assertEqual(generated(fabric, collected.text)[0], 0)
 
+    def test_devices_that_contradict_themselves_or_each_other(self):
+        with ibsim.Ibsim(self.example()) as fabric:
+            plain = Collected(fabric)
+            switches = {guid: node for guid, node in plain.nodes.items() if node["type"] == "switch"}
+            misplaced = Collected(fabric, alter="places")
+            self.assertEqual((misplaced.status, misplaced.nodes), (5, switches), misplaced.err)
+            said = "the device at the far end of port 1, 2: says that it is asked through its port 255 of 2"
+            self.assertIn("Switch1 (0x0000000000200000): " + said, misplaced.err)
+
+            twins = Collected(fabric, alter="twins")
+            self.assertEqual(twins.status, 5, twins.err)
+            self.assertEqual(set(twins.nodes), {0x42, *switches})
+            lost = re.findall("far end of port (.*): has the GUID 0x0000000000000042 of another", twins.err)
+            self.assertEqual(sum(len(ports.split(", ")) for ports in lost), 3, twins.err)
+            self.assertEqual(generated(fabric, twins.text)[0], 0)
+
     def test_node_names_from_a_map(self):
         with ibsim.Ibsim(self.example()) as fabric:
             path = os.path.join(fabric.folder, "names")
