@@ -130,7 +130,7 @@ std::uint64_t AttributeLayouts::value(const Attribute& bytes, const Field& field
   if (first == firstBits.end()) return 0;
   std::uint64_t value = 0;
   for (std::size_t bit = first->second; bit < first->second + field.bits; ++bit)
-    value = value << 1U | (bytes.at(bit / 8) >> (7U - bit % 8) & 1U);
+    value = value << 1U | (std::uint64_t{bytes.at(bit / 8)} >> (7U - bit % 8) & 1U);
   return value;
 }
 
