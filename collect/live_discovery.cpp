@@ -55,9 +55,7 @@ WalkedNode fromLibrary(const ibnd_node_t& found) {
     const ibnd_port_t* port = found.ports[number];
     if (port == nullptr) continue;
     node.ports[number].info = answered(port->info);
-    // Devices with one GUID are one node to the library, and the links of all but one lead there and not
-    // back.
-    node.ports[number].hasPeer = port->remoteport != nullptr && port->remoteport->remoteport == port;
+    node.ports[number].hasPeer = port->remoteport != nullptr;
     node.ports[number].isExpected = true;
   }
   return node;
