@@ -26,7 +26,7 @@ template <class Record>
 void addUndecoded(std::string_view record, std::vector<UndecodedField>& fields) {
   for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
     const Field& field = kFields<Record>[i];
-    if (kMadFields<Record>[i].id == IB_NO_FIELD)
+    if (kMadFields<Record>[i].isUnknown())
       fields.push_back({std::string(record).append(".").append(field.name), &field});
   }
 }
@@ -127,11 +127,7 @@ AttributeLayouts readAttributeLayouts(const std::string& fileName) {
 
 std::uint64_t AttributeLayouts::value(const Attribute& bytes, const Field& field) const {
   const auto first = firstBits.find(&field);
-  if (first == firstBits.end()) return 0;
-  std::uint64_t value = 0;
-  for (std::size_t bit = first->second; bit < first->second + field.bits; ++bit)
-    value = value << 1U | (std::uint64_t{bytes.at(bit / 8)} >> (7U - bit % 8) & 1U);
-  return value;
+  return first != firstBits.end() ? bitsOf(bytes, first->second, field.bits) : 0;
 }
 
 }  // namespace siminfo

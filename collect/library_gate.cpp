@@ -48,7 +48,7 @@ int LibraryGate::receive(int port, void* umad, int* length, int timeoutMs) {
     const std::optional<SmpExchange::Completed> completed = opened.exchange.next();
     if (!completed) return -ETIMEDOUT;
     packet = completed->packet;
-    if (completed->outcome == Outcome::kAnswered && admit(packet)) status = 0;
+    if (completed->outcome == SmpOutcome::kAnswered && admit(packet)) status = 0;
   }
   reinterpret_cast<ib_user_mad*>(packet.bytes.data())->status = status;
   const std::size_t size = umad_size() + static_cast<std::size_t>(std::clamp(*length, 0, int{IB_MAD_SIZE}));

@@ -21,10 +21,14 @@ inline bool isPlaced(const Attribute& nodeInfo) {
   return madField(nodeInfo, IB_NODE_LOCAL_PORT_F) <= madField(nodeInfo, IB_NODE_NPORTS_F);
 }
 
-/// By which decoder of libibmad a field of a record is read from an attribute's bytes.
+/// How a field of a record is read from an attribute's bytes.
 struct MadField {
   std::string_view name;
-  MAD_FIELDS id;  ///< IB_NO_FIELD: the library has no decoder, and the user may tell the place
+  MAD_FIELDS id;             ///< libibmad's decoder; IB_NO_FIELD: it has none
+  std::size_t firstBit = 0;  ///< instead of a decoder that reads another place; 0: none
+
+  /// The user alone may know the place.
+  constexpr bool isUnknown() const { return id == IB_NO_FIELD && firstBit == 0; }
 };
 
 template <class Record>
@@ -63,14 +67,16 @@ inline constexpr std::array kMadFields<SMP_PortInfo>{
     MadField{"MTUCap", IB_PORT_MTU_CAP_F},
 };
 
+// The decoders of the last two take their halves of 32 bits for each other: that of HDRFECModeSupported reads
+// what that of EDRFECModeEnabled reads, too.
 template <>
 inline constexpr std::array kMadFields<SMP_PortInfoExtended>{
     MadField{"CapMsk", IB_PORT_EXT_CAPMASK_F},
     MadField{"FECModeActive", IB_PORT_EXT_FEC_MODE_ACTIVE_F},
     MadField{"FDRFECModeSupported", IB_PORT_EXT_FDR_FEC_MODE_SUPPORTED_F},
     MadField{"EDRFECModeSupported", IB_PORT_EXT_EDR_FEC_MODE_SUPPORTED_F},
-    MadField{"HDRFECModeSupported", IB_PORT_EXT_HDR_FEC_MODE_SUPPORTED_F},
-    MadField{"NDRFECModeSupported", IB_PORT_EXT_NDR_FEC_MODE_SUPPORTED_F},
+    MadField{"HDRFECModeSupported", IB_NO_FIELD, 112},
+    MadField{"NDRFECModeSupported", IB_NO_FIELD, 144},
 };
 
 template <>
@@ -100,8 +106,13 @@ Record decode(const Attribute& bytes, const AttributeLayouts& layouts) {
   Record record{};
   for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
     const Field& field = kFields<Record>[i];
-    const MAD_FIELDS id = kMadFields<Record>[i].id;
-    field.set(&record, id != IB_NO_FIELD ? madField(bytes, id) : layouts.value(bytes, field));
+    const MadField& place = kMadFields<Record>[i];
+    if (place.isUnknown())
+      field.set(&record, layouts.value(bytes, field));
+    else if (place.firstBit != 0)
+      field.set(&record, bitsOf(bytes, place.firstBit, field.bits));
+    else
+      field.set(&record, madField(bytes, place.id));
   }
   return record;
 }

@@ -141,17 +141,17 @@ void Questions::missOfPort(const WalkedNode& node, unsigned number, const std::s
   shortfall_.add(node, number, what, reason.text);
 }
 
-Questions::Reason Questions::reasonFor(Outcome outcome, std::uint32_t status) {
+Questions::Reason Questions::reasonFor(SmpOutcome outcome, std::uint32_t status) {
   switch (outcome) {
-    case Outcome::kAnswered:
+    case SmpOutcome::kAnswered:
       return {"status " + hexText(status, 4), true, false};
-    case Outcome::kTimedOut:
+    case SmpOutcome::kTimedOut:
       return {"timed out"};
-    case Outcome::kDeviceSilent:
+    case SmpOutcome::kDeviceSilent:
       return {"not asked: the device had stopped answering"};
-    case Outcome::kInterrupted:
+    case SmpOutcome::kInterrupted:
       return {"not asked: interrupted", false, true};
-    case Outcome::kFabricSilent:
+    case SmpOutcome::kFabricSilent:
       return {"not asked: the fabric had stopped answering", false, true};
   }
   return {};
@@ -170,7 +170,7 @@ void Questions::ask() {
     SmpExchange::Completed completed = *exchange_.next();
     const auto question = asked.find(completed.packet.transaction());
     const std::uint32_t status = completed.packet.field(IB_DRSMP_STATUS_F);
-    if (completed.outcome == Outcome::kAnswered && status == 0)
+    if (completed.outcome == SmpOutcome::kAnswered && status == 0)
       question->second->take(completed.packet.attribute(), {});
     else
       question->second->take(std::nullopt, reasonFor(completed.outcome, status));

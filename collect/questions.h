@@ -46,7 +46,7 @@ class Questions {
   void addPeer(const WalkedFabric& fabric, const WalkedNode& node, unsigned number);
   void miss(const WalkedNode& node, const std::string& what, const Reason& reason);
   void missOfPort(const WalkedNode& node, unsigned number, const std::string& what, const Reason& reason);
-  static Reason reasonFor(Outcome outcome, std::uint32_t status);
+  static Reason reasonFor(SmpOutcome outcome, std::uint32_t status);
   /// Asks what was added, several at a time.
   void ask();
 

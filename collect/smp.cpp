@@ -10,6 +10,13 @@ constexpr std::size_t kPathOffset = 128;
 
 }  // namespace
 
+std::uint64_t bitsOf(const Attribute& bytes, std::size_t first, std::size_t width) {
+  std::uint64_t value = 0;
+  for (std::size_t bit = first; bit < first + width; ++bit)
+    value = value << 1U | (std::uint64_t{bytes.at(bit / 8)} >> (7U - bit % 8) & 1U);
+  return value;
+}
+
 Attribute Packet::attribute() {
   Attribute data;
   std::copy_n(mad() + IB_SMP_DATA_OFFS, data.size(), data.begin());

@@ -13,6 +13,9 @@ namespace siminfo {
 /// The 64 bytes of one attribute, as they travel in a subnet management packet (SMP).
 using Attribute = std::array<std::uint8_t, IB_SMP_DATA_SIZE>;
 
+/// So many bits of an attribute from `first` on; bit 0 is the top bit of the first byte. At most 64 bits.
+std::uint64_t bitsOf(const Attribute& bytes, std::size_t first, std::size_t width);
+
 /// A directed route: the port by which each hop leaves its node. Empty for the local node.
 using Route = std::vector<std::uint8_t>;
 

@@ -25,11 +25,11 @@ constexpr unsigned kProbeAfter = 8;
 void SmpExchange::submit(Packet request) {
   const auto silent = timedOutAt_.find(std::string(request.route()));
   if (watch_.isInterrupted()) {
-    completed_.push_back({request, Outcome::kInterrupted});
+    completed_.push_back({request, SmpOutcome::kInterrupted});
   } else if (isFabricSilent_) {
-    completed_.push_back({request, Outcome::kFabricSilent});
+    completed_.push_back({request, SmpOutcome::kFabricSilent});
   } else if (silent != timedOutAt_.end() && silent->second >= kMaxTimedOut) {
-    completed_.push_back({request, Outcome::kDeviceSilent});
+    completed_.push_back({request, SmpOutcome::kDeviceSilent});
   } else {
     const std::uint32_t transaction = request.transaction();
     transmit(pending_.insert_or_assign(transaction, Pending{request, false}).first->second);
@@ -40,9 +40,9 @@ std::optional<SmpExchange::Completed> SmpExchange::next() {
   while (completed_.empty() && !pending_.empty()) {
     Packet received;
     if (watch_.isInterrupted())
-      giveUpAll(Outcome::kInterrupted);
+      giveUpAll(SmpOutcome::kInterrupted);
     else if (isFabricSilent_)
-      giveUpAll(Outcome::kFabricSilent);
+      giveUpAll(SmpOutcome::kFabricSilent);
     else if (port_.receive(received, waitMs()))
       take(received);
     expire();
@@ -75,7 +75,7 @@ void SmpExchange::take(Packet& received) {
   timedOut_ = 0;
   timedOutAt_.erase(std::string(pending.request.route()));
   if (!watch_.nearest || watch_.nearest->route().empty()) watch_.nearest = pending.request;
-  if (!pending.isProbe) completed_.push_back({received, Outcome::kAnswered});
+  if (!pending.isProbe) completed_.push_back({received, SmpOutcome::kAnswered});
   pending_.erase(found);
 }
 
@@ -95,7 +95,7 @@ void SmpExchange::giveUp(const Pending& pending) {
   }
   Packet request = pending.request;
   ++timedOutAt_[std::string(request.route())];
-  completed_.push_back({request, Outcome::kTimedOut});
+  completed_.push_back({request, SmpOutcome::kTimedOut});
   if (++timedOut_ % kProbeAfter == 0) probe();
 }
 
@@ -115,7 +115,7 @@ void SmpExchange::expire() {
     at = at->second.deadline <= now ? retryOrGiveUp(at) : std::next(at);
 }
 
-void SmpExchange::giveUpAll(Outcome outcome) {
+void SmpExchange::giveUpAll(SmpOutcome outcome) {
   for (const auto& [transaction, pending] : pending_) {
     if (!pending.isProbe) completed_.push_back({pending.request, outcome});
   }

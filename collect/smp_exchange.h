@@ -23,7 +23,7 @@ class MadPort {
 };
 
 /// How a request ended.
-enum class Outcome : std::uint8_t {
+enum class SmpOutcome : std::uint8_t {
   kAnswered,      ///< with any status
   kTimedOut,      ///< in spite of every retry
   kDeviceSilent,  ///< not sent: the device at the end of the route had timed out again and again
@@ -55,7 +55,7 @@ class SmpExchange {
  public:
   struct Completed {
     Packet packet;  ///< the answer, or the request when there is none
-    Outcome outcome;
+    SmpOutcome outcome;
   };
 
   /// Port and watch are borrowed.
@@ -83,7 +83,7 @@ class SmpExchange {
   void giveUp(const Pending& pending);
   void probe();
   void expire();
-  void giveUpAll(Outcome outcome);
+  void giveUpAll(SmpOutcome outcome);
   unsigned waitMs() const;
 
   MadPort& port_;

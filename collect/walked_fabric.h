@@ -14,7 +14,7 @@ namespace siminfo {
 struct WalkedPort {
   std::optional<Attribute> info;      ///< PortInfo
   std::optional<Attribute> extended;  ///< PortInfoExtended
-  bool hasPeer = false;               ///< the node behind it was found, on a walk
+  bool hasPeer = false;               ///< the node behind it was found; false in a saved discovery
   bool isExpected = false;            ///< the device must answer for this port
   AbsentRecords absent;
 };

@@ -60,13 +60,15 @@ void alterPortInfo(void* data) {
 void answerExtended(std::uint8_t* mad, std::uint8_t* data) {
   const std::uint32_t port = mad_get_field(mad, 0, IB_MAD_ATTRMOD_F);
   mad_set_field(mad, 0, IB_DRSMP_STATUS_F, port == 3 ? 0xc : 0);
-  std::memset(data, 0, IB_SMP_DATA_SIZE);
+  std::memset(data, 0x5a, IB_SMP_DATA_SIZE);
   set(data, IB_PORT_EXT_CAPMASK_F, 0x80000001U);
   set(data, IB_PORT_EXT_FEC_MODE_ACTIVE_F, 0x10);
   set(data, IB_PORT_EXT_FDR_FEC_MODE_SUPPORTED_F, 0x100 + port);
   set(data, IB_PORT_EXT_EDR_FEC_MODE_SUPPORTED_F, 0x200 + port);
-  set(data, IB_PORT_EXT_HDR_FEC_MODE_SUPPORTED_F, 0x300 + port);
-  set(data, IB_PORT_EXT_NDR_FEC_MODE_SUPPORTED_F, 0xffff);
+  // HDRFECModeSupported and NDRFECModeSupported, which libibmad looks for elsewhere.
+  data[14] = 3;
+  data[15] = static_cast<std::uint8_t>(port);
+  data[18] = data[19] = 0xff;
 }
 
 void alter(std::uint8_t* mad) {

@@ -18,35 +18,10 @@ import unittest
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import fat_tree
 import ibsim
+import smpquery
 
 SIMINFO, ALTERED_ANSWERS = "", ""
 EXAMPLES = ["net", "net.1", "net.2sw2path", "net.2sw2path4hca", "net.2sw2path4hca2port"]
-
-# smpquery's names of the fields that a snapshot holds.
-NODE_INFO = {"BaseVersion": "BaseVers", "ClassVersion": "ClassVers", "PartitionCap": "PartCap",
-             "DeviceID": "DevId", "revision": "Revision", "VendorID": "VendorId"}
-SWITCH_INFO = {"LinearFDBCap": "LinearFdbCap", "RandomFDBCap": "RandomFdbCap", "MCastFDBCap": "McastFdbCap",
-               "OptimizedSLVLMapping": "OptSLtoVLMapping", "LidsPerPort": "LidsPerPort",
-               "PartEnfCap": "PartEnforceCap", "InbEnfCap": "InboundPartEnf", "OutbEnfCap": "OutboundPartEnf",
-               "FilterRawInbCap": "FilterRawInbound", "FilterRawOutbCap": "FilterRawOutbound",
-               "ENP0": "EnhancedPort0"}
-PORT_INFO = {"CapMsk": "CapMask", "CapMsk2": "CapabilityMask2", "LinkWidthSup": "LinkWidthSupported",
-             "LinkSpeedSup": "LinkSpeedSupported", "LinkSpeedExtSup": "LinkSpeedExtSupported",
-             "MTUCap": "MtuCap"}
-# How smpquery spells the values of these, which are sets of bits or codes.
-WORDS = {"LinkWidthSupported": {"1X": 1, "4X": 2, "8X": 4, "12X": 8, "2X": 16},
-         "LinkSpeedSupported": {"2.5 Gbps": 1, "5.0 Gbps": 2, "10.0 Gbps": 4},
-         "LinkSpeedExtSupported": {"14.0625 Gbps": 1, "25.78125 Gbps": 2, "53.125 Gbps": 4},
-         "MtuCap": {"256": 1, "512": 2, "1024": 3, "2048": 4, "4096": 5}}
-STATES = {"Down": "down", "Initialize": "initialize", "Armed": "armed", "Active": "active"}
-
-
-def number(name, text):
-    """A value as smpquery prints it, as a number."""
-    words = WORDS.get(name)
-    if words and text != "0":
-        return sum(words[word] for word in text.split(" or "))
-    return int(text, 0)
 
 
 def generated(fabric, snapshot):
@@ -97,27 +72,22 @@ class CollectTest(unittest.TestCase):
     def query(self, fabric, *arguments):
         status, out, err = fabric.run(["smpquery", *map(str, arguments)])
         self.assertEqual(status, 0, err)
-        fields = re.findall(r"^(\w+):\.*(.+)$", out, re.MULTILINE)
-        return dict(fields)
-
-    def assert_record(self, record, names, answer):
-        for field, name in names.items():
-            self.assertEqual(record[field], number(name, answer[name]), field)
+        return smpquery.fields(out)
 
     def assert_as_smpquery_says(self, fabric, node):
         """Every record of the node, and every port's state, against what smpquery prints for it."""
         lid = node["lid"]
-        self.assert_record(node["records"]["SMP_NodeInfo"], NODE_INFO, self.query(fabric, "nodeinfo", lid))
+        records = {"SMP_NodeInfo": smpquery.record(smpquery.NODE_INFO, self.query(fabric, "nodeinfo", lid))}
         is_switch = node["type"] == "switch"
         if is_switch:
-            self.assert_record(node["records"]["SMP_SwitchInfo"], SWITCH_INFO,
-                               self.query(fabric, "switchinfo", lid))
+            records["SMP_SwitchInfo"] = smpquery.record(smpquery.SWITCH_INFO, self.query(fabric, "switchinfo", lid))
+        self.assertEqual(node["records"], records)
         numbers = [port["num"] for port in node["ports"]]
         self.assertEqual(numbers, list(range(0 if is_switch else 1, node["num_ports"] + 1)))
         for port in node["ports"]:
-            answer = self.query(fabric, "portinfo", lid, port["num"])
-            self.assert_record(port["records"]["SMP_PortInfo"], PORT_INFO, answer)
-            self.assertEqual(port["state"], STATES[answer["LinkState"]])
+            printed = self.query(fabric, "portinfo", lid, port["num"])
+            self.assertEqual(port["records"]["SMP_PortInfo"], smpquery.port_info(printed))
+            self.assertEqual(port["state"], smpquery.STATES[printed["LinkState"]])
 
     def test_every_field_equals_what_smpquery_prints(self):
         for name in EXAMPLES:

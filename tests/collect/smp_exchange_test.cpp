@@ -46,7 +46,7 @@ Packet timedOut(Packet request) {
 
 class SmpExchangeTest : public testing::Test {
  protected:
-  Outcome ask(const Route& route, std::uint32_t modifier = 0) {
+  SmpOutcome ask(const Route& route, std::uint32_t modifier = 0) {
     exchange_.submit(makeRequest(route, IB_ATTR_PORT_INFO, modifier));
     return exchange_.next().value().outcome;
   }
@@ -76,7 +76,7 @@ TEST_F(SmpExchangeTest, MatchesAnswersInAnyOrderAndIgnoresAllOthers) {
     exchange_.submit(request);
   }
   while (auto completed = exchange_.next()) {
-    EXPECT_EQ(completed->outcome, Outcome::kAnswered);
+    EXPECT_EQ(completed->outcome, SmpOutcome::kAnswered);
     EXPECT_EQ(completed->packet.field(IB_MAD_ATTRMOD_F), modifiers[completed->packet.transaction()]);
     EXPECT_EQ(completed->packet.attribute()[0], 0x42);
     modifiers.erase(completed->packet.transaction());
@@ -91,7 +91,7 @@ TEST_F(SmpExchangeTest, AsksAgainWhenTheKernelTimesOutOrNothingComes) {
     if (++sent == 1) answers.push_back(timedOut(request));
     if (sent == 3) answers.push_back(answerTo(request));
   };
-  EXPECT_EQ(ask({1}), Outcome::kAnswered);
+  EXPECT_EQ(ask({1}), SmpOutcome::kAnswered);
   EXPECT_EQ(sent, 3U);
 }
 
@@ -100,12 +100,12 @@ TEST_F(SmpExchangeTest, AsksASilentDeviceNoMoreAndOthersStill) {
   port_.fabric = [&](Packet& request, std::deque<Packet>& answers) {
     answers.push_back(request.route() == silent ? timedOut(request) : answerTo(request));
   };
-  EXPECT_EQ(ask({1, 7}), Outcome::kTimedOut);
-  EXPECT_EQ(ask({1, 7}), Outcome::kTimedOut);
+  EXPECT_EQ(ask({1, 7}), SmpOutcome::kTimedOut);
+  EXPECT_EQ(ask({1, 7}), SmpOutcome::kTimedOut);
   EXPECT_EQ(watch_.sent, 6U);
-  EXPECT_EQ(ask({1, 7}), Outcome::kDeviceSilent);
-  EXPECT_EQ(ask({1, 8}), Outcome::kAnswered);
-  EXPECT_EQ(ask({1, 7, 1}), Outcome::kAnswered);
+  EXPECT_EQ(ask({1, 7}), SmpOutcome::kDeviceSilent);
+  EXPECT_EQ(ask({1, 8}), SmpOutcome::kAnswered);
+  EXPECT_EQ(ask({1, 7, 1}), SmpOutcome::kAnswered);
   EXPECT_EQ(watch_.sent, 8U);
 }
 
@@ -115,29 +115,29 @@ TEST_F(SmpExchangeTest, GivesAFabricUpOnlyWhenItsNearestDeviceIsSilentToo) {
     const bool isNearest = request.route().size() == 1;
     answers.push_back(isNearest && isNearestThere ? answerTo(request) : timedOut(request));
   };
-  EXPECT_EQ(ask({1}), Outcome::kAnswered);
+  EXPECT_EQ(ask({1}), SmpOutcome::kAnswered);
   for (std::uint8_t device = 1; device <= 40; ++device)
-    EXPECT_EQ(ask({1, device}), Outcome::kTimedOut) << int{device};
+    EXPECT_EQ(ask({1, device}), SmpOutcome::kTimedOut) << int{device};
   isNearestThere = false;
   unsigned tried = 0;
-  while (ask({2, static_cast<std::uint8_t>(++tried)}) == Outcome::kTimedOut) ASSERT_LT(tried, 20U);
-  EXPECT_EQ(ask({1}), Outcome::kFabricSilent);
+  while (ask({2, static_cast<std::uint8_t>(++tried)}) == SmpOutcome::kTimedOut) ASSERT_LT(tried, 20U);
+  EXPECT_EQ(ask({1}), SmpOutcome::kFabricSilent);
 }
 
 TEST_F(SmpExchangeTest, EndsWhenThePortTakesNothing) {
   port_.isBroken = true;
-  std::set<Outcome> outcomes;
+  std::set<SmpOutcome> outcomes;
   for (std::uint8_t device = 1; device <= 12; ++device) outcomes.insert(ask({device}));
-  EXPECT_EQ(outcomes, (std::set{Outcome::kTimedOut, Outcome::kFabricSilent}));
-  EXPECT_EQ(ask({1}), Outcome::kFabricSilent);
+  EXPECT_EQ(outcomes, (std::set{SmpOutcome::kTimedOut, SmpOutcome::kFabricSilent}));
+  EXPECT_EQ(ask({1}), SmpOutcome::kFabricSilent);
 }
 
 TEST_F(SmpExchangeTest, EndsWhenInterrupted) {
   port_.fabric = [&](Packet&, std::deque<Packet>&) { isInterrupted_ = true; };
   exchange_.submit(makeRequest({1}, IB_ATTR_NODE_INFO, 0));
   exchange_.submit(makeRequest({2}, IB_ATTR_NODE_INFO, 0));
-  EXPECT_EQ(exchange_.next().value().outcome, Outcome::kInterrupted);
-  EXPECT_EQ(exchange_.next().value().outcome, Outcome::kInterrupted);
+  EXPECT_EQ(exchange_.next().value().outcome, SmpOutcome::kInterrupted);
+  EXPECT_EQ(exchange_.next().value().outcome, SmpOutcome::kInterrupted);
   EXPECT_FALSE(exchange_.next());
   EXPECT_EQ(watch_.sent, 1U);
 }
