@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <fstream>
-#include <system_error>
 
 #include "cli/command.h"
 #include "simulator/headers.h"
+#include "snapshot/line_file.h"
 #include "snapshot/text_rules.h"
 
 namespace siminfo {
@@ -36,29 +34,19 @@ bool isLetter(char character) {
 }
 
 void addGuidsOfFile(const std::string& fileName, std::set<std::uint64_t>& guids) {
-  std::ifstream file(fileName);
-  std::string line;
-  std::size_t number = 0;
   std::size_t found = 0;
-  for (; std::getline(file, line); ++found) {
-    ++number;
-    line.erase(std::min(line.find('#'), line.size()));
-    line.erase(
-        std::remove_if(line.begin(), line.end(), [](char c) { return c == ' ' || c == '\t' || c == '\r'; }),
-        line.end());
-    if (line.empty()) {
-      --found;
-      continue;
-    }
-    const auto guid = parseGuid(line);
-    if (!guid)
-      throw CommandError(kBadInput, fileName + ":" + std::to_string(number) + ": \"" + printable(line) +
-                                        "\" is no GUID; expected hexadecimal digits, one GUID a line");
+  std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
+    const std::string_view text = trimmed(line.substr(0, line.find('#')));
+    const auto guid = parseGuid(text);
+    if (!guid) return "\"" + printable(text) + "\" is no GUID; expected hexadecimal digits, one GUID a line";
     guids.insert(*guid);
-  }
-  if (!file.eof()) throw CommandError(kBadInput, fileName + ": " + std::generic_category().message(errno));
+    ++found;
+    return {};
+  });
   // An empty selection would mean every node, which nobody asks for with an empty file.
-  if (found == 0) throw CommandError(kBadInput, fileName + ": has no GUID in it; expected one GUID a line");
+  if (fault.empty() && found == 0)
+    fault = printable(fileName) + ": has no GUID in it; expected one GUID a line";
+  if (!fault.empty()) throw CommandError(kBadInput, fault);
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "collect/collect.h"
-#include "collect/line_file.h"
 #include "collect/mad_fields.h"
-#include "collect/text.h"
+#include "snapshot/line_file.h"
 #include "snapshot/number_text.h"
+#include "snapshot/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -50,7 +50,7 @@ std::array<std::string_view, 3> wordsOf(std::string_view line) {
 }
 
 std::string quoted(std::string_view word) {
-  return std::string(1, '"').append(safeText(word)).append(1, '"');
+  return std::string(1, '"').append(printable(word)).append(1, '"');
 }
 
 std::string outOfRange(std::string_view word, std::uint64_t least, std::uint64_t most) {
@@ -119,9 +119,10 @@ class LayoutReader {
 
 AttributeLayouts readAttributeLayouts(const std::string& fileName) {
   LayoutReader reader;
-  readLines(fileName, [&](std::string_view line) { return reader.take(line); });
-  if (const std::string gap = reader.gap(); !gap.empty())
-    throw CollectError(CollectError::kBadInput, safeText(fileName) + ": " + gap);
+  std::string fault = readLines(fileName, [&](std::string_view line) { return reader.take(line); });
+  if (const std::string gap = reader.gap(); fault.empty() && !gap.empty())
+    fault = printable(fileName) + ": " + gap;
+  if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);
   return reader.layouts();
 }
 

@@ -3,8 +3,9 @@
 #include <charconv>
 #include <optional>
 
-#include "collect/line_file.h"
+#include "collect/collect.h"
 #include "collect/text.h"
+#include "snapshot/line_file.h"
 
 namespace siminfo {
 namespace {
@@ -31,12 +32,13 @@ std::optional<std::pair<std::uint64_t, std::string_view>> parseEntry(std::string
 
 NodeNameMap readNodeNameMap(const std::string& fileName) {
   NodeNameMap names;
-  readLines(fileName, [&](std::string_view line) -> std::string {
+  const std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
     const auto entry = parseEntry(line);
     if (!entry) return "expected a line like 0x0002c90300000001 \"name\"";
     names.try_emplace(entry->first, safeText(entry->second));
     return {};
   });
+  if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);
   return names;
 }
 

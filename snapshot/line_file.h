@@ -12,8 +12,9 @@ inline constexpr std::string_view kBlanks = " \t\r";
 std::string_view trimmed(std::string_view text);
 
 /// Gives each line of a file that a person wrote, without the blanks around it, apart from empty lines and
-/// those that '#' begins. `take` returns what is wrong with the line, or nothing. Throws a CollectError with
-/// file and line for that, and one for a file that cannot be read.
-void readLines(const std::string& fileName, const std::function<std::string(std::string_view line)>& take);
+/// those that '#' begins. `take` returns what is wrong with the line, or nothing. Returns the first fault,
+/// behind the file's name and the line, or why the file cannot be read; empty when all is well.
+std::string readLines(const std::string& fileName,
+                      const std::function<std::string(std::string_view line)>& take);
 
 }  // namespace siminfo

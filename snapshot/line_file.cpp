@@ -1,11 +1,11 @@
-#include "collect/line_file.h"
+#include "snapshot/line_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
 
-#include "collect/collect.h"
-#include "collect/text.h"
+#include "snapshot/text_rules.h"
 
 namespace siminfo {
 
@@ -15,10 +15,8 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-void readLines(const std::string& fileName, const std::function<std::string(std::string_view line)>& take) {
-  const auto refuse = [&](const std::string& place, const std::string& what) {
-    throw CollectError(CollectError::kBadInput, safeText(fileName) + place + ": " + what);
-  };
+std::string readLines(const std::string& fileName,
+                      const std::function<std::string(std::string_view line)>& take) {
   errno = 0;
   std::ifstream file(fileName, std::ios_base::binary);
   std::string line;
@@ -26,10 +24,12 @@ void readLines(const std::string& fileName, const std::function<std::string(std:
     const std::string_view text = trimmed(line);
     if (text.empty() || text.starts_with('#')) continue;
     const std::string fault = take(text);
-    if (!fault.empty()) refuse(std::string(1, ':').append(std::to_string(number)), fault);
+    if (!fault.empty())
+      return printable(fileName).append(":").append(std::to_string(number)).append(": ") + fault;
   }
-  if (!file.is_open() || file.bad() || errno == EISDIR)
-    refuse("", std::generic_category().message(errno != 0 ? errno : EIO));
+  // A folder can be opened, and only reading it fails.
+  if (file.is_open() && !file.bad() && errno != EISDIR) return {};
+  return printable(fileName) + ": " + std::generic_category().message(errno != 0 ? errno : EIO);
 }
 
 }  // namespace siminfo
