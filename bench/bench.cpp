@@ -12,10 +12,10 @@
 
 #include "bench/plain_emitter.h"
 #include "bench/plain_loaders.h"
-#include "core/block_emitter.h"
-#include "core/drovik_sim_info_dump.h"
-#include "core/section_stream.h"
-#include "snapshot/reader.h"
+#include "siminfo/core/block_emitter.h"
+#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/core/section_stream.h"
+#include "siminfo/snapshot/reader.h"
 
 namespace siminfo {
 namespace {

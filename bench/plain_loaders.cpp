@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "core/in_memory/record_column.h"
-#include "snapshot/format.h"
+#include "siminfo/core/in_memory/record_column.h"
+#include "siminfo/snapshot/format.h"
 
 namespace siminfo {
 namespace {

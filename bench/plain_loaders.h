@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/in_memory/in_memory_extended_info.h"
+#include "siminfo/core/in_memory/in_memory_extended_info.h"
 
 namespace siminfo {
 

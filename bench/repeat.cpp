@@ -9,11 +9,11 @@
 #include <sstream>
 #include <string>
 
-#include "core/block_emitter.h"
-#include "core/drovik_sim_info_dump.h"
-#include "core/section_stream.h"
-#include "snapshot/format.h"
-#include "snapshot/reader.h"
+#include "siminfo/core/block_emitter.h"
+#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/core/section_stream.h"
+#include "siminfo/snapshot/format.h"
+#include "siminfo/snapshot/reader.h"
 
 namespace siminfo {
 namespace {

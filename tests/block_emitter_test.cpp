@@ -1,9 +1,9 @@
-#include "core/block_emitter.h"
+#include "siminfo/core/block_emitter.h"
 
 #include <iomanip>
 #include <locale>
 
-#include "core/section_stream.h"
+#include "siminfo/core/section_stream.h"
 #include "tests/support.h"
 
 namespace siminfo {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <regex>
 
-#include "snapshot/reader.h"
+#include "siminfo/snapshot/reader.h"
 #include "tests/support.h"
 
 namespace siminfo {

@@ -3,13 +3,13 @@
 
 #include <cstdlib>
 
-#include "collect/mad_fields.h"
-#include "simulator/include/infiniband/drovik/bit_access.h"
-#include "simulator/record_layout.h"
-#include "snapshot/reader.h"
+#include "siminfo/collect/mad_fields.h"
+#include "siminfo/simulator/include/infiniband/drovik/bit_access.h"
+#include "siminfo/simulator/record_layout.h"
+#include "siminfo/snapshot/reader.h"
+#include "siminfo/verify/expectation.h"
+#include "siminfo/verify/workshop.h"
 #include "tests/support.h"
-#include "verify/expectation.h"
-#include "verify/workshop.h"
 
 namespace siminfo {
 namespace {

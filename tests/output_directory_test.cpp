@@ -1,4 +1,4 @@
-#include "core/in_memory/output_directory.h"
+#include "siminfo/core/in_memory/output_directory.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // Which ports take part and which of them are special, over every attribute that is held per port.
 
-#include "generators/port/port_selection.h"
+#include "siminfo/generators/port/port_selection.h"
 
 #include <functional>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "snapshot/reader.h"
-#include "snapshot/writer.h"
+#include "siminfo/snapshot/reader.h"
+#include "siminfo/snapshot/writer.h"
 #include "tests/support.h"
 
 namespace siminfo {

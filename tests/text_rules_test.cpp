@@ -1,4 +1,4 @@
-#include "snapshot/text_rules.h"
+#include "siminfo/snapshot/text_rules.h"
 
 #include <gtest/gtest.h>
 

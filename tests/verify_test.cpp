@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "simulator/record_layout.h"
+#include "siminfo/simulator/record_layout.h"
 #include "tests/support.h"
 
 namespace siminfo {

@@ -1,8 +1,8 @@
-#include "collect/attribute_layouts.h"
+#include "siminfo/collect/attribute_layouts.h"
 
 #include <gtest/gtest.h>
 
-#include "collect/collect.h"
+#include "siminfo/collect/collect.h"
 #include "tests/support.h"
 
 namespace siminfo {

@@ -1,4 +1,4 @@
-#include "collect/discovery_cache.h"
+#include "siminfo/collect/discovery_cache.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -7,10 +7,10 @@
 #include <fstream>
 #include <random>
 
-#include "collect/collect.h"
-#include "collect/mad_fields.h"
-#include "snapshot/reader.h"
-#include "snapshot/writer.h"
+#include "siminfo/collect/collect.h"
+#include "siminfo/collect/mad_fields.h"
+#include "siminfo/snapshot/reader.h"
+#include "siminfo/snapshot/writer.h"
 
 namespace siminfo {
 namespace {

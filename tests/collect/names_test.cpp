@@ -1,11 +1,11 @@
-#include "collect/names.h"
+#include "siminfo/collect/names.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "collect/text.h"
-#include "snapshot/text_rules.h"
+#include "siminfo/collect/text.h"
+#include "siminfo/snapshot/text_rules.h"
 
 namespace siminfo {
 namespace {

@@ -1,10 +1,10 @@
-#include "collect/smp_exchange.h"
+#include "siminfo/collect/smp_exchange.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 
-#include "collect/questions.h"
+#include "siminfo/collect/questions.h"
 
 namespace siminfo {
 namespace {

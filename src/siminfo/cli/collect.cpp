@@ -1,0 +1,140 @@
+#include "siminfo/collect/collect.h"
+
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/cli/console.h"
+#include "siminfo/core/in_memory/output_directory.h"
+#include "siminfo/snapshot/writer.h"
+
+namespace siminfo {
+namespace {
+
+constexpr std::size_t kMostLines = 20;  // of one kind, on standard error
+
+volatile std::sig_atomic_t isInterrupted = 0;
+
+constexpr std::array kEndSignals{SIGINT, SIGTERM};
+
+void setEndSignals(void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  // A second signal waits until the first one is dealt with, and then is the end.
+  for (const int signal : kEndSignals) sigaddset(&action.sa_mask, signal);
+  for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
+}
+
+/// The first signal asks for an end, the second one is the end.
+void askForEnd(int) {
+  isInterrupted = 1;
+  setEndSignals(SIG_DFL);
+}
+
+void printLines(const std::vector<std::string>& lines) {
+  for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) printWarning(lines[i]);
+  if (lines.size() > kMostLines) printWarning("and " + std::to_string(lines.size() - kMostLines) + " more");
+}
+
+void write(const Snapshot& snapshot, const std::string& fileName) {
+  if (fileName.empty() || fileName == "-") {
+    std::ostringstream text;
+    writeSnapshot(snapshot, text);
+    return printResult(text.str());
+  }
+  const std::filesystem::path path(fileName);
+  OutputDirectory directory(path.has_parent_path() ? path.parent_path() : ".");
+  std::ofstream out;
+  if (directory.open(path.filename(), out) == 0) {
+    writeSnapshot(snapshot, out);
+    directory.close(out);
+  }
+  if (!directory.failure().empty()) throw CommandError(kBadInput, directory.failure());
+}
+
+ExitStatus collect(const CollectOptions& options, const std::string& output) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point start = Clock::now();
+  const auto elapsed = [&] {
+    std::ostringstream text;
+    text.precision(1);
+    text << std::fixed << std::chrono::duration<double>(Clock::now() - start).count() << " s";
+    return text.str();
+  };
+  setEndSignals(askForEnd);
+  Collected collected;
+  try {
+    Progress line;
+    collected =
+        collectFabric(options, {[] { return isInterrupted != 0; },
+                                [&](const CollectProgress& progress) {
+                                  line.show(std::to_string(progress.nodes) + " nodes found, " +
+                                            std::to_string(progress.packets) + " SMPs sent, " + elapsed());
+                                }});
+  } catch (const CollectError& error) {
+    throw CommandError(error.kind() == CollectError::kNoPort ? kNoFabric : kBadInput, error.what());
+  }
+  write(collected.snapshot, output);
+  printLines(collected.warnings);
+  printLines(collected.missing);
+  if (isInterrupted != 0) printWarning("interrupted: the snapshot holds what was found until then");
+  printNote(std::to_string(collected.snapshot.discovered.fabric.nodeByName.size()) + " nodes, " +
+            std::to_string(collected.snapshot.discovered.fabric.portCount()) + " ports; " +
+            std::to_string(collected.packets) + " SMPs in " + elapsed());
+  return isInterrupted != 0 || !collected.missing.empty() ? kPartial : kDone;
+}
+
+}  // namespace
+
+void addCollectCommand(CLI::App& program, Command& chosen) {
+  const auto options = std::make_shared<CollectOptions>();
+  const auto output = std::make_shared<std::string>();
+  CLI::App* command = program.add_subcommand(
+      "collect", "Walk a live InfiniBand fabric, or read a saved discovery, into a fabric snapshot");
+  CLI::Option* device =
+      command->add_option("-C,--Ca", options->device, "Device of this host to collect through")
+          ->type_name("CA");
+  CLI::Option* port = command->add_option("-P,--Port", options->port, "Port of that device")
+                          ->type_name("PORT")
+                          ->check(CLI::Range(1, 254));
+  command->add_option("-t,--timeout", options->timeoutMs, "How long to wait for one answer")
+      ->type_name("MS")
+      ->check(CLI::Range(1, 600000))
+      ->capture_default_str();
+  command
+      ->add_option("--outstanding-smps,--outstanding_smps", options->outstanding,
+                   "Requests that are under way at a time")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024))
+      ->capture_default_str();
+  command->add_option("--max-hops", options->maxHops, "Walk no further than so many hops; 0: no limit")
+      ->type_name("N")
+      ->check(CLI::Range(0, 63))
+      ->capture_default_str();
+  command
+      ->add_option("--load-cache", options->cacheFile,
+                   "Read this file, as ibnetdiscover --cache writes it, and ask nobody")
+      ->type_name("FILE")
+      ->excludes(device, port);
+  command
+      ->add_option("--node-name-map", options->nodeNameMap,
+                   "File of lines 0x<guid> \"<name>\"; the names become alternative names")
+      ->type_name("FILE");
+  command
+      ->add_option("--attribute-layouts", options->attributeLayouts,
+                   "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
+                   "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
+      ->type_name("FILE");
+  command->add_option("--output", *output, "File to write; standard output when it is missing or -")
+      ->type_name("SNAPSHOT");
+  command->footer(
+      "Interrupted once (Ctrl-C), it writes what it has and exits with 5; interrupted again, it ends.\n"
+      "Example: siminfo collect -C mlx4_0 -P 1 --output fabric.jsonl");
+  command->callback([=, &chosen] { chosen = [=] { return collect(*options, *output); }; });
+}
+
+}  // namespace siminfo

@@ -1,0 +1,48 @@
+#include "siminfo/cli/console.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <iostream>
+#include <system_error>
+
+#include "siminfo/cli/command.h"
+
+namespace siminfo {
+namespace {
+
+// Works that end sooner than this need no progress line.
+constexpr std::chrono::milliseconds kFirst{500};
+constexpr std::chrono::milliseconds kInterval{200};
+
+}  // namespace
+
+void printResult(const std::string& text) {
+  errno = 0;
+  std::cout << text << std::flush;
+  if (!std::cout)
+    throw CommandError(kBadInput,
+                       "standard output: " + std::generic_category().message(errno != 0 ? errno : EIO));
+}
+
+void printWarning(const std::string& message) { std::cerr << "siminfo: warning: " << message << "\n"; }
+void printNote(const std::string& message) { std::cerr << "siminfo: " << message << "\n"; }
+
+Progress::Progress()
+    : isTerminal_(isatty(STDERR_FILENO) == 1), next_(std::chrono::steady_clock::now() + kFirst) {}
+
+void Progress::show(const std::string& text) {
+  if (!isTerminal_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_) return;
+  next_ = now + kInterval;
+  isShown_ = true;
+  std::cerr << "\r\x1b[K" << text << std::flush;
+}
+
+void Progress::clear() {
+  if (isShown_) std::cerr << "\r\x1b[K" << std::flush;
+  isShown_ = false;
+}
+
+}  // namespace siminfo

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "siminfo/collect/smp.h"
+#include "siminfo/core/records/field.h"
+
+namespace siminfo {
+
+/// Where attributes hold the fields that libibmad has no decoders for. The user knows it from the manuals of
+/// the devices; nothing is assumed where nobody told.
+struct AttributeLayouts {
+  std::optional<std::uint16_t> routerInfo;        ///< the number by which routers are asked for RouterInfo
+  std::map<const Field*, std::size_t> firstBits;  ///< by the row of the record's table
+
+  /// The field's value in the attribute; 0 where nobody told where it is.
+  std::uint64_t value(const Attribute& bytes, const Field& field) const;
+};
+
+/// Reads a file of two kinds of lines:
+///   SMP_RouterInfo attribute NUMBER
+///   RECORD.FIELD bit NUMBER
+/// Bit 0 is the top bit of the attribute's first byte, and a field is as wide as its record's table says.
+/// Throws a CollectError for whatever else stands there, a RouterInfo that was told by half included.
+AttributeLayouts readAttributeLayouts(const std::string& fileName);
+
+}  // namespace siminfo

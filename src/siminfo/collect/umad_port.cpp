@@ -1,0 +1,34 @@
+#include "siminfo/collect/umad_port.h"
+
+#include "siminfo/collect/collect.h"
+#include "siminfo/collect/library_gate.h"
+#include "siminfo/collect/port_choice.h"
+
+namespace siminfo {
+
+UmadPort::UmadPort(const std::string& device, int portNumber)
+    : port_(umad_open_port(device.c_str(), portNumber)), agent_(-1), isOwner_(true) {
+  constexpr int kClassVersion = 1;
+  if (port_ >= 0) agent_ = umad_register(port_, IB_SMI_DIRECT_CLASS, kClassVersion, 0, nullptr);
+  if (agent_ >= 0) return;
+  const std::string fault = portFault({device, portNumber});
+  if (port_ >= 0) umad_close_port(port_);
+  throw CollectError(CollectError::kNoPort, fault);
+}
+
+UmadPort::~UmadPort() {
+  if (!isOwner_) return;
+  umad_unregister(port_, agent_);
+  umad_close_port(port_);
+}
+
+bool UmadPort::send(Packet& packet, unsigned timeoutMs) {
+  return realUmadSend(port_, agent_, packet.bytes.data(), IB_MAD_SIZE, static_cast<int>(timeoutMs), 0) == 0;
+}
+
+bool UmadPort::receive(Packet& packet, unsigned timeoutMs) {
+  int length = IB_MAD_SIZE;
+  return realUmadReceive(port_, packet.bytes.data(), &length, static_cast<int>(timeoutMs)) >= 0;
+}
+
+}  // namespace siminfo

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <concepts>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <ostream>
+#include <string_view>
+#include <utility>
+
+#include "siminfo/core/records/field.h"
+#include "siminfo/core/section_stream.h"
+
+namespace siminfo {
+
+/// A value as generated source spells it: lower-case hexadecimal without leading zeros. "0x" is not part of
+/// it.
+struct Hex {
+  std::uint64_t value;
+};
+
+/// So many spaces, at most 64.
+struct Spaces {
+  int count;
+};
+
+/// What is printed as a decimal number, whatever its width; characters and truth values are not.
+template <class Int>
+concept Number = std::integral<Int> && !std::same_as<Int, bool> && !std::same_as<Int, char>;
+
+/// Where an attribute block finds the simulated node's stored image: "SMP_NodeInfo" in "&m_node->nodeInfo".
+struct BlockTarget {
+  std::string_view record;
+  std::string_view image;
+};
+
+/// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its
+/// length.
+struct AssignmentHead {
+  static constexpr std::size_t kSlot = 64;
+  std::array<char, kSlot> text{};
+  std::size_t length = 0;
+
+  consteval AssignmentHead(const char* name) : AssignmentHead(std::string_view(name)) {}
+  consteval AssignmentHead(std::string_view name) {
+    for (const std::string_view piece : {std::string_view("mad_buffer."), name, std::string_view(" = 0x")}) {
+      if (length + piece.size() > kSlot) throw "the name does not fit the slot";
+      std::copy(piece.begin(), piece.end(), text.begin() + length);
+      length += piece.size();
+    }
+  }
+};
+
+/// The heads of a record's assignment lines, in the order of its table.
+template <class Record>
+inline constexpr auto kAssignmentHeads = []<std::size_t... I>(std::index_sequence<I...>) {
+  return std::array{AssignmentHead(kFields<Record>[I].name)...};
+}
+(std::make_index_sequence<kFields<Record>.size()>{});
+
+/// Writes generated source to the stream that a generator was given.
+///
+/// Every '\n' ends a line: it is written and the stream is flushed. The stream has all of it when the emitter
+/// ends, or the outermost one where a generator calls another on the same stream. Numbers are spelled here
+/// and not by the stream, so neither its flags nor its locale show in the output. The stream is left in
+/// decimal, and is marked bad when it does not take what it is given.
+class BlockEmitter {
+ public:
+  explicit BlockEmitter(std::ostream& os);
+  ~BlockEmitter() noexcept(false) {  // a stream may have been told to throw
+    if (own_ != nullptr) handOver();
+  }
+  BlockEmitter(const BlockEmitter&) = delete;
+  BlockEmitter& operator=(const BlockEmitter&) = delete;
+
+  BlockEmitter& operator<<(std::string_view text) {
+    text_->append(text);
+    return *this;
+  }
+  BlockEmitter& operator<<(Hex hex);
+  BlockEmitter& operator<<(Spaces spaces) {
+    constexpr std::size_t kMost = 64;
+    char* to = text_->reserve(kMost);
+    std::memset(to, ' ', kMost);
+    text_->commit(to + spaces.count);
+    return *this;
+  }
+  template <Number Int>
+  BlockEmitter& operator<<(Int number) {
+    constexpr std::size_t kMostDigits = 20;
+    char* to = text_->reserve(kMostDigits);
+    text_->commit(std::to_chars(to, to + kMostDigits, number).ptr);
+    return *this;
+  }
+
+  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, at most 16, without a line end. The name is a
+  /// constant.
+  void assign(int indent, const AssignmentHead& name, std::uint64_t value) {
+    assignLine(indent, name, value, false);
+  }
+  /// One assignment line for each field of the record's table, with line ends between the lines and none
+  /// after the last. Fields that are no single number are left to `writeOther(field)`, under the same rule.
+  template <class Record, class WriteOther>
+  void assignAll(int indent, const Record& record, WriteOther writeOther) {
+    constexpr std::size_t kCount = kFields<Record>.size();
+    for (std::size_t i = 0; i < kCount; ++i) {
+      const Field& field = kFields<Record>[i];
+      if (field.isNumber()) {
+        assignLine(indent, kAssignmentHeads<Record>[i], field.get(&record), i + 1 < kCount);
+      } else {
+        writeOther(field);
+        if (i + 1 < kCount) *this << "\n";
+      }
+    }
+  }
+  template <class Record>
+  void assignAll(int indent, const Record& record) {
+    static_assert(std::ranges::all_of(kFields<Record>, [](const Field& field) { return field.isNumber(); }),
+                  "the record has a field that needs lines of its own");
+    assignAll(indent, record, [](const Field&) {});
+  }
+
+  /// The head of a node-level block: the declaration, the unpack line and an empty line.
+  void open(const BlockTarget& target);
+  /// Its end: the end of the line before, an empty line and the pack line, which is left open.
+  void close(const BlockTarget& target);
+  /// A whole node-level block that assigns every field of the record.
+  template <class Record>
+  void block(const BlockTarget& target, const Record& record) {
+    open(target);
+    assignAll(4, record);
+    close(target);
+  }
+
+ private:
+  void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
+  void handOver();
+
+  std::ostream& os_;
+  std::unique_ptr<SectionBuffer> own_;  // when nobody gathers the stream's text yet
+  SectionBuffer* text_;
+};
+
+}  // namespace siminfo

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <tuple>
+
+#include "siminfo/core/in_memory/record_column.h"
+#include "siminfo/core/kvorm_extended_info.h"
+
+namespace siminfo {
+
+/// The record store in memory: one column a record type, keyed by recordIndex.
+class InMemoryExtendedInfo final : public KvormExtendedInfo {
+ public:
+  static constexpr std::uint32_t kCounterSets = 8;
+
+  template <class Record>
+  const Record* find(std::uint32_t recordIndex) const {
+    return std::get<RecordColumn<Record>>(columns_).find(recordIndex);
+  }
+  template <class Record>
+  void set(std::uint32_t recordIndex, const Record& record) {
+    std::get<RecordColumn<Record>>(columns_).set(recordIndex, record);
+  }
+
+  /// `counterIndex` is below kCounterSets.
+  void setCounters(std::uint32_t portIndex, std::uint32_t counterIndex, const ZYRReductionCounters& record) {
+    counters_.set(portIndex * kCounterSets + counterIndex, record);
+  }
+  void setMonitor(std::uint32_t portIndex, std::uint8_t monitor) {
+    Monitors found = monitors(portIndex);
+    monitors_.set(portIndex, found.set(monitor));
+  }
+
+#define SIMINFO_GETTER(Record, getter) \
+  const Record* getter(std::uint32_t recordIndex) const override { return find<Record>(recordIndex); }
+  SIMINFO_NODE_RECORDS(SIMINFO_GETTER)
+  SIMINFO_PORT_RECORDS(SIMINFO_GETTER)
+#undef SIMINFO_GETTER
+
+  const ZYRReductionCounters* getZYRReductionCounters(std::uint32_t portIndex,
+                                                      std::uint32_t counterIndex) const override {
+    return counterIndex < kCounterSets ? counters_.find(portIndex * kCounterSets + counterIndex) : nullptr;
+  }
+  const ZYRReductionConfigureMLIDMonitors* getZYRReductionConfigureMLIDMonitors(
+      std::uint32_t portIndex, std::uint8_t monitor) const override {
+    static constexpr ZYRReductionConfigureMLIDMonitors kFound;
+    return monitors(portIndex).test(monitor) ? &kFound : nullptr;
+  }
+
+ private:
+  using Monitors = std::bitset<256>;
+  Monitors monitors(std::uint32_t portIndex) const {
+    const Monitors* found = monitors_.find(portIndex);
+    return found != nullptr ? *found : Monitors{};
+  }
+
+#define SIMINFO_COLUMN(Record, getter) std::tuple<RecordColumn<Record>>{},
+  decltype(std::tuple_cat(SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN)
+                              std::tuple<>{})) columns_;
+#undef SIMINFO_COLUMN
+  RecordColumn<ZYRReductionCounters> counters_;  // keyed by port and set
+  RecordColumn<Monitors> monitors_;
+};
+
+}  // namespace siminfo

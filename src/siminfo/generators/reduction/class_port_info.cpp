@@ -1,0 +1,40 @@
+#include "siminfo/core/block_emitter.h"
+#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/refusals.h"
+
+namespace siminfo {
+
+bool SimInfoDumpCPP::RefusesReduction(std::ostream& os, const IBNode& node) const {
+  if (RefusesNonSwitch(os, node)) return true;
+  if (IsSupported(node, kIsZYRReductionManagementSupported)) return false;
+  BlockEmitter(os) << "// The node=" << node.name << " does not support ZYR Reduction Management";
+  return true;
+}
+
+bool SimInfoDumpCPP::RefusesPortReduction(std::ostream& os, const IBNode& node) const {
+  if (RefusesReduction(os, node)) return true;
+  if (Records().getZYRClassPortInfo(node.recordIndex) != nullptr) return false;
+  BlockEmitter(os) << "#error \"Failed to get ZYRClassPortInfo mad for the node=" << node.name;
+  return true;
+}
+
+void SimInfoDumpCPP::GenerateVSReductionManagerClassPortInfo(std::ostream& os, const IBNode& node) const {
+  if (RefusesReduction(os, node)) return;
+  BlockEmitter out(os);
+  const IB_ClassPortInfo* record = Records().getZYRClassPortInfo(node.recordIndex);
+  if (record == nullptr) {
+    out << "#error \"Failed to get VS IB_ClassPortInfo mad for the node=" << node.name;
+    return;
+  }
+  const BlockTarget target{"IB_ClassPortInfo", "&m_node->zyr_rma_class_port_info"};
+  out.open(target);
+  out.assignAll(4, *record, [&](const Field&) {
+    // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the
+    // GID are not in the file.
+    const auto address = reinterpret_cast<std::uintptr_t>(record->RedirectGID.data());
+    out << "    mad_buffer.RedirectGID = 0x0x" << Hex{address} << ";";
+  });
+  out.close(target);
+}
+
+}  // namespace siminfo

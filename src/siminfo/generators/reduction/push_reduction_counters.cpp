@@ -1,0 +1,79 @@
+#include "siminfo/core/block_emitter.h"
+#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/port/port_selection.h"
+
+namespace siminfo {
+namespace {
+
+constexpr std::uint8_t kMonitor = 1;  // push counters hang on another monitor than the multicast counters do
+constexpr std::size_t kHeaderFields = 2;
+
+}  // namespace
+
+void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& out, const IBNode& node) const {
+  if (RefusesPortReduction(out, node)) return;
+  const auto find = [this](const IBPort& port) -> const ZYRPushReductionCounters* {
+    if (Records().getZYRReductionConfigureMLIDMonitors(port.recordIndex, kMonitor) == nullptr) return nullptr;
+    return Records().getZYRPushReductionCounters(port.recordIndex);
+  };
+  const auto [normal, special] = ChoosePorts<ZYRPushReductionCounters>(node, find);
+  GenerateZYRPushReductionCounters(out, normal, special);
+}
+
+void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
+    std::ostream& os, const ZYRPushReductionCounters* normal,
+    const std::map<std::uint8_t, const ZYRPushReductionCounters*>& special) const {
+  BlockEmitter out(os);
+  if (normal == nullptr) {
+    out << "#error \"Failed to dump ZYRPushReductionCountersInfo MAD. Null pointer is provided.\"";
+    return;
+  }
+  if (special.empty()) {
+    out << "#error \"Failed to dump ZYRPushReductionCountersInfo MAD. Special port data is not provided.\"";
+    return;
+  }
+  // clang-format off
+  out << "    for (phys_port_t i = 1; i < m_node->numPorts; i++) {\n"
+         "        switch (i) {";
+  for (const auto& [num, record] : special) {
+    if (record == nullptr) continue;
+    out << "\n"
+           "        case " << num << ":";
+    GenerateZYRPushReductionCounters(os, 12, record);
+    out << "\n"
+           "            break;";
+  }
+  out << "\n"
+         "        default:";
+  GenerateZYRPushReductionCounters(os, 12, normal);
+  // The line before the last packs the extended port info: the format has it here, and no simulator's frame of
+  // this attribute compiles without its own answer to it.
+  out << "\n"
+         "        }\n"
+         "\n"
+         "        SMP_KrelExtPortInfo_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));\n"
+         "    }";
+  // clang-format on
+}
+
+void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& os, int indent,
+                                                      const ZYRPushReductionCounters* record) const {
+  BlockEmitter out(os);
+  const Spaces in{indent};
+  // clang-format off
+  out << "\n" << in << "ZYRPushReductionCounters mad_buffer = {0};"
+         "\n" << in << "const ZYRPushReductionCounters_view_t *p_ctr = m_node->getZyrPushReductionCounters("
+                    << record->header0 << ", " << record->header1 << ");"
+         "\n" << in << "if (p_ctr) {"
+         "\n" << in << "    ZYRPushReductionCounters_view_t wrapper = *p_ctr;";
+  for (const Field& field : std::span(kFields<ZYRPushReductionCounters>).subspan<kHeaderFields>())
+    out << "\n" << in << "    wrapper.set_" << field.name << "(0x" << Hex{field.get(record)} << ");";
+  // Stored back through the call that the multicast counters use; there is none of its own.
+  out << "\n"
+         "\n" << in << "    m_node->setZyrReductionCounters(" << record->header0 << ", " << record->header1
+                    << ", &wrapper);"
+         "\n" << in << "}";
+  // clang-format on
+}
+
+}  // namespace siminfo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "siminfo/core/in_memory/in_memory_drovik.h"
+
+namespace siminfo {
+
+/// Why records of a node or a port were not collected: record name to reason.
+using AbsentRecords = std::map<std::string, std::string>;
+
+/// A fabric snapshot in memory: the discovered fabric, and what the file says about it besides.
+struct Snapshot {
+  std::string source;       ///< what was collected from; may be empty
+  std::string collectedAt;  ///< when, in the file's own words; may be empty
+  DiscoveredFabric discovered;
+  std::map<std::uint32_t, AbsentRecords> absentOnNodes;  ///< by the node's recordIndex
+  std::map<std::uint32_t, AbsentRecords> absentOnPorts;  ///< by the port's recordIndex
+};
+
+}  // namespace siminfo

@@ -1,0 +1,100 @@
+#include "siminfo/snapshot/text_rules.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace siminfo {
+namespace {
+
+struct Range {
+  char32_t first;
+  char32_t last;
+  std::string_view what;
+};
+
+constexpr std::array kForbidden{
+    Range{0x0000, 0x001f, "control character"},     Range{0x007f, 0x009f, "control character"},
+    Range{0x061c, 0x061c, "bidirectional control"}, Range{0x200e, 0x200f, "bidirectional control"},
+    Range{0x2028, 0x2029, "line separator"},        Range{0x202a, 0x202e, "bidirectional control"},
+    Range{0x2066, 0x2069, "bidirectional control"},
+};
+
+const Range* forbiddenRange(char32_t codePoint) {
+  const auto* found = std::find_if(kForbidden.begin(), kForbidden.end(), [&](const Range& range) {
+    return range.first <= codePoint && codePoint <= range.last;
+  });
+  return found != kForbidden.end() ? found : nullptr;
+}
+
+std::string hexCode(char32_t codePoint) {
+  std::array<char, 8> digits;
+  std::string code(
+      digits.begin(),
+      std::to_chars(digits.begin(), digits.end(), static_cast<std::uint32_t>(codePoint), 16).ptr);
+  code.insert(0, code.size() < 4 ? 4 - code.size() : 0, '0');
+  return code;
+}
+
+/// Length of the UTF-8 sequence that begins with the byte, or 0 when none does.
+std::size_t sequenceLength(unsigned first) {
+  if (first < 0x80) return 1;
+  if (first < 0xc2) return 0;
+  if (first < 0xe0) return 2;
+  if (first < 0xf0) return 3;
+  return first < 0xf5 ? 4 : 0;
+}
+
+}  // namespace
+
+char32_t nextCodePoint(std::string_view text, std::size_t& at, bool& valid) {
+  const auto byte = [&](std::size_t i) -> unsigned {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+  };
+  const unsigned first = byte(at);
+  const std::size_t length = sequenceLength(first);
+  char32_t codePoint = length > 1 ? first & (0x7fU >> length) : first;
+  valid = length > 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    valid = valid && (byte(at + i) & 0xc0U) == 0x80;
+    codePoint = codePoint << 6U | (byte(at + i) & 0x3fU);
+  }
+  constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
+  const bool isSurrogate = 0xd800 <= codePoint && codePoint <= 0xdfff;
+  valid = valid && codePoint >= kSmallest[length] && codePoint <= 0x10ffff && !isSurrogate;
+  at += valid ? length : 1;
+  return valid ? codePoint : first;
+}
+
+bool isForbidden(char32_t codePoint) { return forbiddenRange(codePoint) != nullptr; }
+
+std::string textFault(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    bool valid = true;
+    const char32_t codePoint = nextCodePoint(text, at, valid);
+    if (!valid) return "is not UTF-8";
+    if (const Range* range = forbiddenRange(codePoint))
+      return "holds the " + std::string(range->what) + " U+" + hexCode(codePoint);
+  }
+  // Compilers look for a line's continuation behind white space as well.
+  while (text.ends_with(' ')) text.remove_suffix(1);
+  if (text.ends_with('\\')) return "ends in a backslash, which would join the next line of source to its own";
+  if (text.ends_with("?\?/")) return "ends in ?\?/, which is a backslash to some compilers";
+  return {};
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t start = at;
+    bool valid = true;
+    const char32_t codePoint = nextCodePoint(text, at, valid);
+    if (!valid || isForbidden(codePoint) || codePoint == '"')
+      shown += "\\u{" + hexCode(codePoint) + "}";
+    else
+      shown += text.substr(start, at - start);
+  }
+  return shown;
+}
+
+}  // namespace siminfo

@@ -1,0 +1,81 @@
+#include "siminfo/verify/comparison.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "siminfo/simulator/include/infiniband/drovik/bit_access.h"
+#include "siminfo/verify/probe/background.h"
+
+namespace siminfo {
+namespace {
+
+std::string hex(std::uint64_t value) {
+  std::array<char, 16> digits;
+  std::string text("0x");
+  return text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), value, 16).ptr);
+}
+
+bool fits(const ExpectedNumber& number) { return number.bits == 64 || number.value >> number.bits == 0; }
+
+Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number, std::uint64_t found,
+                        bool isUntouched) {
+  Difference difference{image.place, number.field, hex(number.value), hex(found)};
+  if (!fits(number))
+    difference.expected += ", which does not fit the attribute's " + std::to_string(number.bits) + " bits";
+  if (isUntouched) difference.found += ", as before the function ran";
+  return difference;
+}
+
+/// The size of an image that was not changed does not matter, as long as every number lies in it.
+std::vector<std::uint8_t> unchangedImage(const ExpectedImage& image, std::uint8_t background) {
+  std::size_t bits = 0;
+  for (const ExpectedNumber& number : image.numbers) bits = std::max(bits, number.bit + number.bits);
+  return std::vector<std::uint8_t>((bits + 7) / 8, background);
+}
+
+void compareImage(const ExpectedImage& image, const std::vector<std::uint8_t>& found, std::uint8_t background,
+                  std::vector<Difference>& differences) {
+  std::vector<std::uint8_t> others = found;
+  for (const ExpectedNumber& number : image.numbers) {
+    const std::vector<std::uint8_t> untouched(found.size(), background);
+    const std::uint64_t was = drovik::getBits(untouched.data(), number.bit, number.bits);
+    const std::uint64_t is = drovik::getBits(found.data(), number.bit, number.bits);
+    if (is != number.value) differences.push_back(differenceOf(image, number, is, is == was));
+    drovik::setBits(others.data(), number.bit, number.bits, was);
+  }
+  const auto changed = std::ranges::find_if(others, [&](std::uint8_t byte) { return byte != background; });
+  if (changed != others.end())
+    differences.push_back({image.place,
+                           "byte " + std::to_string(changed - others.begin()) + ", outside the fields",
+                           "unchanged", hex(*changed)});
+}
+
+std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, const FrameRun& run) {
+  if (!run.ended) return {{"", "the whole frame", "a function that returns", "a program that ended in it"}};
+  std::vector<Difference> differences;
+  for (const auto& [name, bytes] : run.images) {
+    if (std::ranges::find(expected, name, &ExpectedImage::name) == expected.end())
+      differences.push_back({name, "the whole image", "unchanged", "changed"});
+  }
+  for (const ExpectedImage& image : expected) {
+    const auto found = run.images.find(image.name);
+    const std::uint8_t background = backgroundOf(image.name, run.number);
+    compareImage(image, found != run.images.end() ? found->second : unchangedImage(image, background),
+                 background, differences);
+  }
+  return differences;
+}
+
+}  // namespace
+
+std::vector<Difference> compareImages(const std::vector<ExpectedImage>& expected,
+                                      const std::vector<FrameRun>& runs) {
+  for (const FrameRun& run : runs) {
+    if (auto differences = compareRun(expected, run); !differences.empty()) return differences;
+  }
+  if (runs.size() < 2) return {{"", "the whole frame", "two runs", "a program that ended before"}};
+  return {};
+}
+
+}  // namespace siminfo

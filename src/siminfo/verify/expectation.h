@@ -1,0 +1,65 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "siminfo/snapshot/snapshot.h"
+
+namespace siminfo {
+
+/// What a snapshot asks of one frame of a node.
+enum class Carriage : std::uint8_t {
+  kCarried,  ///< the simulated node must answer with discovered values
+  kOmitted,  ///< the attribute does not apply, or is optional and was not collected
+  kRefused,  ///< the attribute should be there and was not collected: the simulator's build must stop
+};
+
+/// One frame of a node, and the ports whose records it carries.
+struct FramePlan {
+  Carriage carriage = Carriage::kOmitted;
+  const IBPort* zero = nullptr;
+  const IBPort* regular = nullptr;                ///< stands for all ports without a record of their own
+  std::map<std::uint8_t, const IBPort*> special;  ///< by port number
+};
+
+struct ExpectedNumber {
+  std::string field;  ///< as generated source names it
+  std::size_t bit;    ///< in the image
+  std::size_t bits;
+  std::uint64_t value;
+};
+
+/// What a stored image of the simulated node must hold. Bits of no number stay as they were.
+struct ExpectedImage {
+  std::string name;   ///< among the simulated node's images
+  std::string place;  ///< for people: "port 5", "port 4, counter set 0"; empty for what a node has once
+  std::vector<ExpectedNumber> numbers;
+};
+
+/// Says what the frames of a node must do, from the snapshot and the rules alone: nothing here asks the
+/// generators, so that the two can be compared.
+class Expectation {
+ public:
+  Expectation(const Snapshot& snapshot, const IBNode& node) : snapshot_(snapshot), node_(node) {}
+
+  /// The class, inside that of the dump, whose member functions restore the node.
+  std::string nodeClass() const;
+  FramePlan plan(std::string_view frame) const;
+  /// The images that the frame must have changed when it has run; none unless it is carried.
+  std::vector<ExpectedImage> images(std::string_view frame) const;
+  /// Why the frame's record was not collected, in the snapshot's words; empty when it does not say.
+  std::string absence(std::string_view frame) const;
+  /// The keys of the push counters that the node must be prepared to store.
+  std::vector<std::pair<unsigned, unsigned>> pushKeys() const;
+
+ private:
+  const Snapshot& snapshot_;
+  const IBNode& node_;
+};
+
+}  // namespace siminfo
