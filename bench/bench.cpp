@@ -13,8 +13,8 @@
 #include "bench/plain_emitter.h"
 #include "bench/plain_loaders.h"
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
 #include "siminfo/core/section_stream.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/snapshot/reader.h"
 
 namespace siminfo {

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
 #include "siminfo/core/section_stream.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/snapshot/format.h"
 #include "siminfo/snapshot/reader.h"
 

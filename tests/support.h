@@ -9,8 +9,8 @@
 #include <sstream>
 #include <string>
 
-#include "siminfo/core/drovik_sim_info_dump.h"
 #include "siminfo/core/in_memory/in_memory_drovik.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 
 namespace siminfo {
 

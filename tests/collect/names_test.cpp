@@ -5,7 +5,7 @@
 #include <set>
 
 #include "siminfo/collect/text.h"
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

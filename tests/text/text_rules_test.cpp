@@ -1,4 +1,4 @@
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/text_rules.h"
 
 #include <gtest/gtest.h>
 

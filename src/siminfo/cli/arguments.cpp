@@ -6,8 +6,8 @@
 
 #include "siminfo/cli/command.h"
 #include "siminfo/simulator/headers.h"
-#include "siminfo/snapshot/line_file.h"
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/line_file.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
-#include "siminfo/core/in_memory/in_memory_fabric.h"
+#include "siminfo/core/version.h"
 
 namespace siminfo {
 namespace {

@@ -12,7 +12,7 @@
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/verify/report.h"
 

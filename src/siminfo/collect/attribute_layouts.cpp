@@ -7,9 +7,9 @@
 
 #include "siminfo/collect/collect.h"
 #include "siminfo/collect/mad_fields.h"
-#include "siminfo/snapshot/line_file.h"
-#include "siminfo/snapshot/number_text.h"
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/line_file.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

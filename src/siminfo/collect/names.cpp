@@ -5,7 +5,7 @@
 
 #include "siminfo/collect/collect.h"
 #include "siminfo/collect/text.h"
-#include "siminfo/snapshot/line_file.h"
+#include "siminfo/text/line_file.h"
 
 namespace siminfo {
 namespace {

@@ -3,7 +3,7 @@
 #include <array>
 #include <charconv>
 
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
 #include "siminfo/core/section_stream.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 
 namespace siminfo {
 namespace {

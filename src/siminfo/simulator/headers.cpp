@@ -7,8 +7,8 @@
 #include <system_error>
 
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
 #include "siminfo/core/section_stream.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/record_layout.h"
 
 namespace siminfo {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "siminfo/snapshot/number_text.h"
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

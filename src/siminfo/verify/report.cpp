@@ -5,8 +5,8 @@
 #include <sstream>
 #include <tuple>
 
-#include "siminfo/core/drovik_sim_info_dump.h"
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 
 namespace siminfo {
 namespace {

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <thread>
 
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 
 namespace siminfo {
 namespace {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/verify/child_process.h"
 

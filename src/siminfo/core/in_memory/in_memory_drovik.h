@@ -8,6 +8,7 @@
 #include "siminfo/core/in_memory/in_memory_extended_info.h"
 #include "siminfo/core/in_memory/in_memory_fabric.h"
 #include "siminfo/core/in_memory/output_directory.h"
+#include "siminfo/core/version.h"
 
 namespace siminfo {
 

@@ -1,10 +1,9 @@
 #include "siminfo/core/in_memory/in_memory_fabric.h"
 
 #include "siminfo/core/block_emitter.h"
+#include "siminfo/core/version.h"
 
 namespace siminfo {
-
-const char* toolNameAndVersion() { return "siminfo " SIMINFO_VERSION; }
 
 IBNode* InMemoryFabric::addNode(const std::string& name, std::uint8_t numPorts) {
   const auto [place, isNew] = nodeByName.try_emplace(name, nullptr);

@@ -29,7 +29,4 @@ class InMemoryFabric final : public IBFabric {
   std::deque<IBPort> ports_;
 };
 
-/// Name and version of this tool, as headers, footers and --version spell them.
-const char* toolNameAndVersion();
-
 }  // namespace siminfo

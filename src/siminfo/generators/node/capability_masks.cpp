@@ -1,5 +1,5 @@
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/node/sim_info_data.h"
 
 namespace siminfo {

@@ -2,7 +2,7 @@
 #include <bit>
 
 #include "siminfo/core/block_emitter.h"
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/node/sim_info_data.h"
 #include "siminfo/generators/port/port_selection.h"
 

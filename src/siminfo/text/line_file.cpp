@@ -1,11 +1,11 @@
-#include "siminfo/snapshot/line_file.h"
+#include "siminfo/text/line_file.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
 
-#include "siminfo/snapshot/text_rules.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 

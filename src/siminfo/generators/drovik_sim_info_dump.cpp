@@ -1,4 +1,4 @@
-#include "siminfo/core/drovik_sim_info_dump.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
 
 #include <unistd.h>
 
