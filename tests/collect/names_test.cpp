@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "siminfo/collect/text.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "siminfo/text/quoting.h"
+
 namespace siminfo {
 namespace {
 
@@ -34,6 +36,16 @@ TEST(TextRules, RefusesWhatLeavesItsLine) {
                                       "\xed\xa0\x80"sv /* surrogate */,
                                       "\xc0\x8a"sv /* overlong line feed */})
     EXPECT_NE(textFault(text), "") << printable(text);
+}
+
+TEST(Quoting, EndsWhereTheTextEnds) {
+  using namespace std::string_view_literals;
+  const std::string_view hostile =
+      "a\"b\\\n\x01"
+      "1?\?/\\"sv;
+  EXPECT_EQ(jsonString(hostile), "\"a\\\"b\\\\\\u000a\\u00011?\?/\\\\\"");
+  EXPECT_EQ(cppString(hostile), "\"a\\\"b\\\\\\012\\0011?\\?/\\\\\"");
+  EXPECT_EQ(inQuotes("a\"\x1b"), "\"a\\u{0022}\\u{001b}\"");
 }
 
 TEST(TextRules, PrintsOnATerminalWithoutControls) {

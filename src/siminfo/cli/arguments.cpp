@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "siminfo/cli/command.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/text/line_file.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -38,7 +39,7 @@ void addGuidsOfFile(const std::string& fileName, std::set<std::uint64_t>& guids)
   std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
     const std::string_view text = trimmed(line.substr(0, line.find('#')));
     const auto guid = parseGuid(text);
-    if (!guid) return "\"" + printable(text) + "\" is no GUID; expected hexadecimal digits, one GUID a line";
+    if (!guid) return inQuotes(text) + " is no GUID; expected hexadecimal digits, one GUID a line";
     guids.insert(*guid);
     ++found;
     return {};
@@ -51,32 +52,14 @@ void addGuidsOfFile(const std::string& fileName, std::set<std::uint64_t>& guids)
 
 }  // namespace
 
-std::optional<std::uint64_t> parseGuid(std::string_view text) {
-  if (text.size() > 2 && text[1] == '-' && std::string_view("SHR").find(text[0]) != std::string_view::npos)
-    text.remove_prefix(2);
-  if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
-  std::string digits;
-  std::ranges::copy_if(text, std::back_inserter(digits), [](char character) { return character != ':'; });
-  std::uint64_t guid = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), guid, 16);
-  if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
-  return guid;
-}
-
-std::string formatGuid(std::uint64_t guid) {
-  std::array<char, 16> digits;
-  const std::string hex(digits.begin(), std::to_chars(digits.begin(), digits.end(), guid, 16).ptr);
-  return "0x" + std::string(16 - hex.size(), '0') + hex;
-}
-
 std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const std::string& fileName) {
   std::set<std::uint64_t> guids;
   for (const std::string& option : options) {
     const auto guid = parseGuid(option);
     if (!guid)
-      throw CommandError(kBadCommandLine,
-                         "--guid: \"" + printable(option) +
-                             "\" is no GUID; expected up to 16 hexadecimal digits, 0x optional");
+      throw CommandError(
+          kBadCommandLine,
+          "--guid: " + inQuotes(option) + " is no GUID; expected up to 16 hexadecimal digits, 0x optional");
     guids.insert(*guid);
   }
   if (!fileName.empty()) addGuidsOfFile(fileName, guids);
@@ -93,12 +76,12 @@ bool isCppIdentifier(std::string_view text) {
 void checkName(const std::string& name, bool forReferenceSimulator) {
   if (!isCppIdentifier(name))
     throw CommandError(kBadCommandLine,
-                       "--name: \"" + name +
-                           "\" is no C++ identifier; expected letters, digits and underscores, "
+                       "--name: " + inQuotes(name) +
+                           " is no C++ identifier; expected letters, digits and underscores, "
                            "no digit first, and no keyword");
   if (forReferenceSimulator && isSimulatorName(name))
-    throw CommandError(kBadCommandLine,
-                       "--name: \"" + name + "\" is a name of the reference simulator; expected another one");
+    throw CommandError(kBadCommandLine, "--name: " + inQuotes(name) +
+                                            " is a name of the reference simulator; expected another one");
 }
 
 }  // namespace siminfo

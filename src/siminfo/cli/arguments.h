@@ -1,20 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace siminfo {
-
-/// A GUID as InfiniBand tools print it: hexadecimal, "0x" optional, also as S-0002c9..., H-... and R-..., and
-/// in groups between colons. Empty when the text is none.
-std::optional<std::uint64_t> parseGuid(std::string_view text);
-
-/// "0x" and sixteen digits.
-std::string formatGuid(std::uint64_t guid);
 
 /// The GUIDs of the --guid options and of the file of --guid-file, whose name may be empty. Throws a
 /// CommandError.

@@ -10,6 +10,7 @@
 #include "siminfo/cli/load.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/headers.h"
+#include "siminfo/text/number_text.h"
 
 namespace siminfo {
 namespace {
@@ -48,7 +49,7 @@ void warnOfUnknownGuids(const IBFabric& fabric, std::set<std::uint64_t> guids) {
     if (node->inSubFabric) guids.erase(node->guid);
   }
   for (const std::uint64_t guid : guids)
-    printWarning("GUID " + formatGuid(guid) + " is no node of the sub-fabric; nothing is generated for it");
+    printWarning("GUID " + guidText(guid) + " is no node of the sub-fabric; nothing is generated for it");
 }
 
 void warnOfSharedClasses(const NodesByClass& nodes) {

@@ -9,6 +9,7 @@
 #include "siminfo/collect/mad_fields.h"
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
+#include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -49,12 +50,8 @@ std::array<std::string_view, 3> wordsOf(std::string_view line) {
   return words;
 }
 
-std::string quoted(std::string_view word) {
-  return std::string(1, '"').append(printable(word)).append(1, '"');
-}
-
 std::string outOfRange(std::string_view word, std::uint64_t least, std::uint64_t most) {
-  return quoted(word) + ": expected a number from " + std::to_string(least) + " to " + std::to_string(most);
+  return inQuotes(word) + ": expected a number from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
 /// Judges the lines of a file one by one, and then what they make together.
@@ -96,7 +93,7 @@ class LayoutReader {
 
   std::string takeBit(std::string_view name, std::string_view word) {
     const auto known = std::ranges::find(known_, name, &UndecodedField::name);
-    if (known == known_.end()) return "no place can be given to " + quoted(name) + "; " + choice();
+    if (known == known_.end()) return "no place can be given to " + inQuotes(name) + "; " + choice();
     const std::size_t most = kAttributeBits - known->field->bits;
     const auto bit = parseUnsigned(word);
     if (!bit || *bit > most) return outOfRange(word, 0, most);

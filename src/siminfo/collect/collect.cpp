@@ -12,8 +12,8 @@
 #include "siminfo/collect/mad_fields.h"
 #include "siminfo/collect/names.h"
 #include "siminfo/collect/questions.h"
-#include "siminfo/collect/text.h"
 #include "siminfo/collect/umad_port.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

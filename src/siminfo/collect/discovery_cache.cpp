@@ -12,7 +12,7 @@
 
 #include "siminfo/collect/collect.h"
 #include "siminfo/collect/mad_fields.h"
-#include "siminfo/collect/text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

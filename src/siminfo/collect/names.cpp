@@ -1,11 +1,11 @@
 #include "siminfo/collect/names.h"
 
-#include <charconv>
 #include <optional>
 
 #include "siminfo/collect/collect.h"
-#include "siminfo/collect/text.h"
 #include "siminfo/text/line_file.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -14,18 +14,15 @@ namespace {
 std::optional<std::pair<std::uint64_t, std::string_view>> parseEntry(std::string_view line) {
   // Without "0x", the tools that share this file read the number in other bases.
   if (!line.starts_with("0x") && !line.starts_with("0X")) return std::nullopt;
-  line.remove_prefix(2);
-  std::uint64_t guid = 0;
-  const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), guid, 16);
-  if (error != std::errc{}) return std::nullopt;
-  line.remove_prefix(static_cast<std::size_t>(end - line.data()));
-  const std::string_view rest = trimmed(line);
-  if (rest.data() == line.data() || !rest.starts_with('"')) return std::nullopt;
+  const std::string_view number = line.substr(0, line.find_first_of(kBlanks));
+  const std::optional<std::uint64_t> guid = parseUnsigned(number);
+  const std::string_view rest = trimmed(line.substr(number.size()));
+  if (!guid || !rest.starts_with('"')) return std::nullopt;
   const std::size_t close = rest.find('"', 1);
   if (close == std::string_view::npos) return std::nullopt;
   const std::string_view behind = trimmed(rest.substr(close + 1));
   if (!behind.empty() && !behind.starts_with('#')) return std::nullopt;
-  return std::pair{guid, rest.substr(1, close - 1)};
+  return std::pair{*guid, rest.substr(1, close - 1)};
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "siminfo/collect/mad_fields.h"
-#include "siminfo/collect/text.h"
+#include "siminfo/text/number_text.h"
 
 namespace siminfo {
 namespace {

@@ -1,6 +1,7 @@
 #include "siminfo/collect/shortfall.h"
 
-#include "siminfo/collect/text.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "siminfo/text/number_text.h"
+#include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -56,8 +57,8 @@ std::uint64_t readUnsignedString(const Place& place, json::value& value, std::ui
     take(place, value.get_raw_json_string(), value, "a string");
   const std::optional<std::uint64_t> number = parseUnsigned(text);
   if (!number || *number > maximum)
-    refuse(place, "\"" + printable(text) + "\" does not fit; " + range(maximum) +
-                      ", as a number or a string like \"0x2c9\"");
+    refuse(place,
+           inQuotes(text) + " does not fit; " + range(maximum) + ", as a number or a string like \"0x2c9\"");
   return *number;
 }
 
@@ -70,7 +71,7 @@ std::string Place::path() const {
   const bool isPlain = !key.empty() && std::ranges::all_of(key, [](char character) {
     return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
   });
-  if (!isPlain) return path + "[\"" + printable(key) + "\"]";
+  if (!isPlain) return path + "[" + inQuotes(key) + "]";
   return path.empty() ? std::string(key) : path + "." + std::string(key);
 }
 

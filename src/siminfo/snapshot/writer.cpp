@@ -4,6 +4,8 @@
 #include <charconv>
 
 #include "siminfo/snapshot/format.h"
+#include "siminfo/text/number_text.h"
+#include "siminfo/text/quoting.h"
 
 namespace siminfo {
 namespace {
@@ -28,15 +30,7 @@ class JsonLine {
   }
   void string(std::string_view value) {
     separate();
-    text_ += '"';
-    for (const char character : value) {
-      if (character == '"' || character == '\\') text_ += '\\';
-      if (static_cast<unsigned char>(character) < 0x20)
-        control(character);
-      else
-        text_ += character;
-    }
-    text_ += '"';
+    text_ += jsonString(value);
   }
   template <std::integral Int>
   void number(Int value) {
@@ -45,10 +39,7 @@ class JsonLine {
     text_ += std::string_view(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
   }
   /// A 64-bit value: a string, as many JSON tools round larger numbers.
-  void wide(std::uint64_t value) {
-    char digits[18] = {'0', 'x'};
-    string({digits, std::to_chars(digits + 2, std::end(digits), value, 16).ptr});
-  }
+  void wide(std::uint64_t value) { string(hexText(value)); }
   void truth(bool value) {
     separate();
     text_ += value ? "true" : "false";
@@ -65,11 +56,6 @@ class JsonLine {
   void separate() {
     if (needsComma_) text_ += ',';
     needsComma_ = true;
-  }
-  void control(char character) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    const auto code = static_cast<unsigned char>(character);
-    text_.append("\\u00").append(1, kDigits[code >> 4U]).append(1, kDigits[code & 0xfU]);
   }
 
   std::string text_;
@@ -91,12 +77,8 @@ void writeBytesAsText(JsonLine& line, const Field& field, const void* record) {
 }
 
 void writeBytesAsHex(JsonLine& line, const Field& field, const void* record) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (std::size_t i = 0; i < field.count; ++i) {
-    const std::uint64_t byte = field.get(record, i);
-    text.append(1, kDigits[byte >> 4U]).append(1, kDigits[byte & 0xfU]);
-  }
+  for (std::size_t i = 0; i < field.count; ++i) text += hexDigits(field.get(record, i), 2);
   line.string(text);
 }
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+
+#include "siminfo/text/number_text.h"
 
 namespace siminfo {
 namespace {
@@ -27,15 +28,6 @@ const Range* forbiddenRange(char32_t codePoint) {
   return found != kForbidden.end() ? found : nullptr;
 }
 
-std::string hexCode(char32_t codePoint) {
-  std::array<char, 8> digits;
-  std::string code(
-      digits.begin(),
-      std::to_chars(digits.begin(), digits.end(), static_cast<std::uint32_t>(codePoint), 16).ptr);
-  code.insert(0, code.size() < 4 ? 4 - code.size() : 0, '0');
-  return code;
-}
-
 /// Length of the UTF-8 sequence that begins with the byte, or 0 when none does.
 std::size_t sequenceLength(unsigned first) {
   if (first < 0x80) return 1;
@@ -43,6 +35,30 @@ std::size_t sequenceLength(unsigned first) {
   if (first < 0xe0) return 2;
   if (first < 0xf0) return 3;
   return first < 0xf5 ? 4 : 0;
+}
+
+std::string escapeOf(char32_t codePoint) { return "\\u{" + hexDigits(codePoint, 4) + "}"; }
+
+/// The text with `replace(codePoint)` for each byte that is no UTF-8 and each code point that `mustGo`.
+template <class MustGo, class Replace>
+std::string replaceIf(std::string_view text, MustGo mustGo, Replace replace) {
+  std::string result;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t start = at;
+    bool valid = true;
+    const char32_t codePoint = nextCodePoint(text, at, valid);
+    if (valid && !mustGo(codePoint))
+      result += text.substr(start, at - start);
+    else
+      result += replace(codePoint);
+  }
+  return result;
+}
+
+/// Where the text's last character stands that is no space; the end of the text when there is none.
+std::size_t lastVisible(const std::string& text) {
+  const std::size_t at = text.find_last_not_of(' ');
+  return at != std::string::npos ? at : text.size();
 }
 
 }  // namespace
@@ -74,7 +90,7 @@ std::string textFault(std::string_view text) {
     const char32_t codePoint = nextCodePoint(text, at, valid);
     if (!valid) return "is not UTF-8";
     if (const Range* range = forbiddenRange(codePoint))
-      return "holds the " + std::string(range->what) + " U+" + hexCode(codePoint);
+      return "holds the " + std::string(range->what) + " U+" + hexDigits(codePoint, 4);
   }
   // Compilers look for a line's continuation behind white space as well.
   while (text.ends_with(' ')) text.remove_suffix(1);
@@ -84,17 +100,26 @@ std::string textFault(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-  std::string shown;
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t start = at;
-    bool valid = true;
-    const char32_t codePoint = nextCodePoint(text, at, valid);
-    if (!valid || isForbidden(codePoint) || codePoint == '"')
-      shown += "\\u{" + hexCode(codePoint) + "}";
-    else
-      shown += text.substr(start, at - start);
+  const auto mustGo = [](char32_t codePoint) { return isForbidden(codePoint) || codePoint == '"'; };
+  return replaceIf(text, mustGo, escapeOf);
+}
+
+std::string safeText(std::string_view text) {
+  std::string safe = replaceIf(text, isForbidden, escapeOf);
+  // What is left to object to is the last visible character, and no escape ends in it.
+  if (!textFault(safe).empty()) {
+    const std::size_t last = lastVisible(safe);
+    safe.replace(last, 1, escapeOf(static_cast<unsigned char>(safe[last])));
   }
-  return shown;
+  return safe;
+}
+
+std::string cleanName(std::string_view text) {
+  std::string name = replaceIf(text, isForbidden, [](char32_t) { return "_"; });
+  name.erase(0, name.find_first_not_of(' '));
+  name.erase(name.find_last_not_of(' ') + 1);
+  if (!textFault(name).empty()) name.back() = '_';
+  return name;
 }
 
 }  // namespace siminfo

@@ -20,4 +20,12 @@ bool isForbidden(char32_t codePoint);
 /// The text for a message on a terminal: forbidden code points and quotes as \u{...}.
 std::string printable(std::string_view text);
 
+/// The text with everything that may not stand on a line of generated source, and every byte that is no
+/// UTF-8, shown as \u{...}. Differs from the text only where that is needed.
+std::string safeText(std::string_view text);
+
+/// The text as a name that may stand on a line of generated source: white space around it dropped, and an
+/// underscore for whatever may not stand there. Empty when nothing is left.
+std::string cleanName(std::string_view text);
+
 }  // namespace siminfo

@@ -1,26 +1,19 @@
 #include "siminfo/verify/comparison.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 
 #include "siminfo/simulator/include/infiniband/drovik/bit_access.h"
+#include "siminfo/text/number_text.h"
 #include "siminfo/verify/probe/background.h"
 
 namespace siminfo {
 namespace {
 
-std::string hex(std::uint64_t value) {
-  std::array<char, 16> digits;
-  std::string text("0x");
-  return text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), value, 16).ptr);
-}
-
 bool fits(const ExpectedNumber& number) { return number.bits == 64 || number.value >> number.bits == 0; }
 
 Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number, std::uint64_t found,
                         bool isUntouched) {
-  Difference difference{image.place, number.field, hex(number.value), hex(found)};
+  Difference difference{image.place, number.field, hexText(number.value), hexText(found)};
   if (!fits(number))
     difference.expected += ", which does not fit the attribute's " + std::to_string(number.bits) + " bits";
   if (isUntouched) difference.found += ", as before the function ran";
@@ -48,7 +41,7 @@ void compareImage(const ExpectedImage& image, const std::vector<std::uint8_t>& f
   if (changed != others.end())
     differences.push_back({image.place,
                            "byte " + std::to_string(changed - others.begin()) + ", outside the fields",
-                           "unchanged", hex(*changed)});
+                           "unchanged", hexText(*changed)});
 }
 
 std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, const FrameRun& run) {

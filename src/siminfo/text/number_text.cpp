@@ -1,0 +1,53 @@
+#include "siminfo/text/number_text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iterator>
+
+namespace siminfo {
+namespace {
+
+/// The whole text as a number of that base.
+std::optional<std::uint64_t> parseDigits(std::string_view digits, int base) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, base);
+  if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
+  return number;
+}
+
+bool takeHexMark(std::string_view& text) {
+  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+  if (isHex) text.remove_prefix(2);
+  return isHex;
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> parseUnsigned(std::string_view text) {
+  return takeHexMark(text) ? parseDigits(text, 16) : parseDigits(text, 10);
+}
+
+std::string hexDigits(std::uint64_t value, std::size_t digits) {
+  std::array<char, 16> text;
+  const char* end = std::to_chars(text.begin(), text.end(), value, 16).ptr;
+  const auto count = static_cast<std::size_t>(end - text.data());
+  return std::string(digits - std::min(digits, count), '0').append(text.data(), count);
+}
+
+std::string hexText(std::uint64_t value, std::size_t digits) {
+  return std::string("0x").append(hexDigits(value, digits));
+}
+
+std::optional<std::uint64_t> parseGuid(std::string_view text) {
+  if (text.size() > 2 && text[1] == '-' && std::string_view("SHR").find(text[0]) != std::string_view::npos)
+    text.remove_prefix(2);
+  takeHexMark(text);
+  std::string digits;
+  std::ranges::copy_if(text, std::back_inserter(digits), [](char character) { return character != ':'; });
+  return parseDigits(digits, 16);
+}
+
+std::string guidText(std::uint64_t guid) { return hexText(guid, 16); }
+
+}  // namespace siminfo
