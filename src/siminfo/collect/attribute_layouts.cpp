@@ -15,7 +15,7 @@
 namespace siminfo {
 namespace {
 
-constexpr std::string_view kRouterInfo = "SMP_RouterInfo";
+constexpr std::string_view kRouterInfo = kRecordName<SMP_RouterInfo>;
 constexpr std::size_t kAttributeBits = std::size_t{IB_SMP_DATA_SIZE} * 8;
 
 struct UndecodedField {
@@ -24,18 +24,18 @@ struct UndecodedField {
 };
 
 template <class Record>
-void addUndecoded(std::string_view record, std::vector<UndecodedField>& fields) {
+void addUndecoded(std::vector<UndecodedField>& fields) {
   for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
     const Field& field = kFields<Record>[i];
     if (kMadFields<Record>[i].isUnknown())
-      fields.push_back({std::string(record).append(".").append(field.name), &field});
+      fields.push_back({std::string(kRecordName<Record>).append(".").append(field.name), &field});
   }
 }
 
 std::vector<UndecodedField> undecodedFields() {
   std::vector<UndecodedField> fields;
-  addUndecoded<SMP_RouterInfo>(kRouterInfo, fields);
-  addUndecoded<SMP_PortInfo>("SMP_PortInfo", fields);
+  addUndecoded<SMP_RouterInfo>(fields);
+  addUndecoded<SMP_PortInfo>(fields);
   return fields;
 }
 

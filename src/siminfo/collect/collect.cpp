@@ -53,11 +53,9 @@ class SnapshotBuilder {
 
     const std::uint32_t index = node.recordIndex;
     AbsentRecords absent = walked.absent;
-    store<SMP_NodeInfo>(walked.info, "SMP_NodeInfo", notAsked_, index, absent);
-    if (node.type == kSwitch)
-      store<SMP_SwitchInfo>(walked.switchInfo, "SMP_SwitchInfo", notAsked_, index, absent);
-    if (node.type == kRouter)
-      store<SMP_RouterInfo>(walked.routerInfo, "SMP_RouterInfo", notAsked_, index, absent);
+    store<SMP_NodeInfo>(walked.info, notAsked_, index, absent);
+    if (node.type == kSwitch) store<SMP_SwitchInfo>(walked.switchInfo, notAsked_, index, absent);
+    if (node.type == kRouter) store<SMP_RouterInfo>(walked.routerInfo, notAsked_, index, absent);
     if (!absent.empty()) snapshot.absentOnNodes[index] = std::move(absent);
     for (unsigned number = walked.firstPort(); number <= numPorts; ++number) addPort(walked, number, node);
   }
@@ -80,22 +78,22 @@ class SnapshotBuilder {
 
     AbsentRecords absent = from.absent;
     const std::uint32_t index = port.recordIndex;
-    store<SMP_PortInfo>(from.info, "SMP_PortInfo", notAsked_, index, absent);
+    store<SMP_PortInfo>(from.info, notAsked_, index, absent);
     const std::string unsupported = from.info ? "not asked: the port does not support it" : notAsked_;
-    store<SMP_PortInfoExtended>(from.extended, "SMP_PortInfoExtended",
-                                supportsExtended(walked, number) ? notAsked_ : unsupported, index, absent);
+    store<SMP_PortInfoExtended>(from.extended, supportsExtended(walked, number) ? notAsked_ : unsupported,
+                                index, absent);
     if (!absent.empty()) snapshot.absentOnPorts[index] = std::move(absent);
     if (from.info && (capabilityMask2(*from.info) & kHasExtendedSpeeds2) != 0) ++withSpeeds2_;
   }
 
   /// The record of the attribute, or the reason why there is none.
   template <class Record>
-  void store(const std::optional<Attribute>& attribute, const char* name, const std::string& reason,
-             std::uint32_t index, AbsentRecords& absent) {
+  void store(const std::optional<Attribute>& attribute, const std::string& reason, std::uint32_t index,
+             AbsentRecords& absent) {
     if (attribute)
       collected_.snapshot.discovered.records.set(index, decode<Record>(*attribute, layouts_));
     else
-      absent.try_emplace(name, reason);
+      absent.try_emplace(std::string(kRecordName<Record>), reason);
   }
 
   Collected& collected_;

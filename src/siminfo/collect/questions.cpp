@@ -11,8 +11,10 @@ namespace {
 
 constexpr std::uint32_t kLinkUp = 5;  // of PortPhysicalState
 
-constexpr const char* kPortInfo = "SMP_PortInfo";
-constexpr const char* kPortInfoExtended = "SMP_PortInfoExtended";
+const std::string kPortInfo(kRecordName<SMP_PortInfo>);
+const std::string kPortInfoExtended(kRecordName<SMP_PortInfoExtended>);
+const std::string kSwitchInfo(kRecordName<SMP_SwitchInfo>);
+const std::string kRouterInfo(kRecordName<SMP_RouterInfo>);
 
 Route behind(const WalkedNode& node, unsigned number) {
   Route route = node.route;
@@ -52,7 +54,7 @@ void Questions::askAll(WalkedFabric& fabric, unsigned localPort, std::optional<s
   for (WalkedNode& node : fabric.nodes) {
     if (!node.isDescribed) addDescription(node);
     if (node.type == IB_NODE_SWITCH && !node.switchInfo)
-      addOfNode(node, IB_ATTR_SWITCH_INFO, "SMP_SwitchInfo", node.switchInfo);
+      addOfNode(node, IB_ATTR_SWITCH_INFO, kSwitchInfo, node.switchInfo);
     if (node.type == IB_NODE_ROUTER) addRouterInfo(node, routerInfo);
   }
   forPorts([&](WalkedNode& node, unsigned number) {
@@ -78,7 +80,7 @@ void Questions::addDescription(WalkedNode& node) {
                         }});
 }
 
-void Questions::addOfNode(WalkedNode& node, std::uint16_t attribute, const char* record,
+void Questions::addOfNode(WalkedNode& node, std::uint16_t attribute, const std::string& record,
                           std::optional<Attribute>& place) {
   questions_.push_back({node.route, attribute, 0, [&, record](const auto& data, const Reason& reason) {
                           place = data;
@@ -89,7 +91,6 @@ void Questions::addOfNode(WalkedNode& node, std::uint16_t attribute, const char*
 }
 
 void Questions::addRouterInfo(WalkedNode& node, std::optional<std::uint16_t> attribute) {
-  constexpr const char* kRouterInfo = "SMP_RouterInfo";
   if (attribute)
     addOfNode(node, *attribute, kRouterInfo, node.routerInfo);
   else

@@ -38,7 +38,7 @@ class Questions {
   };
 
   void addDescription(WalkedNode& node);
-  void addOfNode(WalkedNode& node, std::uint16_t attribute, const char* record,
+  void addOfNode(WalkedNode& node, std::uint16_t attribute, const std::string& record,
                  std::optional<Attribute>& place);
   void addRouterInfo(WalkedNode& node, std::optional<std::uint16_t> attribute);
   void addPortInfo(WalkedNode& node, unsigned number);

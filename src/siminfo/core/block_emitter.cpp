@@ -111,18 +111,17 @@ void BlockEmitter::assignLine(int indent, const AssignmentHead& head, std::uint6
   text_->commit(putLine(text_->reserve(kLine), indent, head, value, endsLine));
 }
 
-void BlockEmitter::open(const BlockTarget& target) {
+void BlockEmitter::open(std::string_view record, std::string_view image) {
   // clang-format off
-  *this << "    " << target.record << " mad_buffer = {0};\n"
-        << "    " << target.record << "_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << target.image << "));\n"
+  *this << "    " << record << " mad_buffer = {0};\n"
+        << "    " << record << "_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << image << "));\n"
         << "\n";
   // clang-format on
 }
 
-void BlockEmitter::close(const BlockTarget& target) {
+void BlockEmitter::close(std::string_view record, std::string_view image) {
   *this << "\n\n"
-        << "    " << target.record << "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << target.image
-        << "));";
+        << "    " << record << "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(" << image << "));";
 }
 
 }  // namespace siminfo

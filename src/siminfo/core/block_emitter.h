@@ -31,12 +31,6 @@ struct Spaces {
 template <class Int>
 concept Number = std::integral<Int> && !std::same_as<Int, bool> && !std::same_as<Int, char>;
 
-/// Where an attribute block finds the simulated node's stored image: "SMP_NodeInfo" in "&m_node->nodeInfo".
-struct BlockTarget {
-  std::string_view record;
-  std::string_view image;
-};
-
 /// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its
 /// length.
 struct AssignmentHead {
@@ -123,20 +117,20 @@ class BlockEmitter {
     assignAll(indent, record, [](const Field&) {});
   }
 
-  /// The head of a node-level block: the declaration, the unpack line and an empty line.
-  void open(const BlockTarget& target);
-  /// Its end: the end of the line before, an empty line and the pack line, which is left open.
-  void close(const BlockTarget& target);
-  /// A whole node-level block that assigns every field of the record.
-  template <class Record>
-  void block(const BlockTarget& target, const Record& record) {
-    open(target);
-    assignAll(4, record);
-    close(target);
+  /// A whole node-level block: declaration, unpack line, a line for every field as assignAll() has them, and
+  /// the pack line, which is left open. `image` is where the simulated node stores the attribute, such as
+  /// "&m_node->nodeInfo".
+  template <class Record, class... WriteOther>
+  void block(std::string_view image, const Record& record, WriteOther... writeOther) {
+    open(kRecordName<Record>, image);
+    assignAll(4, record, writeOther...);
+    close(kRecordName<Record>, image);
   }
 
  private:
   void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
+  void open(std::string_view record, std::string_view image);
+  void close(std::string_view record, std::string_view image);
   void handOver();
 
   std::ostream& os_;

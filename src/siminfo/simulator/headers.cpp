@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "siminfo/core/block_emitter.h"
+#include "siminfo/core/records/records.h"
 #include "siminfo/core/section_stream.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/record_layout.h"
@@ -87,7 +88,7 @@ std::string recordsHeader() {
   out << "#pragma once\n\n"
          "// Written by siminfo. Included by drovik_fabric.h.\n\n";
   for (const RecordLayout& layout : recordLayouts()) writeRecord(out, layout);
-  writeView(out, recordLayout("ZYRPushReductionCounters"));
+  writeView(out, recordLayout<ZYRPushReductionCounters>());
   return std::string(text.text());
 }
 

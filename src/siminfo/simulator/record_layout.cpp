@@ -97,58 +97,60 @@ std::vector<NumberLayout> packInOrder(std::span<const Field> fields, std::size_t
 }
 
 template <class Record>
-RecordLayout ownLayout(std::string_view type, std::string_view functions, std::string_view image) {
+RecordLayout ownLayout() {
+  const std::string name(kRecordName<Record>);
   std::size_t bits = 0;
   std::vector<NumberLayout> numbers = packInOrder(kFields<Record>, bits);
-  return {std::string(type), std::string(functions), std::string(image), false,
-          bits / 8,          std::move(numbers),     kFields<Record>};
+  return {name, name, name + "_image", false, bits / 8, std::move(numbers), kFields<Record>};
 }
 
 template <class Record>
-RecordLayout standardLayout(std::string_view type, std::size_t bytes, std::span<const WireField> wire) {
-  const std::string name(type);
-  RecordLayout layout = ownLayout<Record>(name, name, name + "_image");
+RecordLayout standardLayout(std::size_t bytes, std::span<const WireField> wire) {
+  RecordLayout layout = ownLayout<Record>();
   layout.isStandard = true;
   layout.bytes = bytes;
   for (NumberLayout& number : layout.numbers) {
     const auto found = std::ranges::find(wire, number.field->name, &WireField::name);
     if (found == wire.end())
-      throw std::logic_error(name + "." + number.path + ": has no place in the wire layout");
+      throw std::logic_error(layout.type + "." + number.path + ": has no place in the wire layout");
     number.bits = found->bits / number.field->count;
     number.bit = found->bit + number.element * number.bits;
   }
   return layout;
 }
 
+/// Simulators have names of their own for this record and its image.
+RecordLayout countersLayout() {
+  RecordLayout layout = ownLayout<ZYRReductionCounters>();
+  layout.type = "ZYRReductCounters";
+  layout.image = "ib_zyr_reduction_counters_t";
+  return layout;
+}
+
 std::vector<RecordLayout> makeLayouts() {
-#define SIMINFO_OWN(Record) ownLayout<Record>(#Record, #Record, #Record "_image")
-#define SIMINFO_STANDARD(Record, bytes, wire) standardLayout<Record>(#Record, bytes, wire)
   return {
-      SIMINFO_STANDARD(SMP_NodeInfo, 64, kNodeInfoWire),
-      SIMINFO_STANDARD(SMP_SwitchInfo, 64, kSwitchInfoWire),
-      SIMINFO_STANDARD(SMP_PortInfo, 64, kPortInfoWire),
-      SIMINFO_STANDARD(SMP_PortInfoExtended, 64, kPortInfoExtendedWire),
-      SIMINFO_STANDARD(SMP_RouterInfo, 64, kRouterInfoWire),
-      SIMINFO_STANDARD(IB_ClassPortInfo, 72, kClassPortInfoWire),
-      SIMINFO_OWN(GeneralInfoCapabilityMask),
-      SIMINFO_OWN(SWInfo_Block_Element),
-      SIMINFO_OWN(FWInfo_Block_Element),
-      SIMINFO_OWN(HWInfo_Block_Element),
-      SIMINFO_OWN(ib_extended_node_info),
-      SIMINFO_OWN(SMP_ExtendedSwitchInfo),
-      SIMINFO_OWN(SMP_KrelExtPortInfo),
-      SIMINFO_OWN(ib_private_lft_info),
-      SIMINFO_OWN(adaptive_routing_info),
-      SIMINFO_OWN(CC_EnhancedCongestionInfo),
-      SIMINFO_OWN(CC_CongestionSwitchGeneralSettings),
-      SIMINFO_OWN(ZYRReductionInfo),
-      SIMINFO_OWN(ZYRReductionPortInfo),
-      SIMINFO_OWN(ZYRPushReductionCounters),
-      ownLayout<ZYRReductionCounters>("ZYRReductCounters", "ZYRReductionCounters",
-                                      "ib_zyr_reduction_counters_t"),
+      standardLayout<SMP_NodeInfo>(64, kNodeInfoWire),
+      standardLayout<SMP_SwitchInfo>(64, kSwitchInfoWire),
+      standardLayout<SMP_PortInfo>(64, kPortInfoWire),
+      standardLayout<SMP_PortInfoExtended>(64, kPortInfoExtendedWire),
+      standardLayout<SMP_RouterInfo>(64, kRouterInfoWire),
+      standardLayout<IB_ClassPortInfo>(72, kClassPortInfoWire),
+      ownLayout<GeneralInfoCapabilityMask>(),
+      ownLayout<SWInfo_Block_Element>(),
+      ownLayout<FWInfo_Block_Element>(),
+      ownLayout<HWInfo_Block_Element>(),
+      ownLayout<ib_extended_node_info>(),
+      ownLayout<SMP_ExtendedSwitchInfo>(),
+      ownLayout<SMP_KrelExtPortInfo>(),
+      ownLayout<ib_private_lft_info>(),
+      ownLayout<adaptive_routing_info>(),
+      ownLayout<CC_EnhancedCongestionInfo>(),
+      ownLayout<CC_CongestionSwitchGeneralSettings>(),
+      ownLayout<ZYRReductionInfo>(),
+      ownLayout<ZYRReductionPortInfo>(),
+      ownLayout<ZYRPushReductionCounters>(),
+      countersLayout(),
   };
-#undef SIMINFO_OWN
-#undef SIMINFO_STANDARD
 }
 
 }  // namespace

@@ -10,23 +10,6 @@
 
 namespace siminfo {
 
-/// The four words of a capability mask, as the simulator's record names them.
-struct GeneralInfoCapabilityMask {
-  std::uint32_t capability0;
-  std::uint32_t capability1;
-  std::uint32_t capability2;
-  std::uint32_t capability3;
-  bool operator==(const GeneralInfoCapabilityMask&) const = default;
-};
-template <>
-inline constexpr std::array kFields<GeneralInfoCapabilityMask>{
-    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability0, 32),
-    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability1, 32),
-    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability2, 32),
-    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability3, 32),
-};
-static_assert(tableCoversRecord<GeneralInfoCapabilityMask>());
-
 /// Where one number of a record lies in the packed image. Bit 0 is the top bit of the first byte.
 struct NumberLayout {
   std::string path;  ///< as generated source names it: "VendorID", "PSID.PSID[3]"
@@ -61,5 +44,9 @@ const std::vector<RecordLayout>& recordLayouts();
 
 /// The layout of the record whose functions are named so; there must be one.
 const RecordLayout& recordLayout(std::string_view functions);
+template <class Record>
+const RecordLayout& recordLayout() {
+  return recordLayout(kRecordName<Record>);
+}
 
 }  // namespace siminfo

@@ -49,8 +49,8 @@ struct RecordKind {
 };
 
 template <class Record>
-constexpr RecordKind recordKind(std::string_view name) {
-  return {name, kFields<Record>, sizeof(Record),
+constexpr RecordKind recordKind() {
+  return {kRecordName<Record>, kFields<Record>, sizeof(Record),
           [](const InMemoryExtendedInfo& store, std::uint32_t index) -> const void* {
             return store.find<Record>(index);
           },
@@ -59,13 +59,13 @@ constexpr RecordKind recordKind(std::string_view name) {
           }};
 }
 
-#define SIMINFO_KIND(Record, getter) recordKind<Record>(#Record),
+#define SIMINFO_KIND(Record, getter) recordKind<Record>(),
 inline constexpr std::array kNodeRecordKinds{SIMINFO_NODE_RECORDS(SIMINFO_KIND)};
 inline constexpr std::array kPortRecordKinds{SIMINFO_PORT_RECORDS(SIMINFO_KIND)};
 #undef SIMINFO_KIND
 
 // Two things that a port carries and that are no single record: counter sets by index, and found monitors.
-inline constexpr std::string_view kCountersName = "ZYRReductionCounters";
+inline constexpr std::string_view kCountersName = kRecordName<ZYRReductionCounters>;
 inline constexpr std::string_view kMonitorsName = "ZYRReductionConfigureMLIDMonitors";
 
 }  // namespace siminfo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 
@@ -13,12 +14,12 @@ namespace {
 
 using Images = std::vector<ExpectedImage>;
 
-/// `functions` names the layout; the record must be of its type.
-ExpectedImage imageOf(std::string_view functions, std::string name, const void* record,
-                      std::string place = {}) {
+/// What the image of that name holds once it holds the record.
+template <class Record>
+ExpectedImage imageOf(std::string name, const Record& record, std::string place = {}) {
   ExpectedImage image{std::move(name), std::move(place), {}};
-  for (const NumberLayout& number : recordLayout(functions).numbers)
-    image.numbers.push_back({number.path, number.bit, number.bits, number.valueIn(record)});
+  for (const NumberLayout& number : recordLayout<Record>().numbers)
+    image.numbers.push_back({number.path, number.bit, number.bits, number.valueIn(&record)});
   return image;
 }
 
@@ -40,19 +41,18 @@ const IBPort* sourceOf(const FramePlan& plan, std::size_t index) {
 
 /// An image for every port index of the simulated node from `first` on.
 template <class Record>
-Images byPort(const Facts& facts, const FramePlan& plan, std::string_view functions,
-              const std::string& member, std::size_t first) {
+Images byPort(const Facts& facts, const FramePlan& plan, const std::string& member, std::size_t first) {
   Images images;
   for (std::size_t index = first; index <= facts.node.numPorts; ++index)
-    images.push_back(imageOf(functions, indexed(member, index), facts.record<Record>(*sourceOf(plan, index)),
-                             portPlace(index)));
+    images.push_back(
+        imageOf(indexed(member, index), *facts.record<Record>(*sourceOf(plan, index)), portPlace(index)));
   return images;
 }
 
 /// The partition-key tables take the size that was restored.
 Images nodeInfoImages(const Facts& facts, const FramePlan&) {
   const auto& record = *facts.record<SMP_NodeInfo>();
-  Images images{imageOf("SMP_NodeInfo", "nodeInfo", &record)};
+  Images images{imageOf("nodeInfo", record)};
   for (std::size_t index = 0; index <= facts.node.numPorts; ++index)
     images.push_back({indexed("portPkeyTables", index),
                       portPlace(index) + ", partition-key table",
@@ -61,7 +61,7 @@ Images nodeInfoImages(const Facts& facts, const FramePlan&) {
 }
 
 Images portInfoImages(const Facts& facts, const FramePlan& plan) {
-  Images images = byPort<SMP_PortInfo>(facts, plan, "SMP_PortInfo", "nodePortsInfo", 0);
+  Images images = byPort<SMP_PortInfo>(facts, plan, "nodePortsInfo", 0);
   for (std::size_t index = 0; index < images.size(); ++index) {
     // No simulated port hosts a subnet manager.
     std::ranges::find(images[index].numbers, "CapMsk", &ExpectedNumber::field)->value &= 0xfffffffdU;
@@ -72,31 +72,31 @@ Images portInfoImages(const Facts& facts, const FramePlan& plan) {
 }
 
 Images extendedPortInfoImages(const Facts& facts, const FramePlan& plan) {
-  return byPort<SMP_KrelExtPortInfo>(facts, plan, "SMP_KrelExtPortInfo", "nodeExtPortsInfo", 0);
+  return byPort<SMP_KrelExtPortInfo>(facts, plan, "nodeExtPortsInfo", 0);
 }
 Images portInfoExtendedImages(const Facts& facts, const FramePlan& plan) {
-  return byPort<SMP_PortInfoExtended>(facts, plan, "SMP_PortInfoExtended", "nodePortsInfoExt", 0);
+  return byPort<SMP_PortInfoExtended>(facts, plan, "nodePortsInfoExt", 0);
 }
 /// The reduction loops begin at port 1.
 Images reductionPortInfoImages(const Facts& facts, const FramePlan& plan) {
-  return byPort<ZYRReductionPortInfo>(facts, plan, "ZYRReductionPortInfo", "zyrReductionPortInfo", 1);
+  return byPort<ZYRReductionPortInfo>(facts, plan, "zyrReductionPortInfo", 1);
 }
 
 template <bool IsGMP>
 Images maskImages(const Facts& facts, const FramePlan&) {
   const auto& words = facts.mask(IsGMP)->words;
   const GeneralInfoCapabilityMask mask{words[0], words[1], words[2], words[3]};
-  return {imageOf("GeneralInfoCapabilityMask", IsGMP ? "capMaskGMP" : "capMaskSMP", &mask)};
+  return {imageOf(IsGMP ? "capMaskGMP" : "capMaskSMP", mask)};
 }
 
 Images firmwareImages(const Facts& facts, const FramePlan&) {
-  return {imageOf("FWInfo_Block_Element", "fwInfo", &facts.record<VSGeneralInfo>()->FWInfo)};
+  return {imageOf("fwInfo", facts.record<VSGeneralInfo>()->FWInfo)};
 }
 Images hardwareImages(const Facts& facts, const FramePlan&) {
-  return {imageOf("HWInfo_Block_Element", "hwInfo", &facts.record<VSGeneralInfo>()->HWInfo)};
+  return {imageOf("hwInfo", facts.record<VSGeneralInfo>()->HWInfo)};
 }
 Images softwareImages(const Facts& facts, const FramePlan&) {
-  return {imageOf("SWInfo_Block_Element", "swInfo", &facts.record<VSGeneralInfo>()->SWInfo)};
+  return {imageOf("swInfo", facts.record<VSGeneralInfo>()->SWInfo)};
 }
 
 /// Every set of a port under the port's own number; the ports without special sets share one port's.
@@ -110,7 +110,7 @@ Images reductionCountersImages(const Facts& facts, const FramePlan& plan) {
       std::ostringstream place;
       name << "counterSets[" << +port.num << ", " << set << ", 15]";
       place << portPlace(port.num) << ", counter set " << set;
-      images.push_back(imageOf("ZYRReductionCounters", name.str(), record, place.str()));
+      images.push_back(imageOf(name.str(), *record, place.str()));
     }
   };
   addSets(*plan.regular);
@@ -124,8 +124,7 @@ Images pushCountersImages(const Facts& facts, const FramePlan& plan) {
   for (std::size_t index = 1; index <= facts.node.numPorts; ++index) {
     const auto& record = *facts.record<ZYRPushReductionCounters>(*sourceOf(plan, index));
     const std::string key = std::to_string(record.header0) + ", " + std::to_string(record.header1);
-    ExpectedImage image = imageOf("ZYRPushReductionCounters", "pushCounters[" + key + "]", &record,
-                                  "push counters of headers " + key);
+    ExpectedImage image = imageOf("pushCounters[" + key + "]", record, "push counters of headers " + key);
     dropField(image, "header0");  // they are the key, and nothing stores them
     dropField(image, "header1");
     images[key] = std::move(image);
@@ -139,56 +138,53 @@ struct Rule {
   std::string_view frame;
   std::string_view record;  ///< as snapshots name it; empty for the capability masks
   FramePlan (*plan)(const Facts&);
-  const char* image;  ///< the one image that takes the node's record as it is, or
-  Images (*images)(const Facts&, const FramePlan&);
+  std::function<Images(const Facts&, const FramePlan&)> images;  ///< of a frame that is carried
 };
 
+template <class Record, class MakeImages>
+Rule rule(std::string_view frame, FramePlan (*plan)(const Facts&), MakeImages images) {
+  return {frame, kRecordName<Record>, plan, images};
+}
+/// The frame of an attribute that a node has once, in an image that takes the record as it is.
+template <class Record>
+Rule ruleOfNode(std::string_view frame, FramePlan (*plan)(const Facts&), const char* image) {
+  return rule<Record>(frame, plan, [image](const Facts& facts, const FramePlan&) -> Images {
+    return {imageOf(image, *facts.record<Record>())};
+  });
+}
+
 const std::array kRules{
-    Rule{"setNodeInfo", "SMP_NodeInfo", planNodeInfo, nullptr, nodeInfoImages},
-    Rule{"setPortInfo", "SMP_PortInfo", planPortInfo, nullptr, portInfoImages},
-    Rule{"setGMPCapability", "", planGmpMask, nullptr, maskImages<true>},
-    Rule{"setSMPCapability", "", planSmpMask, nullptr, maskImages<false>},
-    Rule{"setFWInfo", "VSGeneralInfo", planGeneralInfo, nullptr, firmwareImages},
-    Rule{"setHWInfo", "VSGeneralInfo", planGeneralInfo, nullptr, hardwareImages},
-    Rule{"setSWInfo", "VSGeneralInfo", planGeneralInfo, nullptr, softwareImages},
-    Rule{"setPortInfoExtended", "SMP_PortInfoExtended", planPortInfoExtended, nullptr,
-         portInfoExtendedImages},
-    Rule{"setExtendedNodeInfo", "ib_extended_node_info", planExtendedNodeInfo, "extNodeInfo", nullptr},
-    Rule{"setExtendedPortInfo", "SMP_KrelExtPortInfo", planExtendedPortInfo, nullptr, extendedPortInfoImages},
-    Rule{"setArInfo", "adaptive_routing_info", planAdaptiveRouting, "AdaptiveRoutingInfo", nullptr},
-    Rule{"setRouterInfo", "SMP_RouterInfo", planRouterInfo, "routerInfo", nullptr},
-    Rule{"setExtendedSwitchInfo", "SMP_ExtendedSwitchInfo", planExtendedSwitchInfo, "extendedSwitchInfo",
-         nullptr},
-    Rule{"setSwitchInfo", "SMP_SwitchInfo", planSwitchInfo, "switchInfo", nullptr},
-    Rule{"setPrivateLftInfo", "ib_private_lft_info", planPrivateLft, "plftInfo", nullptr},
-    Rule{"setEnhancedCongestionInfo", "CC_EnhancedCongestionInfo", planEnhancedCongestion,
-         "enhancedCongestionInfo", nullptr},
-    Rule{"setCongestionSwitchGeneralSettings", "CC_CongestionSwitchGeneralSettings", planCongestionSettings,
-         "congSWGeneralInfo", nullptr},
-    Rule{"setVSReductionManagerClassPortInfo", "IB_ClassPortInfo", planReductionClassPortInfo,
-         "zyr_rma_class_port_info", nullptr},
-    Rule{"setZYRReductionPortInfo", "ZYRReductionPortInfo", planReductionPortInfo, nullptr,
-         reductionPortInfoImages},
-    Rule{"setZYRReductionInfo", "ZYRReductionInfo", planReductionInfo, "zyr_red_info", nullptr},
-    Rule{"setZYRReductionCounters", "ZYRReductionCounters", planReductionCounters, nullptr,
-         reductionCountersImages},
-    Rule{"setZYRPushReductionCounters", "ZYRPushReductionCounters", planPushCounters, nullptr,
-         pushCountersImages},
+    rule<SMP_NodeInfo>("setNodeInfo", planNodeInfo, nodeInfoImages),
+    rule<SMP_PortInfo>("setPortInfo", planPortInfo, portInfoImages),
+    Rule{"setGMPCapability", "", planGmpMask, maskImages<true>},
+    Rule{"setSMPCapability", "", planSmpMask, maskImages<false>},
+    rule<VSGeneralInfo>("setFWInfo", planGeneralInfo, firmwareImages),
+    rule<VSGeneralInfo>("setHWInfo", planGeneralInfo, hardwareImages),
+    rule<VSGeneralInfo>("setSWInfo", planGeneralInfo, softwareImages),
+    rule<SMP_PortInfoExtended>("setPortInfoExtended", planPortInfoExtended, portInfoExtendedImages),
+    ruleOfNode<ib_extended_node_info>("setExtendedNodeInfo", planExtendedNodeInfo, "extNodeInfo"),
+    rule<SMP_KrelExtPortInfo>("setExtendedPortInfo", planExtendedPortInfo, extendedPortInfoImages),
+    ruleOfNode<adaptive_routing_info>("setArInfo", planAdaptiveRouting, "AdaptiveRoutingInfo"),
+    ruleOfNode<SMP_RouterInfo>("setRouterInfo", planRouterInfo, "routerInfo"),
+    ruleOfNode<SMP_ExtendedSwitchInfo>("setExtendedSwitchInfo", planExtendedSwitchInfo, "extendedSwitchInfo"),
+    ruleOfNode<SMP_SwitchInfo>("setSwitchInfo", planSwitchInfo, "switchInfo"),
+    ruleOfNode<ib_private_lft_info>("setPrivateLftInfo", planPrivateLft, "plftInfo"),
+    ruleOfNode<CC_EnhancedCongestionInfo>("setEnhancedCongestionInfo", planEnhancedCongestion,
+                                          "enhancedCongestionInfo"),
+    ruleOfNode<CC_CongestionSwitchGeneralSettings>("setCongestionSwitchGeneralSettings",
+                                                   planCongestionSettings, "congSWGeneralInfo"),
+    ruleOfNode<IB_ClassPortInfo>("setVSReductionManagerClassPortInfo", planReductionClassPortInfo,
+                                 "zyr_rma_class_port_info"),
+    rule<ZYRReductionPortInfo>("setZYRReductionPortInfo", planReductionPortInfo, reductionPortInfoImages),
+    ruleOfNode<ZYRReductionInfo>("setZYRReductionInfo", planReductionInfo, "zyr_red_info"),
+    rule<ZYRReductionCounters>("setZYRReductionCounters", planReductionCounters, reductionCountersImages),
+    rule<ZYRPushReductionCounters>("setZYRPushReductionCounters", planPushCounters, pushCountersImages),
 };
 
 const Rule& ruleOf(std::string_view frame) {
   const auto* found = std::ranges::find(kRules, frame, &Rule::frame);
   if (found == kRules.end()) throw std::logic_error(std::string(frame) + ": has no rule to verify it by");
   return *found;
-}
-
-const void* findNodeRecord(const Facts& facts, std::string_view name) {
-  const void* found = nullptr;
-#define SIMINFO_FIND(Record, getter) \
-  if (name == #Record) found = facts.record<Record>();
-  SIMINFO_NODE_RECORDS(SIMINFO_FIND)
-#undef SIMINFO_FIND
-  return found;
 }
 
 }  // namespace
@@ -212,8 +208,7 @@ std::vector<ExpectedImage> Expectation::images(std::string_view frame) const {
   const Facts facts{snapshot_, node_};
   const FramePlan plan = rule.plan(facts);
   if (plan.carriage != Carriage::kCarried) return {};
-  if (rule.images != nullptr) return rule.images(facts, plan);
-  return {imageOf(rule.record, rule.image, findNodeRecord(facts, rule.record))};
+  return rule.images(facts, plan);
 }
 
 std::string Expectation::absence(std::string_view frame) const {

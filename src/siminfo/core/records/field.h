@@ -52,7 +52,10 @@ struct Field {
   }
 };
 
-/// The field table of a record type, in the order in which its fields are emitted. Every record type has one.
+/// A record type's name, as generated source and snapshots have it, and its field table, in the order in
+/// which its fields are emitted. Every record type has both: see SIMINFO_RECORD.
+template <class Record>
+inline constexpr std::string_view kRecordName;
 template <class Record>
 inline constexpr std::array<Field, 0> kFields{};
 
@@ -147,6 +150,13 @@ consteval bool tableCoversRecord() {
 }
 
 }  // namespace siminfo
+
+// Heads a record's field table, and gives the record its name: SIMINFO_RECORD(SMP_NodeInfo){rows};
+#define SIMINFO_RECORD(Record)                                     \
+  template <>                                                      \
+  inline constexpr std::string_view kRecordName<Record> = #Record; \
+  template <>                                                      \
+  inline constexpr std::array kFields<Record>
 
 // Rows of a field table. A macro, so that a field's name and the member that holds it cannot differ.
 #define SIMINFO_FIELD(Record, member, bits)                                                       \

@@ -17,8 +17,7 @@ struct SMP_NodeInfo {
   std::uint32_t VendorID;
   bool operator==(const SMP_NodeInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_NodeInfo>{
+SIMINFO_RECORD(SMP_NodeInfo){
     SIMINFO_FIELD(SMP_NodeInfo, BaseVersion, 8),   SIMINFO_FIELD(SMP_NodeInfo, ClassVersion, 8),
     SIMINFO_FIELD(SMP_NodeInfo, PartitionCap, 16), SIMINFO_FIELD(SMP_NodeInfo, DeviceID, 16),
     SIMINFO_FIELD(SMP_NodeInfo, revision, 32),     SIMINFO_FIELD(SMP_NodeInfo, VendorID, 32),
@@ -40,8 +39,7 @@ struct SMP_SwitchInfo {
   std::uint8_t ENP0;
   bool operator==(const SMP_SwitchInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_SwitchInfo>{
+SIMINFO_RECORD(SMP_SwitchInfo){
     SIMINFO_FIELD(SMP_SwitchInfo, LinearFDBCap, 16),
     SIMINFO_FIELD(SMP_SwitchInfo, RandomFDBCap, 16),
     SIMINFO_FIELD(SMP_SwitchInfo, MCastFDBCap, 16),
@@ -61,8 +59,7 @@ struct SMP_ExtendedSwitchInfo {
   std::uint8_t turbo_path_cap;
   bool operator==(const SMP_ExtendedSwitchInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_ExtendedSwitchInfo>{
+SIMINFO_RECORD(SMP_ExtendedSwitchInfo){
     SIMINFO_FIELD(SMP_ExtendedSwitchInfo, turbo_path_cap, 8),
 };
 static_assert(tableCoversRecord<SMP_ExtendedSwitchInfo>());
@@ -79,8 +76,7 @@ struct ib_extended_node_info {
   std::uint8_t multiplane_asymmetry_en;
   bool operator==(const ib_extended_node_info&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ib_extended_node_info>{
+SIMINFO_RECORD(ib_extended_node_info){
     SIMINFO_FIELD(ib_extended_node_info, sl2vl_cap, 8),
     SIMINFO_FIELD(ib_extended_node_info, node_type_extended, 8),
     SIMINFO_FIELD(ib_extended_node_info, num_pcie, 8),
@@ -99,8 +95,7 @@ struct SWInfo_Block_Element {
   std::uint8_t SubMinor;
   bool operator==(const SWInfo_Block_Element&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SWInfo_Block_Element>{
+SIMINFO_RECORD(SWInfo_Block_Element){
     SIMINFO_FIELD(SWInfo_Block_Element, Major, 8),
     SIMINFO_FIELD(SWInfo_Block_Element, Minor, 8),
     SIMINFO_FIELD(SWInfo_Block_Element, SubMinor, 8),
@@ -117,8 +112,7 @@ struct HWInfo_Block_Element {
   std::uint16_t hw_dev_id;
   bool operator==(const HWInfo_Block_Element&) const = default;
 };
-template <>
-inline constexpr std::array kFields<HWInfo_Block_Element>{
+SIMINFO_RECORD(HWInfo_Block_Element){
     SIMINFO_FIELD(HWInfo_Block_Element, DeviceHWRevision, 16),
     SIMINFO_FIELD(HWInfo_Block_Element, DeviceID, 16),
     SIMINFO_FIELD(HWInfo_Block_Element, num_ports, 8),
@@ -143,8 +137,7 @@ struct FWInfo_Block_Element {
   std::uint8_t sec_boot;
   bool operator==(const FWInfo_Block_Element&) const = default;
 };
-template <>
-inline constexpr std::array kFields<FWInfo_Block_Element>{
+SIMINFO_RECORD(FWInfo_Block_Element){
     SIMINFO_FIELD(FWInfo_Block_Element, Major, 8),
     SIMINFO_FIELD(FWInfo_Block_Element, Minor, 8),
     SIMINFO_FIELD(FWInfo_Block_Element, SubMinor, 8),
@@ -166,8 +159,7 @@ struct VSGeneralInfo {
   FWInfo_Block_Element FWInfo;
   bool operator==(const VSGeneralInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<VSGeneralInfo>{
+SIMINFO_RECORD(VSGeneralInfo){
     SIMINFO_RECORD_FIELD(VSGeneralInfo, SWInfo),
     SIMINFO_RECORD_FIELD(VSGeneralInfo, HWInfo),
     SIMINFO_RECORD_FIELD(VSGeneralInfo, FWInfo),
@@ -184,8 +176,7 @@ struct SMP_RouterInfo {
   std::uint16_t cap_router_lid;
   bool operator==(const SMP_RouterInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_RouterInfo>{
+SIMINFO_RECORD(SMP_RouterInfo){
     SIMINFO_FIELD(SMP_RouterInfo, CapabilityMask, 32),
     SIMINFO_FIELD(SMP_RouterInfo, NextHopTableCap, 32),
     SIMINFO_FIELD(SMP_RouterInfo, AdjacentSiteLocalSubnetsTableCap, 8),
@@ -194,5 +185,21 @@ inline constexpr std::array kFields<SMP_RouterInfo>{
     SIMINFO_FIELD(SMP_RouterInfo, cap_router_lid, 16),
 };
 static_assert(tableCoversRecord<SMP_RouterInfo>());
+
+/// The four words of a capability mask, under the names that generated source has for them.
+struct GeneralInfoCapabilityMask {
+  std::uint32_t capability0;
+  std::uint32_t capability1;
+  std::uint32_t capability2;
+  std::uint32_t capability3;
+  bool operator==(const GeneralInfoCapabilityMask&) const = default;
+};
+SIMINFO_RECORD(GeneralInfoCapabilityMask){
+    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability0, 32),
+    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability1, 32),
+    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability2, 32),
+    SIMINFO_FIELD(GeneralInfoCapabilityMask, capability3, 32),
+};
+static_assert(tableCoversRecord<GeneralInfoCapabilityMask>());
 
 }  // namespace siminfo

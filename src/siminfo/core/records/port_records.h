@@ -18,8 +18,7 @@ struct SMP_PortInfo {
   std::uint8_t MTUCap;
   bool operator==(const SMP_PortInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_PortInfo>{
+SIMINFO_RECORD(SMP_PortInfo){
     SIMINFO_FIELD(SMP_PortInfo, CapMsk, 32),         SIMINFO_FIELD(SMP_PortInfo, CapMsk2, 16),
     SIMINFO_FIELD(SMP_PortInfo, LinkWidthSup, 8),    SIMINFO_FIELD(SMP_PortInfo, LinkSpeedExtSup2, 8),
     SIMINFO_FIELD(SMP_PortInfo, LinkSpeedExtSup, 8), SIMINFO_FIELD(SMP_PortInfo, LinkSpeedSup, 8),
@@ -50,8 +49,7 @@ struct SMP_KrelExtPortInfo {
   std::uint8_t RetransMode;
   bool operator==(const SMP_KrelExtPortInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_KrelExtPortInfo>{
+SIMINFO_RECORD(SMP_KrelExtPortInfo){
     SIMINFO_FIELD(SMP_KrelExtPortInfo, LinkSpeedSupported, 8),
     SIMINFO_FIELD(SMP_KrelExtPortInfo, CapabilityMask, 16),
     SIMINFO_FIELD(SMP_KrelExtPortInfo, FDR10FECModeSupported, 16),
@@ -84,8 +82,7 @@ struct SMP_PortInfoExtended {
   std::uint16_t NDRFECModeSupported;
   bool operator==(const SMP_PortInfoExtended&) const = default;
 };
-template <>
-inline constexpr std::array kFields<SMP_PortInfoExtended>{
+SIMINFO_RECORD(SMP_PortInfoExtended){
     SIMINFO_FIELD(SMP_PortInfoExtended, CapMsk, 32),
     SIMINFO_FIELD(SMP_PortInfoExtended, FECModeActive, 16),
     SIMINFO_FIELD(SMP_PortInfoExtended, FDRFECModeSupported, 16),

@@ -24,8 +24,7 @@ struct IB_ClassPortInfo {
   std::uint32_t RedirectQKey;
   bool operator==(const IB_ClassPortInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<IB_ClassPortInfo>{
+SIMINFO_RECORD(IB_ClassPortInfo){
     SIMINFO_FIELD(IB_ClassPortInfo, CapMsk, 16),       SIMINFO_FIELD(IB_ClassPortInfo, ClassVersion, 8),
     SIMINFO_FIELD(IB_ClassPortInfo, BaseVersion, 8),   SIMINFO_FIELD(IB_ClassPortInfo, RespTimeValue, 8),
     SIMINFO_FIELD(IB_ClassPortInfo, CapMsk2, 32),      SIMINFO_HEX_FIELD(IB_ClassPortInfo, RedirectGID),
@@ -43,8 +42,7 @@ struct ZYRReductionInfo {
   std::uint16_t reduction_fdb_cap;
   bool operator==(const ZYRReductionInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ZYRReductionInfo>{
+SIMINFO_RECORD(ZYRReductionInfo){
     SIMINFO_FIELD(ZYRReductionInfo, capability_mask, 32),
     SIMINFO_FIELD(ZYRReductionInfo, hbf_group_cap, 16),
     SIMINFO_FIELD(ZYRReductionInfo, reduction_fdb_cap, 16),
@@ -56,8 +54,7 @@ struct ZYRReductionPortInfo {
   std::uint32_t capability_mask;
   bool operator==(const ZYRReductionPortInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ZYRReductionPortInfo>{
+SIMINFO_RECORD(ZYRReductionPortInfo){
     SIMINFO_FIELD(ZYRReductionPortInfo, capability_mask, 32),
 };
 static_assert(tableCoversRecord<ZYRReductionPortInfo>());
@@ -86,8 +83,7 @@ struct ZYRReductionCounters {
   std::uint64_t sent_good_mc_pull_read_req_packet;
   bool operator==(const ZYRReductionCounters&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ZYRReductionCounters>{
+SIMINFO_RECORD(ZYRReductionCounters){
     SIMINFO_FIELD(ZYRReductionCounters, incoming_good_mc_read_req_pkt, 64),
     SIMINFO_FIELD(ZYRReductionCounters, incoming_good_mc_read_req_data, 64),
     SIMINFO_FIELD(ZYRReductionCounters, incoming_good_mc_write_req_pkt, 64),
@@ -134,8 +130,7 @@ struct ZYRPushReductionCounters {
   std::uint64_t alm_error_type1;
   bool operator==(const ZYRPushReductionCounters&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ZYRPushReductionCounters>{
+SIMINFO_RECORD(ZYRPushReductionCounters){
     SIMINFO_FIELD(ZYRPushReductionCounters, header0, 16),
     SIMINFO_FIELD(ZYRPushReductionCounters, header1, 16),
     SIMINFO_FIELD(ZYRPushReductionCounters, incoming_good_push_gpu_ack_packets, 64),

@@ -13,8 +13,7 @@ struct PLFT_Description_Mode {
   std::uint8_t LFTableSize;
   bool operator==(const PLFT_Description_Mode&) const = default;
 };
-template <>
-inline constexpr std::array kFields<PLFT_Description_Mode>{
+SIMINFO_RECORD(PLFT_Description_Mode){
     SIMINFO_FIELD(PLFT_Description_Mode, LFTableSize, 8),
     SIMINFO_FIELD(PLFT_Description_Mode, NumOfLFTables, 8),
 };
@@ -29,8 +28,7 @@ struct ib_private_lft_info {
   std::array<PLFT_Description_Mode, 4> Description_Mode;
   bool operator==(const ib_private_lft_info&) const = default;
 };
-template <>
-inline constexpr std::array kFields<ib_private_lft_info>{
+SIMINFO_RECORD(ib_private_lft_info){
     SIMINFO_FIELD(ib_private_lft_info, Active_Mode, 8),
     SIMINFO_FIELD(ib_private_lft_info, ModeCap, 8),
     SIMINFO_FIELD(ib_private_lft_info, NumPLFTs, 8),
@@ -66,8 +64,7 @@ struct adaptive_routing_info {
   std::uint8_t is_pfrn_supported;
   bool operator==(const adaptive_routing_info&) const = default;
 };
-template <>
-inline constexpr std::array kFields<adaptive_routing_info>{
+SIMINFO_RECORD(adaptive_routing_info){
     SIMINFO_FIELD(adaptive_routing_info, dyn_cap_calc_sup, 8),
     SIMINFO_FIELD(adaptive_routing_info, by_transp_cap, 8),
     SIMINFO_FIELD(adaptive_routing_info, by_sl_cap, 8),
@@ -101,8 +98,7 @@ struct CC_EnhancedCongestionInfo {
   std::uint64_t CC_Capability_Mask;
   bool operator==(const CC_EnhancedCongestionInfo&) const = default;
 };
-template <>
-inline constexpr std::array kFields<CC_EnhancedCongestionInfo>{
+SIMINFO_RECORD(CC_EnhancedCongestionInfo){
     SIMINFO_FIELD(CC_EnhancedCongestionInfo, ver1, 8),
     SIMINFO_FIELD(CC_EnhancedCongestionInfo, ver0, 8),
     SIMINFO_FIELD(CC_EnhancedCongestionInfo, CC_Capability_Mask, 64),
@@ -115,8 +111,7 @@ struct CC_CongestionSwitchGeneralSettings {
   std::uint8_t cap_cc_profile_step_size;
   bool operator==(const CC_CongestionSwitchGeneralSettings&) const = default;
 };
-template <>
-inline constexpr std::array kFields<CC_CongestionSwitchGeneralSettings>{
+SIMINFO_RECORD(CC_CongestionSwitchGeneralSettings){
     SIMINFO_FIELD(CC_CongestionSwitchGeneralSettings, cap_total_buffer_size, 32),
     SIMINFO_FIELD(CC_CongestionSwitchGeneralSettings, cap_cc_profile_step_size, 8),
 };

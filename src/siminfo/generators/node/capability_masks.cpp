@@ -1,3 +1,5 @@
+#include <bit>
+
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/node/sim_info_data.h"
@@ -14,9 +16,6 @@ struct MaskFamily {
   std::string_view image;
 };
 
-constexpr std::array<AssignmentHead, 4> kMaskWords{"capability0", "capability1", "capability2",
-                                                   "capability3"};
-
 void restoreMask(BlockEmitter& out, CapabilityModule& capabilities, const IBNode& node,
                  const MaskFamily& family) {
   capability_mask mask;
@@ -32,14 +31,8 @@ void restoreMask(BlockEmitter& out, CapabilityModule& capabilities, const IBNode
     if (name != nullptr && (capabilities.*family.isSupported)(&node, static_cast<std::uint8_t>(bit)))
       out << "\n    // " << name;
   }
-  const BlockTarget target{"GeneralInfoCapabilityMask", family.image};
   out << "\n\n";
-  out.open(target);
-  for (std::size_t i = 0; i < mask.words.size(); ++i) {
-    if (i > 0) out << "\n";
-    out.assign(4, kMaskWords[i], mask.words[i]);
-  }
-  out.close(target);
+  out.block(family.image, std::bit_cast<GeneralInfoCapabilityMask>(mask));
 }
 
 }  // namespace

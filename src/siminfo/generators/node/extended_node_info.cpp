@@ -14,7 +14,7 @@ void SimInfoDumpCPP::GenerateExtendedNodeInfo(std::ostream& os, const IBNode& no
     out << "// Failed to get VS ExtendedNodeInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"ib_extended_node_info", "&m_node->extNodeInfo"}, *record);
+  out.block("&m_node->extNodeInfo", *record);
 }
 
 }  // namespace siminfo

@@ -37,24 +37,21 @@ void assignPSID(BlockEmitter& out, const std::array<std::uint8_t, 16>& psid) {
 void SimInfoDumpCPP::GenerateSWInfo(std::ostream& os, const IBNode& node) const {
   const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "GeneralInfo");
   if (record == nullptr) return;
-  BlockEmitter(os).block({"SWInfo_Block_Element", "&m_node->swInfo"}, record->SWInfo);
+  BlockEmitter(os).block("&m_node->swInfo", record->SWInfo);
 }
 
 void SimInfoDumpCPP::GenerateHWInfo(std::ostream& os, const IBNode& node) const {
   const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "General Info");
   if (record == nullptr) return;
-  BlockEmitter(os).block({"HWInfo_Block_Element", "&m_node->hwInfo"}, record->HWInfo);
+  BlockEmitter(os).block("&m_node->hwInfo", record->HWInfo);
 }
 
 void SimInfoDumpCPP::GenerateFWInfo(std::ostream& os, const IBNode& node) const {
   const VSGeneralInfo* record = findGeneralInfo(os, Records(), node, "General Info");
   if (record == nullptr) return;
 
-  const BlockTarget target{"FWInfo_Block_Element", "&m_node->fwInfo"};
   BlockEmitter out(os);
-  out.open(target);
-  out.assignAll(4, record->FWInfo, [&](const Field&) { assignPSID(out, record->FWInfo.PSID); });
-  out.close(target);
+  out.block("&m_node->fwInfo", record->FWInfo, [&](const Field&) { assignPSID(out, record->FWInfo.PSID); });
 }
 
 }  // namespace siminfo

@@ -10,7 +10,7 @@ void SimInfoDumpCPP::GenerateNodeInfo(std::ostream& os, const IBNode& node) cons
     out << "#error \"Failed to get NodeInfo mad for the node=" << node.name << "\"";
     return;
   }
-  out.block({"SMP_NodeInfo", "&m_node->nodeInfo"}, *record);
+  out.block("&m_node->nodeInfo", *record);
   // The simulated node sizes its table from what was just restored.
   out << "\n"
          "\n"

@@ -14,7 +14,7 @@ void SimInfoDumpCPP::GenerateRouterInfo(std::ostream& os, const IBNode& node) co
     out << "// Failed to get RouterInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"SMP_RouterInfo", "&m_node->routerInfo"}, *record);
+  out.block("&m_node->routerInfo", *record);
 }
 
 }  // namespace siminfo

@@ -12,7 +12,7 @@ void SimInfoDumpCPP::GenerateSwitchInfo(std::ostream& os, const IBNode& node) co
     out << "// Failed to get SwitchInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"SMP_SwitchInfo", "&m_node->switchInfo"}, *record);
+  out.block("&m_node->switchInfo", *record);
 }
 
 void SimInfoDumpCPP::GenerateExtendedSwitchInfo(std::ostream& os, const IBNode& node) const {
@@ -24,7 +24,7 @@ void SimInfoDumpCPP::GenerateExtendedSwitchInfo(std::ostream& os, const IBNode& 
     return;
   }
   // The simulated node keeps this attribute behind an accessor that already returns its address.
-  out.block({"SMP_ExtendedSwitchInfo", "m_node->getExtendedSwitchInfo()"}, *record);
+  out.block("m_node->getExtendedSwitchInfo()", *record);
 }
 
 }  // namespace siminfo

@@ -26,15 +26,12 @@ void SimInfoDumpCPP::GenerateVSReductionManagerClassPortInfo(std::ostream& os, c
     out << "#error \"Failed to get VS IB_ClassPortInfo mad for the node=" << node.name;
     return;
   }
-  const BlockTarget target{"IB_ClassPortInfo", "&m_node->zyr_rma_class_port_info"};
-  out.open(target);
-  out.assignAll(4, *record, [&](const Field&) {
+  out.block("&m_node->zyr_rma_class_port_info", *record, [&](const Field&) {
     // The format has the address of the discovered GID here, and a second "0x" before it; the bytes of the
     // GID are not in the file.
     const auto address = reinterpret_cast<std::uintptr_t>(record->RedirectGID.data());
     out << "    mad_buffer.RedirectGID = 0x0x" << Hex{address} << ";";
   });
-  out.close(target);
 }
 
 }  // namespace siminfo

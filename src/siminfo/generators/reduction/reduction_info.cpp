@@ -12,7 +12,7 @@ void SimInfoDumpCPP::GenerateZYRReductionInfo(std::ostream& os, const IBNode& no
     out << "#error \"Failed to get ZYRReductionInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"ZYRReductionInfo", "&m_node->zyr_red_info"}, *record);
+  out.block("&m_node->zyr_red_info", *record);
 }
 
 void SimInfoDumpCPP::GenerateZYRReductionPortInfo(std::ostream& out, const IBNode& node) const {

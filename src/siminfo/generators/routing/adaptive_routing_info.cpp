@@ -16,7 +16,7 @@ void SimInfoDumpCPP::GenerateARInfo(std::ostream& os, const IBNode& node) const 
     out << "#error \"Failed to get VS ArInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"adaptive_routing_info", "&m_node->AdaptiveRoutingInfo"}, *record);
+  out.block("&m_node->AdaptiveRoutingInfo", *record);
 }
 
 }  // namespace siminfo

@@ -19,7 +19,7 @@ void SimInfoDumpCPP::GenerateEnhancedCongestionInfo(std::ostream& os, const IBNo
     out << "#error \"Failed to get CC_EnhancedCongestionInfo mad for the node=" << node.name;
     return;
   }
-  out.block({"CC_EnhancedCongestionInfo", "&m_node->enhancedCongestionInfo"}, *record);
+  out.block("&m_node->enhancedCongestionInfo", *record);
 }
 
 void SimInfoDumpCPP::GenerateCongestionSwitchGeneralSettings(std::ostream& os, const IBNode& node) const {
@@ -42,7 +42,7 @@ void SimInfoDumpCPP::GenerateCongestionSwitchGeneralSettings(std::ostream& os, c
     out << "#error \"Failed to get CC_CongestionSwitchGeneralSettings mad for the node=" << node.name;
     return;
   }
-  out.block({"CC_CongestionSwitchGeneralSettings", "&m_node->congSWGeneralInfo"}, *record);
+  out.block("&m_node->congSWGeneralInfo", *record);
 }
 
 }  // namespace siminfo

@@ -31,10 +31,7 @@ void SimInfoDumpCPP::GeneratePrivateLFTInfo(std::ostream& os, const IBNode& node
     out << "#error \"Failed to get PrivateLFTInfo mad for the node=" << node.name;
     return;
   }
-  const BlockTarget target{"ib_private_lft_info", "&m_node->plftInfo"};
-  out.open(target);
-  out.assignAll(4, *record, [&](const Field&) { assignModes(out, record->Description_Mode); });
-  out.close(target);
+  out.block("&m_node->plftInfo", *record, [&](const Field&) { assignModes(out, record->Description_Mode); });
 }
 
 }  // namespace siminfo
