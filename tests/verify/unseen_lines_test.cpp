@@ -54,5 +54,27 @@ TEST_F(SpoiltDump, ShowsPushCountersOfAPortThatMustHaveNone) {
       std::string::npos);
 }
 
+/// What a frame does not unpack, it packs zeros over.
+TEST_F(SpoiltDump, ShowsEveryFrameWithoutItsUnpackLine) {
+  std::istringstream lines(text);
+  text.clear();
+  std::string node;
+  std::string frame;
+  std::vector<std::string> spoilt;
+  for (std::string line; std::getline(lines, line);) {
+    const std::string_view kName = "// Name: '";
+    if (line.starts_with(kName)) node = line.substr(kName.size(), line.find("',") - kName.size());
+    if (line.starts_with("void "))
+      frame = line.substr(line.rfind("::") + 2, line.find('(') - line.rfind("::") - 2);
+    if (line.find("_unpack(") == std::string::npos)
+      text += line + "\n";
+    else if (const std::string place = node + ": " + frame + ": "; spoilt.empty() || spoilt.back() != place)
+      spoilt.push_back(place);
+  }
+  const std::string found = report();
+  EXPECT_GT(spoilt.size(), SimInfoDumpCPP::Frames().size());
+  for (const std::string& place : spoilt) EXPECT_NE(found.find("  " + place), std::string::npos) << place;
+}
+
 }  // namespace
 }  // namespace siminfo

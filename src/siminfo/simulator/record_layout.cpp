@@ -96,12 +96,15 @@ std::vector<NumberLayout> packInOrder(std::span<const Field> fields, std::size_t
   return numbers;
 }
 
+/// Real attributes have bits that no field takes, and so have the simulator's own.
+constexpr std::size_t kReservedBytes = 1;
+
 template <class Record>
 RecordLayout ownLayout() {
   const std::string name(kRecordName<Record>);
   std::size_t bits = 0;
   std::vector<NumberLayout> numbers = packInOrder(kFields<Record>, bits);
-  return {name, name, name + "_image", false, bits / 8, std::move(numbers), kFields<Record>};
+  return {name, name, name + "_image", false, bits / 8 + kReservedBytes, std::move(numbers), kFields<Record>};
 }
 
 template <class Record>
