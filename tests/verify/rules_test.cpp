@@ -107,6 +107,7 @@ TEST(Rules, FindTheWordsOfEveryFrame) {
     const Expectation expectation(snapshot, node);
     InMemoryDrovik engine(snapshot.discovered, directory.path());
     const SimInfoDumpCPP generator(engine);
+    ASSERT_EQ(expectation.nodeClass(), generator.GetDumpedNodeType(node));
     for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
       std::ostringstream os;
       (generator.*frame.generate)(os, node);

@@ -80,14 +80,11 @@ std::string Expectation::absence(std::string_view frame) const {
 
 std::vector<std::pair<unsigned, unsigned>> Expectation::pushKeys() const {
   std::vector<std::pair<unsigned, unsigned>> keys;
-  const FramePlan ports = plan("setZYRPushReductionCounters");
-  if (ports.carriage != Carriage::kCarried) return keys;
-  const auto add = [&](const IBPort& port) {
-    const auto* record = snapshot_.discovered.records.find<ZYRPushReductionCounters>(port.recordIndex);
-    keys.emplace_back(record->header0, record->header1);
-  };
-  add(*ports.regular);
-  for (const auto& [num, port] : ports.special) add(*port);
+  for (const IBPort* port : node_.ports) {
+    if (port == nullptr) continue;
+    const auto* record = snapshot_.discovered.records.find<ZYRPushReductionCounters>(port->recordIndex);
+    if (record != nullptr) keys.emplace_back(record->header0, record->header1);
+  }
   return keys;
 }
 

@@ -62,7 +62,8 @@ class Expectation {
   std::vector<std::string> comments(std::string_view frame) const;
   /// Why the frame's record was not collected, in the snapshot's words; empty when it does not say.
   std::string absence(std::string_view frame) const;
-  /// The keys of the push counters that the node must be prepared to store.
+  /// The keys of the push counters that the node must be prepared to store: those of every port with a
+  /// record, chosen or not, so that a port's counters show where they should not be.
   std::vector<std::pair<unsigned, unsigned>> pushKeys() const;
 
  private:
