@@ -77,7 +77,7 @@ const ValueCase kValueCases[] = {
      "every field: expected the discovered values, found what was there before"},
     {"setSWInfo", "mad_buffer.Major = 0x5;", "mad_buffer.Major = 0x5", "line "},
     {"setPortInfoExtended", "i = 0", "i = 1", "port 0: every field: expected the discovered values, found what was there"},
-    {"setExtendedPortInfo", "default:", "default: i += i == 1;", "port 1: every field: expected the discovered values"},
+    {"setExtendedPortInfo", "SpecialPortType = 0x0", "SpecialPortType = 0x7", "port 0, port 1, port 2, port 3: SpecialPortType: expected 0x0, found 0x7"},
     {"setArInfo", "group_cap = 0x1000", "group_cap = 0x100", "group_cap: expected 0x1000, found 0x100"},
     {"setPrivateLftInfo", "[2].LFTableSize", "[3].LFTableSize", "Description_Mode[2].LFTableSize: expected 0x2e, found what was there"},
     {"setVSReductionManagerClassPortInfo", "RedirectTC = 0x43", "RedirectTC = 0x44", "RedirectTC: expected 0x43, found 0x44"},

@@ -60,22 +60,18 @@ DumpText::DumpText(std::string text) : text_(std::move(text)), lines_(linesOf(te
     const bool isAnother =
         methodOf(lines_[at]) == "setNodeInfo" && before.size() > 1 && before[0].empty() && before[1].empty();
     if (sections_.empty() || isAnother || std::ranges::any_of(before, isType) ||
-        std::ranges::any_of(before, isName)) {
-      openSection(from, at);
-      from = static_cast<std::size_t>(sections_.back().opening.data() - lines_.data()) +
-             sections_.back().opening.size();
-    }
+        std::ranges::any_of(before, isName))
+      from = openSection(from, at);
     at = from = addFrame(from, at);
   }
   tail_ = between(from, lines_.size());
 }
 
-void DumpText::openSection(std::size_t from, std::size_t head) {
+std::size_t DumpText::openSection(std::size_t from, std::size_t head) {
   const TextLines banner = findBanner(between(from, head));
-  const auto first = static_cast<std::size_t>(banner.data() - lines_.data());
-  std::size_t start = first;
-  while (start > from && first - start < 2 && lines_[start - 1].empty()) --start;
-  sections_.push_back({between(from, start), between(start, first + banner.size()), banner, {}});
+  const std::size_t end = numberOf(banner) - 1 + banner.size();
+  sections_.push_back({between(from, end), banner, {}});
+  return end;
 }
 
 std::size_t DumpText::addFrame(std::size_t from, std::size_t head) {

@@ -23,9 +23,8 @@ struct DumpFrame {
 /// All that the file holds of one node.
 struct DumpSection {
   TextLines
-      gap;  ///< what stands between it and whatever comes before: in front of the first, the file's head
-  TextLines opening;  ///< up to two empty lines, and the banner
-  TextLines banner;   ///< its two lines, or what is left of them
+      opening;  ///< from whatever comes before to the banner's end; of the first, the file's head is in it
+  TextLines banner;  ///< its two lines, or what is left of them
   std::vector<DumpFrame> frames;
 };
 
@@ -43,14 +42,15 @@ class DumpText {
   bool endsWithLineEnd() const { return text_.ends_with('\n'); }
   /// All lines.
   TextLines lines() const { return lines_; }
-  /// The number in the file of the first of some of its lines, from 1.
+  /// The number in the file of the first of these lines of it, from 1.
   std::size_t numberOf(TextLines part) const {
     return static_cast<std::size_t>(part.data() - lines_.data()) + 1;
   }
 
  private:
   TextLines between(std::size_t from, std::size_t to) const { return lines().subspan(from, to - from); }
-  void openSection(std::size_t from, std::size_t head);
+  // Each takes lines from `from` on, knowing where the frame's head is, and returns the first that it left.
+  std::size_t openSection(std::size_t from, std::size_t head);
   std::size_t addFrame(std::size_t from, std::size_t head);
 
   std::string text_;

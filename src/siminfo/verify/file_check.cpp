@@ -106,13 +106,17 @@ class FrameMatching {
   void match(const DumpSection& section);
 };
 
+/// Of several frames of one name, the first that is whole counts.
 void FrameMatching::match(const DumpSection& section) {
   for (std::size_t i = 0; i < section.frames.size(); ++i) {
     const auto rule = std::ranges::find(rules(), section.frames[i].method, &Rule::frame);
+    if (rule == rules().end()) continue;
     const auto place = static_cast<std::size_t>(rule - rules().begin());
-    if (rule == rules().end() || frames[place].frame != nullptr) continue;
+    const DumpFrame*& frame = frames[place].frame;
+    if (frame != nullptr && (frame->isClosed || !section.frames[i].isClosed)) continue;
+    if (frame != nullptr) places[static_cast<std::size_t>(frame - section.frames.data())] = kNone;
     places[i] = place;
-    frames[place].frame = &section.frames[i];
+    frame = &section.frames[i];
   }
   // A frame of an unknown name where one is missing is that one.
   for (std::size_t i = 0; i < places.size(); ++i) {
@@ -160,15 +164,14 @@ class FileChecker {
     const std::vector<bool> isOut = outOfOrder(matching.places());
     for (std::size_t i = 0; i < text_.sections().size(); ++i) {
       const DumpSection& section = text_.sections()[i];
-      const bool isFirst = i == 0;
-      checkGap(section.gap, isFirst ? headLines(expected_.name, expected_.snapshot.source) : kNothing,
-               isFirst ? "the head of the file" : "between two nodes", lastFrame());
+      const auto head =
+          i == 0 ? headLines(expected_.name, expected_.snapshot.source) : std::vector<ExpectedLine>{};
       if (const std::size_t place = matching.places()[i]; place != kNone)
-        checkSection(section, expected_.nodes[place], isOut[i]);
+        checkSection(section, expected_.nodes[place], head, isOut[i]);
       else
-        checkStranger(section);
+        checkStranger(section, head);
     }
-    checkGap(text_.tail(), tailLines(), "the end of the file", lastFrame());
+    add(checkLines(text_.tail(), tailLines(), "the end of the file", lastFrame()));
     if (!text_.endsWithLineEnd())
       result_.differences.push_back(
           {lineWords(text_.lines().size()), "the end of the file", "a line end", "none"});
@@ -187,33 +190,44 @@ class FileChecker {
   /// The last frame of the node before, or null.
   FoundFrame* lastFrame() { return result_.nodes.empty() ? nullptr : &result_.nodes.back().frames.back(); }
 
-  /// Text where a frame is missing is what is left of the frame, and no difference of its own.
-  void checkGap(TextLines gap, const std::vector<ExpectedLine>& expected, const std::string& what,
-                FoundFrame* before) {
-    const std::vector<LineChange> changes = compareLines(expected, gap);
-    if (before == nullptr || before->frame != nullptr || changes.empty()) {
-      std::ranges::copy(differencesOf(changes, text_.numberOf(gap), what),
-                        std::back_inserter(result_.differences));
-      return;
+  /// How the lines differ. Text where a frame is missing is what is left of the frame, and no difference of
+  /// its own.
+  std::vector<Difference> checkLines(TextLines found, std::span<const ExpectedLine> expected,
+                                     const std::string& what, FoundFrame* before) const {
+    std::vector<LineChange> changes = compareLines(expected, found);
+    if (before != nullptr && before->frame == nullptr && !changes.empty()) {
+      const TextLines left = changes.front().found;
+      if (const auto line = std::ranges::find_if(left, [](std::string_view text) { return !text.empty(); });
+          line != left.end()) {
+        const TextLines rest = left.subspan(static_cast<std::size_t>(line - left.begin()));
+        before->fault->place = lineWords(text_.numberOf(rest));
+        before->fault->found = wordsFor(rest.first(1));
+      }
+      std::erase_if(changes, [](const LineChange& change) { return change.expected.empty(); });
     }
-    const TextLines left = changes.front().found;
-    const auto line = std::ranges::find_if(left, [](std::string_view text) { return !text.empty(); });
-    if (line == left.end()) return;
-    const TextLines rest = left.subspan(static_cast<std::size_t>(line - left.begin()));
-    before->fault->place = lineWords(text_.numberOf(rest));
-    before->fault->found = wordsFor(rest.first(1));
+    return differencesOf(changes, text_.numberOf(found), what);
   }
 
-  void checkSection(const DumpSection& section, const ExpectedNode& of, bool isOut) {
+  void add(std::vector<Difference> differences) {
+    std::ranges::move(differences, std::back_inserter(result_.differences));
+  }
+
+  /// The lines in front of a node's frames; the first node has the file's head before its own.
+  void checkOpening(const DumpSection& section, std::vector<ExpectedLine> head,
+                    const std::vector<ExpectedLine>& opening, const std::string& name) {
+    const std::string what = head.empty() ? "in front of " + name : "the head of the file";
+    std::ranges::copy(opening, std::back_inserter(head));
+    add(checkLines(section.opening, head, what, lastFrame()));
+  }
+
+  void checkSection(const DumpSection& section, const ExpectedNode& of, const std::vector<ExpectedLine>& head,
+                    bool isOut) {
     const Expectation expectation(expected_.snapshot, *of.node);
     const std::string name = safeText(of.node->name);
     if (isOut)
       result_.differences.push_back({lineWords(text_.numberOf(section.banner)), "the place of " + name,
                                      "the nodes in the order of their names", "this one out of it"});
-    const std::vector<ExpectedLine> opening = openingLines(expectation);
-    std::ranges::copy(differencesOf(compareLines(opening, section.opening), text_.numberOf(section.opening),
-                                    "the banner of " + name),
-                      std::back_inserter(result_.differences));
+    checkOpening(section, head, openingLines(expectation), name);
 
     FrameMatching matching(section, expected_.name, expectation);
     for (std::size_t i = 0; i < section.frames.size(); ++i) {
@@ -222,16 +236,25 @@ class FileChecker {
       if (place == kNone)
         result_.differences.push_back({lineWords(frame.line), name, "each frame once",
                                        wordsFor(TextLines(&frame.head, 1)) + " besides"});
-      checkGap(frame.gap, i == 0 ? kNothing : kEmptyLine, "between the frames of " + name,
-               place != kNone && place > 0 ? &matching.frames[place - 1] : nullptr);
+      // Where the frame before does not end, nobody knows what is between the two.
+      if (i > 0 && !section.frames[i - 1].isClosed) continue;
+      FoundFrame* before = place != kNone && place > 0 ? &matching.frames[place - 1] : nullptr;
+      std::vector<Difference> faults =
+          checkLines(frame.gap, i == 0 ? kNothing : kEmptyLine, "in front of it", before);
+      if (place != kNone)
+        matching.frames[place].inFront = std::move(faults);
+      else
+        add(std::move(faults));
     }
     result_.nodes.push_back({&of, std::move(matching.frames)});
   }
 
-  void checkStranger(const DumpSection& section) {
-    result_.differences.push_back(
-        {lineWords(text_.numberOf(section.opening)), "a node", "each selected node once",
-         wordsFor(section.banner.last(std::min<std::size_t>(section.banner.size(), 1))) + " besides"});
+  void checkStranger(const DumpSection& section, const std::vector<ExpectedLine>& head) {
+    std::vector<ExpectedLine> opening{{""}, {""}};
+    for (const std::string_view line : section.banner) opening.push_back({std::string(line)});
+    result_.differences.push_back({lineWords(text_.numberOf(section.banner)), "a node",
+                                   "each selected node once", opening.back().words() + " besides"});
+    checkOpening(section, head, opening, "a node");
   }
 
   const DumpText& text_;

@@ -23,6 +23,7 @@ struct ExpectedFile {
 struct FoundFrame {
   const DumpFrame* frame = nullptr;  ///< null when it is missing
   std::optional<Difference> fault;   ///< then its body is not worth a look
+  std::vector<Difference> inFront;   ///< how the lines between it and the frame before differ
 };
 
 struct FoundNode {
@@ -32,10 +33,10 @@ struct FoundNode {
 
 struct FileCheck {
   std::vector<FoundNode> nodes;         ///< in the order of the file
-  std::vector<Difference> differences;  ///< of all that stands in the file outside these frames
+  std::vector<Difference> differences;  ///< of everything else in the file
 };
 
-/// Accounts for everything in the file but the frames' bodies. One fault is one difference: what is edited
+/// Accounts for everything in the file but the bodies of frames. One fault is one difference: what is edited
 /// is still found. The result points into `text` and `expected`.
 FileCheck checkFile(const DumpText& text, const ExpectedFile& expected);
 

@@ -8,29 +8,21 @@
 namespace siminfo {
 namespace {
 
-/// How a frame's exact form is made into C++: the line that tells it, which is left out, and what becomes of
-/// the others.
+/// How a frame's exact form is made into C++: one line, which tells it, is left out, and others change.
 struct ExactForm {
   std::string_view method;
-  bool (*isImpossible)(std::string_view line);
+  ExpectedLine impossible;
   std::string (*compilable)(std::string_view line);
   std::string_view unproven;
+  bool (*isOfBuildable)(std::string_view line);  ///< stands in the buildable form, and there alone
 };
 
-/// The address of the GID, with two "0x" before it, where the GID belongs.
-bool isGidAddress(std::string_view line) {
-  constexpr std::string_view kStart = "    mad_buffer.RedirectGID = 0x0x";
-  return line.starts_with(kStart) && line.size() > kStart.size() + 1 &&
-         line.find_first_not_of("0123456789abcdef", kStart.size()) == line.size() - 1 && line.ends_with(';');
+bool isHexadecimal(std::string_view part) {
+  return !part.empty() && part.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 std::string unchanged(std::string_view line) { return std::string(line); }
+bool isGidByte(std::string_view line) { return line.starts_with("    mad_buffer.RedirectGID["); }
 
-/// The pack line of another attribute, behind a switch whose branches declare the same names in one scope.
-bool isStrayPack(std::string_view line) {
-  return line ==
-         "        SMP_KrelExtPortInfo_pack(&mad_buffer, "
-         "reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));";
-}
 /// Gives each branch a scope of its own, and keeps every line where it is.
 std::string scopedBranch(std::string_view line) {
   std::string text(line);
@@ -40,16 +32,33 @@ std::string scopedBranch(std::string_view line) {
   return text;
 }
 
-constexpr std::array kExactForms{
-    ExactForm{"setVSReductionManagerClassPortInfo", isGidAddress, unchanged, "RedirectGID"},
-    ExactForm{"setZYRPushReductionCounters", isStrayPack, scopedBranch, ""},
+bool isScopedBranch(std::string_view line) { return line.ends_with(": {"); }
+
+const std::array kExactForms{
+    // The address of the GID, with two "0x" before it, where the GID belongs.
+    ExactForm{"setVSReductionManagerClassPortInfo",
+              {"    mad_buffer.RedirectGID = 0x0x", isHexadecimal, ";"},
+              unchanged,
+              "RedirectGID",
+              isGidByte},
+    // The pack line of another attribute, behind a switch whose branches declare the same names in one scope.
+    ExactForm{"setZYRPushReductionCounters",
+              {"        SMP_KrelExtPortInfo_pack(&mad_buffer, "
+               "reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));"},
+              scopedBranch,
+              "",
+              isScopedBranch},
 };
 
-/// The exact form that the frame is in, or null.
-const ExactForm* exactFormOf(const DumpFrame& frame) {
-  const auto* form = std::ranges::find(kExactForms, frame.method, &ExactForm::method);
-  return form != kExactForms.end() && std::ranges::count_if(frame.body, form->isImpossible) == 1 ? form
-                                                                                                 : nullptr;
+/// The forms of the frame, or null when it has but one.
+const ExactForm* formsOf(std::string_view method) {
+  const auto* form = std::ranges::find(kExactForms, method, &ExactForm::method);
+  return form != kExactForms.end() ? form : nullptr;
+}
+
+bool isExact(const DumpFrame& frame, const ExactForm& form) {
+  return std::ranges::count_if(frame.body,
+                               [&](std::string_view line) { return form.impossible.matches(line); }) == 1;
 }
 
 std::string_view withoutSpaces(std::string_view line) {
@@ -90,42 +99,19 @@ std::optional<Difference> escapeIn(const DumpFrame& frame) {
                     "each of them closed", std::to_string(depth) + " open"};
 }
 
-}  // namespace
-
-bool hasTwoForms(std::string_view method) {
-  return std::ranges::find(kExactForms, method, &ExactForm::method) != kExactForms.end();
-}
-
-UnitFrame unitFrame(const DumpFrame& frame) {
-  const ExactForm* exact = exactFormOf(frame);
-  UnitFrame unit{frame.method,     frame.line, frame.body.size() + 2, std::string(frame.head),
-                 exact != nullptr, {}};
-  if (exact != nullptr) unit.unproven = exact->unproven;
-  for (const std::string_view line : frame.body) {
-    unit.text += '\n';
-    if (exact == nullptr)
-      unit.text += line;
-    else if (!exact->isImpossible(line))
-      unit.text += exact->compilable(line);
+/// A frame of two forms must be in one that is wanted.
+std::optional<Difference> formFault(const DumpFrame& frame, FrameForm wanted) {
+  const ExactForm* forms = formsOf(frame.method);
+  if (forms == nullptr) return std::nullopt;
+  const std::string line = forms->impossible.words();
+  if (isExact(frame, *forms)) {
+    if (wanted != FrameForm::kBuildable) return std::nullopt;
+    return Difference{"", "the buildable form", "no line " + line, "it"};
   }
-  unit.text += "\n}";
-  return unit;
-}
-
-std::vector<Difference> bodyFaults(const DumpFrame& frame, const FramePlan& plan) {
-  if (plan.carriage != Carriage::kCarried) {
-    const ExpectedLine expected{plan.line};
-    return differencesOf(compareLines({&expected, 1}, frame.body), frame.line + 1, "the body");
-  }
-  const bool isBlock = std::ranges::any_of(frame.body, [](std::string_view line) {
-    const std::string_view code = codeIn(line);
-    return !code.empty() && !code.starts_with('#');
-  });
-  if (!isBlock)
-    return {{"line " + std::to_string(frame.line + 1), "the body", "the discovered values",
-             wordsFor(frame.body)}};
-  if (auto escape = escapeIn(frame)) return {std::move(*escape)};
-  return {};
+  const bool isBuildable = std::ranges::any_of(frame.body, forms->isOfBuildable);
+  if (wanted == FrameForm::kBuildable || (wanted == FrameForm::kEither && isBuildable)) return std::nullopt;
+  return Difference{"", "the exact form", line + " once",
+                    isBuildable ? "the buildable form" : "another line"};
 }
 
 std::vector<Difference> commentFaults(const DumpFrame& frame, const std::vector<std::string>& expected) {
@@ -146,6 +132,62 @@ std::vector<Difference> commentFaults(const DumpFrame& frame, const std::vector<
   for (const LineChange& change : compareLines(expectedLines, found))
     differences.push_back(differencesOf({&change, 1}, lines[change.at] - change.at, "the comments").front());
   return differences;
+}
+
+/// Every counter set has this counter on two lines, of which the second one alone counts.
+std::optional<Difference> twiceFault(const DumpFrame& frame) {
+  std::vector<std::size_t> lines;
+  for (std::size_t i = 0; i < frame.body.size(); ++i) {
+    if (codeIn(frame.body[i]).starts_with("mad_buffer.generated_mc_read_resp_pkt = ")) lines.push_back(i);
+  }
+  for (std::size_t i = 0; i < lines.size(); i += 2) {
+    if (i + 1 == lines.size() || frame.body[lines[i]] != frame.body[lines[i + 1]])
+      return atLine(frame, lines[i], "a counter", "the same once more in its block");
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+UnitFrame unitFrame(const DumpFrame& frame) {
+  const ExactForm* form = formsOf(frame.method);
+  UnitFrame unit{frame.method, frame.line, frame.body.size() + 2, std::string(frame.head)};
+  if (form != nullptr && isExact(frame, *form)) {
+    unit.isExact = true;
+    unit.unproven = form->unproven;
+  }
+  for (const std::string_view line : frame.body) {
+    unit.text += '\n';
+    if (!unit.isExact)
+      unit.text += line;
+    else if (!form->impossible.matches(line))
+      unit.text += form->compilable(line);
+  }
+  unit.text += "\n}";
+  return unit;
+}
+
+std::vector<Difference> bodyFaults(const DumpFrame& frame, const FramePlan& plan, FrameForm form) {
+  if (plan.carriage != Carriage::kCarried) {
+    const ExpectedLine expected{plan.line};
+    return differencesOf(compareLines({&expected, 1}, frame.body), frame.line + 1, "the body");
+  }
+  const bool isBlock = std::ranges::any_of(frame.body, [](std::string_view line) {
+    const std::string_view code = codeIn(line);
+    return !code.empty() && !code.starts_with('#');
+  });
+  if (!isBlock)
+    return {{"line " + std::to_string(frame.line + 1), "the body", "the discovered values",
+             wordsFor(frame.body)}};
+  if (auto escape = escapeIn(frame)) return {std::move(*escape)};
+  if (auto fault = formFault(frame, form)) return {std::move(*fault)};
+  return {};
+}
+
+std::vector<Difference> lineFaults(const DumpFrame& frame, const std::vector<std::string>& comments) {
+  std::vector<Difference> faults = commentFaults(frame, comments);
+  if (auto fault = twiceFault(frame); fault && faults.empty()) faults.push_back(std::move(*fault));
+  return faults;
 }
 
 }  // namespace siminfo

@@ -46,6 +46,23 @@ std::string wordsFor(std::span<const ExpectedLine> lines) {
   return counted((first != lines.end() ? *first : lines.front()).words(), lines.size());
 }
 
+/// A line that stands one too low or too high is one change and not two.
+void joinMoved(std::vector<LineChange>& changes, std::span<const ExpectedLine> expected, TextLines found) {
+  for (std::size_t i = 0; i + 1 < changes.size(); ++i) {
+    LineChange& change = changes[i];
+    const LineChange& next = changes[i + 1];
+    const bool isOneApart = next.at - change.at - change.found.size() == 1;
+    if (!isOneApart || change.expected.empty() == next.expected.empty() ||
+        change.found.empty() == next.found.empty())
+      continue;
+    const auto from = static_cast<std::size_t>(change.expected.data() - expected.data());
+    const auto to = static_cast<std::size_t>(next.expected.data() - expected.data()) + next.expected.size();
+    change.expected = expected.subspan(from, to - from);
+    change.found = found.subspan(change.at, next.at + next.found.size() - change.at);
+    changes.erase(changes.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+  }
+}
+
 }  // namespace
 
 bool ExpectedLine::matches(std::string_view line) const {
@@ -54,7 +71,9 @@ bool ExpectedLine::matches(std::string_view line) const {
          isFreePart(line.substr(text.size(), line.size() - text.size() - rest.size()));
 }
 
-std::string ExpectedLine::words() const { return quoted(isFreePart != nullptr ? text + "<...>" + rest : text); }
+std::string ExpectedLine::words() const {
+  return quoted(isFreePart != nullptr ? text + "<...>" + rest : text);
+}
 
 std::string wordsFor(TextLines lines) {
   if (lines.empty()) return "nothing";
@@ -87,6 +106,7 @@ std::vector<LineChange> compareLines(std::span<const ExpectedLine> expected, Tex
                          found.subspan(foundFrom, j - foundFrom)});
     for (; i < expected.size() && j < found.size() && expected[i].matches(found[j]); ++j) ++i;
   }
+  joinMoved(changes, expected, found);
   return changes;
 }
 

@@ -24,17 +24,10 @@ FrameResult notCarried(const Expectation& expectation, std::string_view method, 
           {}};
 }
 
-FrameResult judgeBlock(const Expectation& expectation, const DumpFrame& frame, const UnitFrame& unit,
-                       FrameForm form) {
-  const bool isPlain = !hasTwoForms(frame.method);
-  if (!isPlain && form != FrameForm::kEither && unit.isExactForm != (form == FrameForm::kExact))
-    return differs(
-        {{"", "the form of the frame", form == FrameForm::kExact ? "the exact one" : "the buildable one",
-          unit.isExactForm ? "the exact one" : "another one"}});
-  FrameResult result{unit.isExactForm ? Outcome::kUncompilable : Outcome::kProven, {}, {}, {}};
-  result.differences = commentFaults(frame, expectation.comments(frame.method));
-  if (!result.differences.empty()) result.outcome = Outcome::kDiffers;
-  return result;
+FrameResult judgeBlock(const Expectation& expectation, const DumpFrame& frame, bool isExact) {
+  std::vector<Difference> faults = lineFaults(frame, expectation.comments(frame.method));
+  if (!faults.empty()) return differs(std::move(faults));
+  return {isExact ? Outcome::kUncompilable : Outcome::kProven, {}, {}, {}};
 }
 
 }  // namespace
@@ -43,20 +36,25 @@ NodeVerdict judgeNode(const FoundNode& found, const ExpectedFile& expected, Fram
   const ExpectedNode& of = *found.expected;
   const Expectation expectation(expected.snapshot, *of.node);
   NodeVerdict verdict{{of.node, expectation.nodeClass(), of.alike, {}}, {}};
+  bool isBeforeFaulty = false;
   for (std::size_t i = 0; i < found.frames.size(); ++i) {
-    const auto& [frame, fault] = found.frames[i];
-    const std::string_view method = rules()[i].frame;
-    const FramePlan plan = expectation.plan(method);
-    std::vector<Difference> faults = fault ? std::vector{*fault} : bodyFaults(*frame, plan);
-    if (!faults.empty()) {
+    const auto& [frame, fault, inFront] = found.frames[i];
+    const FramePlan plan = expectation.plan(rules()[i].frame);
+    std::vector<Difference> faults = fault ? std::vector{*fault} : bodyFaults(*frame, plan, form);
+    const bool isFaulty = !faults.empty();
+    if (isFaulty) {
       verdict.result.frames.push_back(differs(std::move(faults)));
-      continue;
+    } else {
+      UnitFrame unit = unitFrame(*frame);
+      verdict.result.frames.push_back(plan.carriage == Carriage::kCarried
+                                          ? judgeBlock(expectation, *frame, unit.isExact)
+                                          : notCarried(expectation, frame->method, plan));
+      // What a frame has lost beside it is the frame's own fault.
+      FrameResult& result = verdict.result.frames.back();
+      if (!inFront.empty() && !isBeforeFaulty && result.differences.empty()) result = differs(inFront);
+      if (plan.carriage != Carriage::kRefused) verdict.frames.push_back(std::move(unit));
     }
-    UnitFrame unit = unitFrame(*frame);
-    verdict.result.frames.push_back(plan.carriage == Carriage::kCarried
-                                        ? judgeBlock(expectation, *frame, unit, form)
-                                        : notCarried(expectation, method, plan));
-    if (plan.carriage != Carriage::kRefused) verdict.frames.push_back(std::move(unit));
+    isBeforeFaulty = isFaulty;
   }
   return verdict;
 }

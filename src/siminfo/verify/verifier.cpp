@@ -86,8 +86,8 @@ class Verifier {
 
  private:
   FrameForm form() const {
-    if (!request_.use.empty()) return FrameForm::kEither;
-    return request_.isBuildable ? FrameForm::kBuildable : FrameForm::kExact;
+    if (request_.isBuildable) return FrameForm::kBuildable;
+    return request_.use.empty() ? FrameForm::kExact : FrameForm::kEither;
   }
 
   NodeResult runNode(NodeVerdict verdict, const std::string& folder) const {
