@@ -63,7 +63,7 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   const auto options = std::make_shared<VerifyOptions>();
   CLI::App* command = program.add_subcommand(
       "verify",
-      "Compile what is generated with the reference simulator, run it, and compare the simulated nodes");
+      "Judge every line of what is generated, run it with the reference simulator, and compare the nodes");
   command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
       ->type_name("")
       ->required();
@@ -75,7 +75,7 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
       ->allow_extra_args(false);
   command->add_flag("--all", options->request.selection.all, "Every node, and not one of each shape");
   command->add_flag("--buildable", options->request.isBuildable,
-                    "Generate the buildable form of the two frames that cannot compile as the format stands");
+                    "The buildable form of the two frames that cannot compile as the format stands");
   command->add_option("--jobs", options->request.jobs, "Nodes compiled at a time")
       ->type_name("N")
       ->check(CLI::Range(1U, 256U))
@@ -88,12 +88,12 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   command
       ->add_option("--use", options->request.use,
                    "Verify the generated file in this folder, made by generate or by verify --keep with the\n"
-                   "same --name, and every node that it holds")
+                   "same --name and --guid, and every node that it holds")
       ->type_name("DIR");
   command->footer(
-      "Exit status: 1 when something differs or does not compile; #error lines are faults of the snapshot, "
-      "and\n"
-      "reported, but no difference.\n"
+      "Exit status: 1 when something differs or does not compile; 3 when it was interrupted, since nothing "
+      "was\n"
+      "proven. #error lines are faults of the snapshot, and reported, but no difference.\n"
       "Example: siminfo verify fabric.jsonl --buildable --jobs 8");
   command->callback([options, &chosen] { chosen = [options] { return runVerify(*options); }; });
 }
