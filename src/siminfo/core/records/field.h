@@ -15,7 +15,7 @@ namespace siminfo {
 
 /// How a person spells a field's value; generated source always spells it in hexadecimal.
 enum class FieldForm : std::uint8_t {
-  kNumber,    ///< one unsigned number
+  kNumber,    ///< one unsigned number, or an array of them
   kText,      ///< bytes that hold text, zero-padded
   kHexBytes,  ///< bytes without a meaning of their own, such as a GID
   kRecords,   ///< one record inside the record, or a fixed number of them
@@ -113,6 +113,8 @@ consteval Field makeField(std::string_view name, std::size_t offset, unsigned bi
   using Element = typename ElementOf<Member>::Type;
   static_assert(std::unsigned_integral<Element>, "records hold unsigned members");
   if (bits == 0 || bits > 8 * sizeof(Element)) throw "the field is wider on the wire than in the record";
+  const bool isByteArray = std::same_as<Member, std::array<std::uint8_t, kLength<Member>>>;
+  if (form != FieldForm::kNumber && !isByteArray) throw "text and meaningless bytes are arrays of bytes";
   return {name,
           form,
           static_cast<std::uint8_t>(bits),
