@@ -97,7 +97,7 @@ class CommandLine(unittest.TestCase):
             self.assertIn(message, done.stderr)
 
     def test_keeps_names_of_the_reference_simulator_from_its_dumps_alone(self):
-        for name in ("SW", "drovik", "SMP_NodeInfo", "SMP_NodeInfo_pack"):
+        for name in ("SW", "drovik", "SMP_NodeInfo", "SMP_NodeInfo_image", "SMP_NodeInfo_unpack", "SMP_NodeInfo_pack"):
             for arguments in (["generate", SMALL, "--simulator-header"], ["verify", SMALL]):
                 done = self.run_program(*arguments, "--name", name)
                 self.assertEqual((done.returncode, done.stdout), (2, ""), (arguments, name))

@@ -64,6 +64,9 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {node("\"\\u001b[2J\": 1"), "2: [\"\\u{001b}[2J\"]: "},
       {node("\"name\": \"b\""), "2: name: is given twice"},
       {node("\"n\\u0061me\": \"b\""), "2: name: is given twice"},
+      {R"({"guid": 1, "type": 2, "num_ports": 0})", "2: name: is missing"},
+      {R"({"name": "a", "type": 2, "num_ports": 0})", "2: guid: is missing"},
+      {R"({"name": "a", "guid": 1, "num_ports": 0})", "2: type: is missing"},
       {R"({"name": "a", "guid": 1, "type": 2})", "2: num_ports: is missing"},
       {node("", "same") + "\n" + node("", "same"), "4: name: is the name of the node on line 2"},
       {node("", ""), "2: name: is empty"},
@@ -91,7 +94,7 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {R"({"name": "a", "guid": 1, "type": "ca", "num_ports": 1, "ports": [{"num": 0}]})",
        "2: ports[0].num: is 0"},
       {node("\"ports\": [{}]"), "2: ports[0].num: is missing"},
-      {node("\"ports\": [{\"num\": 1},\n{\"num\": 5}]"), "3: ports[1].num: 5 is above"},
+      {node("\"ports\": [{\"num\": 1},\n{\"num\": 5},\n{\"num\": 2}]"), "3: ports[1].num: 5 is above"},
       {node(R"("ports": [{"num": 2}, {"num": 2}])"), "2: ports[1].num: 2 "},
       {port(R"("kinds": ["fnm", "x"])"), "2: ports[0].kinds[1]: "},
       {port(R"("records": {"ZYRReductionCounters": {"8": {}}})"),
@@ -104,6 +107,9 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {port(R"("absent": {"ZYRReductionConfigureMLIDMonitors": "x"}, )"
             R"("records": {"ZYRReductionConfigureMLIDMonitors": []})"),
        "2: ports[0].absent.ZYRReductionConfigureMLIDMonitors: "},
+      {node(
+           R"("absent": {"SMP_ExtendedSwitchInfo": "x"}, "records": {"SMP_ExtendedSwitchInfo": {"turbo_path_cap": 1}})"),
+       "2: absent.SMP_ExtendedSwitchInfo: "},
       {node(R"("absent": {"SMP_PortInfo": "x"})"), "2: absent.SMP_PortInfo: is unknown"},
   };
   for (const Case& each : cases) {
