@@ -31,6 +31,7 @@ struct Field {
   std::uint16_t count;             ///< number of elements; 1 for a plain member
   std::span<const Field> members;  ///< the inner record's table, for kRecords alone
   std::uint16_t innerSize;         ///< bytes of one inner record, for kRecords alone
+  std::string_view innerName;      ///< the inner record's name, for kRecords alone
 
   constexpr bool isNumber() const { return form == FieldForm::kNumber && count == 1; }
   /// Bytes that the whole field takes in the record.
@@ -122,14 +123,22 @@ consteval Field makeField(std::string_view name, std::size_t offset, unsigned bi
           static_cast<std::uint16_t>(offset),
           kLength<Member>,
           {},
-          0};
+          0,
+          {}};
 }
 
 template <class Member>
 consteval Field makeRecordField(std::string_view name, std::size_t offset) {
   using Inner = typename ElementOf<Member>::Type;
-  return {name,           FieldForm::kRecords, 64, 0, static_cast<std::uint16_t>(offset), kLength<Member>,
-          kFields<Inner>, sizeof(Inner)};
+  return {name,
+          FieldForm::kRecords,
+          64,
+          0,
+          static_cast<std::uint16_t>(offset),
+          kLength<Member>,
+          kFields<Inner>,
+          sizeof(Inner),
+          kRecordName<Inner>};
 }
 
 }  // namespace detail
