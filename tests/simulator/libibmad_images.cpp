@@ -8,6 +8,8 @@
 #include "siminfo/simulator/record_layout.h"
 #include "siminfo/snapshot/reader.h"
 #include "siminfo/verify/expectation.h"
+#include "siminfo/verify/node_verdict.h"
+#include "siminfo/verify/work_folder.h"
 #include "siminfo/verify/workshop.h"
 #include "tests/support.h"
 
@@ -99,16 +101,17 @@ class SmpqueryFabric : public testing::Test {
   std::string folder() const { return directory.path().string(); }
 
   /// The images that the node's set functions changed in a simulated node.
-  static ChangedImages simulate(const Snapshot& snapshot, const IBNode& node, const DumpText& text,
-                                const Workshop& workshop, const std::filesystem::path& source) {
-    const Expectation expectation(snapshot, node);
-    Unit unit{node.name, "Fab1::" + expectation.nodeClass(), node.numPorts, {}, {}};
-    for (const DumpFrame& frame : text.sectionsOf({&node}).front()->frames) {
-      if (frame.kind() == FrameText::kBlock) unit.frames.push_back(&frame);
-    }
+  static ChangedImages simulate(const Snapshot& snapshot, const FoundNode& found,
+                                const ExpectedFile& expected, const Workshop& workshop,
+                                const std::filesystem::path& source) {
+    NodeVerdict verdict = judgeNode(found, expected, FrameForm::kExact);
+    const IBNode& node = *verdict.result.node;
     ChangedImages images;
-    UnitResult result = workshop.process(unit, text.head(), source);
-    for (auto& [method, runs] : result.runs) images.merge(runs.at(0).images);
+    const UnitResult result = workshop.process({node.name, verdict.result.nodeClass, node.numPorts,
+                                                Expectation(snapshot, node).pushKeys(), verdict.frames},
+                                               source);
+    for (const auto& [method, runs] : result.runs)
+      images.insert(runs.at(0).images.begin(), runs.at(0).images.end());
     return images;
   }
 
@@ -133,16 +136,19 @@ class SmpqueryFabric : public testing::Test {
 
 TEST_F(SmpqueryFabric, IsWhatLibibmadReadsInTheImages) {
   auto snapshot = std::make_unique<Snapshot>(readSnapshotFile(folder() + "/fabric.jsonl"));
-  const Workshop workshop(directory.path() / "work", "c++");
-  workshop.writeDumpHeader("Fab1");
-  InMemoryDrovik drovik(snapshot->discovered, workshop.dumpFolder("fab1"));
+  const WorkFolder work({});
+  const Workshop workshop(work.path(), "Fab1", "c++", {work.group(), [] { return false; }});
+  InMemoryDrovik drovik(snapshot->discovered, workshop.dumpFolder());
   ASSERT_EQ(SimInfoDumpCPP(drovik).Generate("Fab1", {}), 0);
   const DumpText text(readFile(drovik.files().path()));
 
-  const auto& nodes = snapshot->discovered.fabric.nodeByName;
-  EXPECT_EQ(nodes.size(), 4U);
-  for (const auto& [name, node] : nodes) {
-    const ChangedImages images = simulate(*snapshot, *node, text, workshop, drovik.files().path());
+  const ExpectedFile expected{*snapshot, "Fab1", nodesToGenerate(*snapshot, {{}, true})};
+  const FileCheck check = checkFile(text, expected);
+  EXPECT_EQ(check.nodes.size(), 4U);
+  for (const FoundNode& found : check.nodes) {
+    const IBNode* node = found.expected->node;
+    const std::string& name = node->name;
+    const ChangedImages images = simulate(*snapshot, found, expected, workshop, drovik.files().path());
     expectPrinted("SMP_NodeInfo", images.at("nodeInfo"), name + ".nodeinfo.txt");
     if (node->type == kSwitch) {
       expectPrinted("SMP_SwitchInfo", images.at("switchInfo"), name + ".switchinfo.txt");

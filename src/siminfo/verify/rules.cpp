@@ -168,6 +168,8 @@ void fillIn(std::string& line, std::string_view mark, const std::string& words) 
 
 }  // namespace
 
+std::span<const Rule> rules() { return kBook; }
+
 const Rule& ruleOf(std::string_view frame) {
   const auto* found = std::ranges::find(kBook, frame, &Rule::frame);
   if (found == kBook.end()) throw std::logic_error(std::string(frame) + ": has no rule to verify it by");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -31,6 +32,9 @@ struct Rule {
   /// The comment lines of a block, where there are any.
   std::vector<std::string> (*comments)(const Facts&, const FramePlan& ports) = nullptr;
 };
+
+/// The book: a rule for each frame, in the order in which frames are written.
+std::span<const Rule> rules();
 
 /// The rule of the frame; there must be one.
 const Rule& ruleOf(std::string_view frame);
