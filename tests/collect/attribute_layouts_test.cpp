@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 #include "tests/support.h"
 
 namespace siminfo {

@@ -54,7 +54,7 @@ class SmpExchangeTest : public testing::Test {
   bool isInterrupted_ = false;
   SmpWatch watch_{[this] { return isInterrupted_; }, [] {}, 0, {}};
   FakePort port_;
-  SmpExchange exchange_{port_, {5, 2}, watch_};
+  SmpExchange exchange_{port_, {5, 2, 1}, watch_};
 };
 
 TEST_F(SmpExchangeTest, MatchesAnswersInAnyOrderAndIgnoresAllOthers) {
@@ -155,7 +155,7 @@ TEST_F(SmpExchangeTest, QuestionsGiveReasonsForWhatIsMissing) {
     answers.push_back(answerTo(request, isRefused ? 0x1c : 0));
   };
   Shortfall shortfall;
-  const WalkLimits limits{{5, 2}, 2, 0};
+  const WalkLimits limits{{5, 2, 1}, 2, 0};
   Questions(port_, limits, watch_, shortfall).askAll(fabric, 1, std::nullopt);
   EXPECT_EQ(node.switchInfo.value()[0], 0x42);
   EXPECT_TRUE(node.ports[0].info && node.ports[1].info);
