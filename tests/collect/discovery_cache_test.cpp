@@ -100,7 +100,11 @@ class DiscoveryCacheTest : public testing::Test {
  protected:
   ~DiscoveryCacheTest() override { std::remove(path_.c_str()); }
 
-  void write(const std::string& bytes) { std::ofstream(path_, std::ios_base::binary) << bytes; }
+  /// A new file each time: where one is cut and written anew, the disk may be waited for.
+  void write(const std::string& bytes) {
+    std::remove(path_.c_str());
+    std::ofstream(path_, std::ios_base::binary) << bytes;
+  }
   Collected collect() {
     CollectOptions options;
     options.cacheFile = path_;
