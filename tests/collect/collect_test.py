@@ -83,6 +83,10 @@ class CollectTest(unittest.TestCase):
     def example(self, name="net.2sw2path4hca"):
         return os.path.join(ibsim.EXAMPLES, name)
 
+    def assert_line(self, text, *parts):
+        """Some line of the text has all of these."""
+        self.assertTrue(any(all(part in line for part in parts) for line in text.splitlines()), text)
+
     def query(self, fabric, *arguments):
         status, out, err = fabric.run(["smpquery", *map(str, arguments)])
         self.assertEqual(status, 0, err)
@@ -165,7 +169,7 @@ class CollectTest(unittest.TestCase):
                 file.truncate(os.path.getsize(cache) - 1)
             broken = Collected(fabric, "--load-cache", cache, "--output", "kept.jsonl")
             self.assertEqual((broken.status, broken.text), (3, ""))
-            self.assertIn("the file ends too soon", broken.err)
+            self.assert_line(broken.err, "fabric.cache", f"byte {os.path.getsize(cache)}")
             self.assertFalse(os.path.exists(os.path.join(fabric.folder, "kept.jsonl")))
 
     def test_port_info_extended_is_asked_where_it_is_supported(self):
@@ -181,14 +185,14 @@ class CollectTest(unittest.TestCase):
                         "CapMsk": 0x80000001, "FECModeActive": 0x10,
                         "FDRFECModeSupported": 0x100 + port["num"], "EDRFECModeSupported": 0x200 + port["num"],
                         "HDRFECModeSupported": 0x300 + port["num"], "NDRFECModeSupported": 0xffff}, guid)
-            self.assertIn("Switch1 (0x0000000000200000): SMP_PortInfoExtended of port 3: status 0x000c",
-                          collected.err)
+            self.assert_line(collected.err, "Switch1 (0x0000000000200000)", "SMP_PortInfoExtended", "port 3",
+                             "status 0x000c")
 
     def test_router_info_is_asked_for_where_its_layout_is_told(self):
         with ibsim.Ibsim(os.path.join(ibsim.HERE, "router.net")) as fabric:
             untold = Collected(fabric)
             self.assertEqual(untold.status, 0, untold.err)
-            self.assertIn("not asked for SMP_RouterInfo, which libibmad does not know: 1", untold.err)
+            self.assert_line(untold.err, "SMP_RouterInfo", " 1 ", "--attribute-layouts")
             router = next(node for node in untold.nodes.values() if node["type"] == "router")
             self.assertEqual(router["absent"],
                              {"SMP_RouterInfo": "not asked: unknown to the InfiniBand libraries"})
@@ -217,7 +221,7 @@ class CollectTest(unittest.TestCase):
                 self.assertEqual(info["LinkSpeedExtSup2"], info["LinkWidthSup"])
             unanswered = told("0x7abc")
             self.assertEqual(unanswered.status, 5)
-            self.assertIn("gate (0x0000000000000000): SMP_RouterInfo: timed out", unanswered.err)
+            self.assert_line(unanswered.err, "gate (0x0000000000000000)", "SMP_RouterInfo", "timed out")
 
     def test_lost_doubled_and_strange_answers_change_nothing(self):
         with ibsim.Ibsim(self.example()) as fabric:
@@ -258,13 +262,12 @@ class CollectTest(unittest.TestCase):
             switches = {guid: node for guid, node in plain.nodes.items() if node["type"] == "switch"}
             misplaced = Collected(fabric, alter="places")
             self.assertEqual((misplaced.status, misplaced.nodes), (5, switches), misplaced.err)
-            said = "the device at the far end of port 1, 2: says that it is asked through its port 255 of 2"
-            self.assertIn("Switch1 (0x0000000000200000): " + said, misplaced.err)
+            self.assert_line(misplaced.err, "Switch1 (0x0000000000200000)", "port 1, 2", "255")
 
             twins = Collected(fabric, alter="twins")
             self.assertEqual(twins.status, 5, twins.err)
             self.assertEqual(set(twins.nodes), {0x42, *switches})
-            lost = re.findall("far end of port (.*): has the GUID 0x0000000000000042 of another", twins.err)
+            lost = re.findall("port ([0-9, ]+):.* 0x0000000000000042 ", twins.err)
             self.assertEqual(sum(len(ports.split(", ")) for ports in lost), 3, twins.err)
             self.assertEqual(generated(fabric, twins.text)[0], 0)
 
@@ -281,7 +284,7 @@ class CollectTest(unittest.TestCase):
                 names.write("0008f100 Bare\n")
             refused = Collected(fabric, "--node-name-map", path)
             self.assertEqual((refused.status, refused.text), (3, ""))
-            self.assertIn(":4: expected a line like", refused.err)
+            self.assert_line(refused.err, "names:4: ", '0x0002c90300000001 "name"')
 
     def test_hops_are_limited(self):
         with ibsim.Ibsim(self.fat_tree(4, 2, 2)) as fabric:
@@ -312,8 +315,7 @@ class CollectTest(unittest.TestCase):
             fabric.command('Error "leaf-003" 100')
             without = Collected(fabric, "-t", "100")
             self.assertEqual(without.status, 5)
-            self.assertIn("spine-001 (0x0000000000200005): the device at the far end of port 4: timed out",
-                          without.err)
+            self.assert_line(without.err, "spine-001 (0x0000000000200005)", "port 4", "timed out")
 
     def test_a_link_that_goes_down_meanwhile(self):
         with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
@@ -368,7 +370,7 @@ class CollectTest(unittest.TestCase):
                 program.send_signal(end)
                 _, err = program.communicate(timeout=10)
                 self.assertEqual(program.returncode, 5, err)
-                self.assertIn("interrupted: the snapshot holds what was found until then", err)
+                self.assert_line(err, "warning: interrupted")
                 with open(path, encoding="utf-8") as file:
                     text = file.read()
                 self.assertIn('"not asked: interrupted"', text)
@@ -397,7 +399,7 @@ class CollectTest(unittest.TestCase):
         with ibsim.Ibsim(self.example()) as fabric:
             wrong = Collected(fabric, "-C", "none0")
             self.assertEqual((wrong.status, wrong.text), (4, ""))
-            self.assertIn("no InfiniBand port of device none0; there is ibsim0 port 0", wrong.err)
+            self.assert_line(wrong.err, "none0", "ibsim0 port 0")
 
 
 if __name__ == "__main__":
