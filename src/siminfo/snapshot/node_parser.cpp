@@ -43,9 +43,7 @@ const RecordSchema& portSchema() {
 
 /// A key of nodes or of ports, and what reads its value.
 template <class Parser>
-struct Member {
-  std::string_view key;
-  bool isRequired;
+struct Member : KeyTable::Key {
   void (Parser::*parse)(json::value value, const Place& place);
 };
 
@@ -54,7 +52,7 @@ template <class Parser>
 class MemberTable {
  public:
   MemberTable(const std::string& owner, std::vector<Member<Parser>> members)
-      : members_(std::move(members)), keys_(owner, keysOf(members_)) {}
+      : members_(std::move(members)), keys_(owner, {members_.begin(), members_.end()}) {}
 
   template <class Object>
   void read(const Place& place, Object object, Parser& parser) const {
@@ -64,12 +62,6 @@ class MemberTable {
   }
 
  private:
-  static std::vector<KeyTable::Key> keysOf(const std::vector<Member<Parser>>& members) {
-    std::vector<KeyTable::Key> keys;
-    for (const Member<Parser>& member : members) keys.push_back({member.key, member.isRequired});
-    return keys;
-  }
-
   std::vector<Member<Parser>> members_;
   KeyTable keys_;
 };
@@ -152,12 +144,12 @@ class PortParser : OwnerParser {
   void parse(json::value value, const Place& place) {
     static const MemberTable<PortParser> members("a port",
                                                  {
-                                                     {"num", true, &PortParser::parseNum},
-                                                     {"state", false, &PortParser::parseState},
-                                                     {"in_sub_fabric", false, &PortParser::parseInSubFabric},
-                                                     {"kinds", false, &PortParser::parseKinds},
-                                                     {"records", false, &PortParser::parseRecords},
-                                                     {"absent", false, &PortParser::parseAbsent},
+                                                     {{"num", true}, &PortParser::parseNum},
+                                                     {{"state"}, &PortParser::parseState},
+                                                     {{"in_sub_fabric"}, &PortParser::parseInSubFabric},
+                                                     {{"kinds"}, &PortParser::parseKinds},
+                                                     {{"records"}, &PortParser::parseRecords},
+                                                     {{"absent"}, &PortParser::parseAbsent},
                                                  });
     members.read(place, value, *this);
     requireNotBoth(place);
@@ -194,18 +186,18 @@ class NodeParser : OwnerParser {
   void parse(json::object document, const Place& place) {
     static const MemberTable<NodeParser> members(
         "a node", {
-                      {"name", true, &NodeParser::parseName},
-                      {"guid", true, &NodeParser::parseGuid},
-                      {"type", true, &NodeParser::parseType},
-                      {"num_ports", true, &NodeParser::parseNumPorts},
-                      {"alternative_name", false, &NodeParser::parseAlternativeName},
-                      {"in_sub_fabric", false, &NodeParser::parseInSubFabric},
-                      {"special_type", false, &NodeParser::parseSpecialType},
-                      {"orbel_switch", false, &NodeParser::parseOrbelSwitch},
-                      {"capabilities", false, &NodeParser::parseCapabilities},
-                      {"records", false, &NodeParser::parseRecords},
-                      {"absent", false, &NodeParser::parseAbsent},
-                      {"ports", false, &NodeParser::parsePorts},
+                      {{"name", true}, &NodeParser::parseName},
+                      {{"guid", true}, &NodeParser::parseGuid},
+                      {{"type", true}, &NodeParser::parseType},
+                      {{"num_ports", true}, &NodeParser::parseNumPorts},
+                      {{"alternative_name"}, &NodeParser::parseAlternativeName},
+                      {{"in_sub_fabric"}, &NodeParser::parseInSubFabric},
+                      {{"special_type"}, &NodeParser::parseSpecialType},
+                      {{"orbel_switch"}, &NodeParser::parseOrbelSwitch},
+                      {{"capabilities"}, &NodeParser::parseCapabilities},
+                      {{"records"}, &NodeParser::parseRecords},
+                      {{"absent"}, &NodeParser::parseAbsent},
+                      {{"ports"}, &NodeParser::parsePorts},
                   });
     members.read(place, document, *this);
     requireNotBoth(place);
