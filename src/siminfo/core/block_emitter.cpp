@@ -15,17 +15,58 @@
 #include <bit>
 #include <cstring>
 #include <exception>
+#include <typeinfo>
 
 namespace siminfo {
 namespace {
 
 /// Buffers are kept for the next emitter of the thread: a fabric has millions of frames.
-thread_local std::unique_ptr<SectionBuffer> spare;
+thread_local std::unique_ptr<StandIn> spare;
 
-/// Where a stream keeps the text that emitters gather for it.
-void*& gathered(std::ostream& os) {
-  static const int slot = std::ios_base::xalloc();
-  return os.pword(slot);
+/// The memory in which the stream's text is gathered already, or null.
+SectionBuffer* gathering(std::ostream& os) {
+  std::streambuf* buffer = os.rdbuf();
+  return buffer != nullptr && typeid(*buffer) == typeid(SectionBuffer) ? static_cast<SectionBuffer*>(buffer)
+                                                                       : nullptr;
+}
+
+/// Puts another buffer behind a stream, and unlike std::ios::rdbuf leaves the state as it is: setting it back
+/// would have the stream throw once more what it threw long ago. Derived streams alone have this door.
+struct AnyStream : std::ios {
+  static void setBuffer(std::ios& stream, std::streambuf* buffer) { (stream.*&AnyStream::set_rdbuf)(buffer); }
+};
+
+/// Gives a stream's buffer the lines one by one, each with its flush. False when it does not take them.
+bool takesLines(std::streambuf& buffer, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
+    const auto size = static_cast<std::streamsize>(line.size());
+    if (buffer.sputn(line.data(), size) != size) return false;
+    if (end != std::string_view::npos && buffer.pubsync() == -1) return false;
+    text.remove_prefix(line.size());
+  }
+  return true;
+}
+
+/// The same with everything around it that a stream's own inserters do. std::ostream::sentry would do some of
+/// it, but ends the process when a stream that flushes by itself cannot, and was told to throw.
+void insertLines(std::ostream& os, std::string_view text) {
+  if (os.good() && os.tie() != nullptr) os.tie()->flush();
+  if (os.bad() || os.rdbuf() == nullptr) os.setstate(std::ios_base::failbit);
+  if (!os.good()) return;
+  try {
+    std::streambuf& buffer = *os.rdbuf();
+    const bool flushesByItself = (os.flags() & std::ios_base::unitbuf) != 0;
+    if (takesLines(buffer, text) && (!flushesByItself || buffer.pubsync() != -1)) return;
+  } catch (...) {
+    try {
+      os.setstate(std::ios_base::badbit);
+    } catch (const std::ios_base::failure&) {  // what the buffer threw is what leaves
+    }
+    if ((os.exceptions() & std::ios_base::badbit) != 0) throw;
+  }
+  os.setstate(std::ios_base::badbit);
 }
 
 constexpr std::size_t kMostIndent = 16;
@@ -69,36 +110,28 @@ char* putLine(char* to, int indent, const AssignmentHead& head, std::uint64_t va
 
 }  // namespace
 
-SectionStream::SectionStream() : std::ostream(nullptr) {
-  rdbuf(&buffer_);
-  gathered(*this) = &buffer_;
-}
-
 BlockEmitter::BlockEmitter(std::ostream& os) : os_(os) {
   os.setf(std::ios_base::dec, std::ios_base::basefield);
-  void*& text = gathered(os);
-  if (text == nullptr) {
-    constexpr std::size_t kFrame = 4096;  // most frames fit, and for others it grows
-    own_ = spare != nullptr ? std::move(spare) : std::make_unique<SectionBuffer>(kFrame);
-    own_->clear();
-    text = own_.get();
+  if (os.good()) {
+    os.width(0);
+    text_ = gathering(os);
   }
-  text_ = static_cast<SectionBuffer*>(text);
+  if (text_ == nullptr) standIn();
+}
+
+void BlockEmitter::standIn() {
+  own_ = spare != nullptr ? std::move(spare) : std::make_unique<StandIn>();
+  own_->text.clear();
+  own_->standsFor = os_.rdbuf();
+  own_->exceptionsBefore = std::uncaught_exceptions();
+  text_ = &own_->text;
+  AnyStream::setBuffer(os_, text_);
 }
 
 void BlockEmitter::handOver() {
-  gathered(os_) = nullptr;
-  if (std::uncaught_exceptions() > 0) return;  // of a frame that was given up
-  std::streambuf& to = *os_.rdbuf();
-  std::string_view text = own_->text();
-  while (os_.good() && !text.empty()) {
-    const std::size_t end = text.find('\n');
-    const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
-    const auto size = static_cast<std::streamsize>(line.size());
-    if (to.sputn(line.data(), size) != size || (end != std::string_view::npos && to.pubsync() == -1))
-      os_.setstate(std::ios_base::badbit);
-    text.remove_prefix(line.size());
-  }
+  AnyStream::setBuffer(os_, own_->standsFor);
+  const bool wasGivenUp = std::uncaught_exceptions() > own_->exceptionsBefore;
+  if (!wasGivenUp) insertLines(os_, own_->text.text());
   spare = std::move(own_);
 }
 

@@ -55,16 +55,29 @@ inline constexpr auto kAssignmentHeads = []<std::size_t... I>(std::index_sequenc
 }
 (std::make_index_sequence<kFields<Record>.size()>{});
 
+/// The buffer of a stream while emitters gather its text.
+struct StandIn {
+  SectionBuffer text{4096};  // most frames fit, and for others it grows
+  std::streambuf* standsFor = nullptr;
+  int exceptionsBefore = 0;  // that were under way when it took its place
+};
+
 /// Writes generated source to the stream that a generator was given.
 ///
-/// Every '\n' ends a line: it is written and the stream is flushed. The stream has all of it when the emitter
-/// ends, or the outermost one where a generator calls another on the same stream. Numbers are spelled here
-/// and not by the stream, so neither its flags nor its locale show in the output. The stream is left in
-/// decimal, and is marked bad when it does not take what it is given.
+/// Every '\n' ends a line: it is written and the stream is flushed. The stream's buffer has all of it when
+/// the emitter ends, or the outermost one where a generator calls another on the same stream; until then a
+/// buffer of the emitter's own stands in for it, so what anybody else writes to the stream meanwhile keeps
+/// its place. When an exception ends the outermost emitter, the frame was given up and nothing of it is
+/// written.
+///
+/// A stream is treated as by its own inserters: one that is not good gets nothing, one that cannot take the
+/// text is marked bad, and an exception leaves this class when the stream was told to throw, and not else.
+/// Numbers are spelled here, so neither the stream's flags nor its locale show in the output. The stream is
+/// left in decimal and without a width.
 class BlockEmitter {
  public:
   explicit BlockEmitter(std::ostream& os);
-  ~BlockEmitter() noexcept(false) {  // a stream may have been told to throw
+  ~BlockEmitter() noexcept(false) {
     if (own_ != nullptr) handOver();
   }
   BlockEmitter(const BlockEmitter&) = delete;
@@ -131,11 +144,12 @@ class BlockEmitter {
   void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
   void open(std::string_view record, std::string_view image);
   void close(std::string_view record, std::string_view image);
+  void standIn();
   void handOver();
 
   std::ostream& os_;
-  std::unique_ptr<SectionBuffer> own_;  // when nobody gathers the stream's text yet
-  SectionBuffer* text_;
+  SectionBuffer* text_ = nullptr;
+  std::unique_ptr<StandIn> own_;  // when nobody gathers the stream's text yet
 };
 
 }  // namespace siminfo
