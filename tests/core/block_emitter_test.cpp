@@ -36,6 +36,8 @@ class Device : public std::streambuf {
   }
 };
 
+std::string spaces(int count) { return std::string(static_cast<std::size_t>(std::max(count, 0)), ' '); }
+
 void lines(std::ostream& os) {
   BlockEmitter out(os);
   out << "case " << std::uint8_t{65} << ": " << -12 << "\n";
@@ -57,6 +59,17 @@ TEST(BlockEmitter, SpellsValuesInPlainHexadecimal) {
     BlockEmitter(ours).assign(12, "F", value);
     theirs << "            mad_buffer.F = 0x" << std::hex << value << ";";
     EXPECT_EQ(ours.str(), theirs.str());
+  }
+}
+
+TEST(BlockEmitter, IndentsByAnyWidth) {
+  for (const int indent : {-5000, -1, 0, 1, 15, 16, 17, 20, 63, 64, 65, 127, 5000, 70000}) {
+    std::ostringstream os;
+    BlockEmitter(os).assign(indent, "Field", 0xbeef);
+    EXPECT_EQ(os.str(), spaces(indent) + "mad_buffer.Field = 0xbeef;") << indent;
+    os.str("");
+    BlockEmitter(os) << Spaces{indent} << "text";
+    EXPECT_EQ(os.str(), spaces(indent) + "text") << indent;
   }
 }
 

@@ -69,9 +69,9 @@ void insertLines(std::ostream& os, std::string_view text) {
   os.setstate(std::ios_base::badbit);
 }
 
-constexpr std::size_t kMostIndent = 16;
+constexpr int kSlotIndent = 16;
 constexpr std::size_t kMostDigits = 16;
-constexpr std::size_t kLine = kMostIndent + AssignmentHead::kSlot + kMostDigits + 2;
+constexpr std::size_t kLine = kSlotIndent + AssignmentHead::kSlot + kMostDigits + 2;
 
 /// Eight hexadecimal digits of a value, most significant first: each half byte is moved into a byte of its
 /// own, and all bytes are turned into characters at once.
@@ -99,7 +99,7 @@ char* putHex(char* to, std::uint64_t value) {
 }
 
 char* putLine(char* to, int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine) {
-  std::memset(to, ' ', kMostIndent);
+  std::memset(to, ' ', kSlotIndent);
   to += indent;
   std::memcpy(to, head.text.data(), AssignmentHead::kSlot);
   to = putHex(to + head.length, value);
@@ -140,7 +140,18 @@ BlockEmitter& BlockEmitter::operator<<(Hex hex) {
   return *this;
 }
 
+BlockEmitter& BlockEmitter::addSpaces(int count) {
+  const auto size = static_cast<std::size_t>(std::max(count, 0));
+  text_->commit(std::fill_n(text_->reserve(size), size, ' '));
+  return *this;
+}
+
 void BlockEmitter::assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine) {
+  if (static_cast<unsigned>(indent) > kSlotIndent) {
+    indent = std::max(indent, 0);
+    *this << Spaces{indent - kSlotIndent};
+    indent = std::min(indent, kSlotIndent);
+  }
   text_->commit(putLine(text_->reserve(kLine), indent, head, value, endsLine));
 }
 

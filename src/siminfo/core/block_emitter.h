@@ -22,7 +22,7 @@ struct Hex {
   std::uint64_t value;
 };
 
-/// So many spaces, at most 64.
+/// So many spaces; a negative number is none.
 struct Spaces {
   int count;
 };
@@ -89,9 +89,10 @@ class BlockEmitter {
   }
   BlockEmitter& operator<<(Hex hex);
   BlockEmitter& operator<<(Spaces spaces) {
-    constexpr std::size_t kMost = 64;
-    char* to = text_->reserve(kMost);
-    std::memset(to, ' ', kMost);
+    constexpr std::size_t kSlot = 64;
+    if (static_cast<unsigned>(spaces.count) > kSlot) return addSpaces(spaces.count);
+    char* to = text_->reserve(kSlot);
+    std::memset(to, ' ', kSlot);
     text_->commit(to + spaces.count);
     return *this;
   }
@@ -103,8 +104,7 @@ class BlockEmitter {
     return *this;
   }
 
-  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, at most 16, without a line end. The name is a
-  /// constant.
+  /// "mad_buffer.<name> = 0x<value>;" at `indent` spaces, without a line end. The name is a constant.
   void assign(int indent, const AssignmentHead& name, std::uint64_t value) {
     assignLine(indent, name, value, false);
   }
@@ -142,6 +142,7 @@ class BlockEmitter {
 
  private:
   void assignLine(int indent, const AssignmentHead& head, std::uint64_t value, bool endsLine);
+  BlockEmitter& addSpaces(int count);
   void open(std::string_view record, std::string_view image);
   void close(std::string_view record, std::string_view image);
   void standIn();

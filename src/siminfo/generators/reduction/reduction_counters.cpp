@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
@@ -76,7 +78,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os,
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, std::uint8_t port,
                                                   const CounterSets& counters) const {
   BlockEmitter out(os);
-  const Spaces in{indent};
+  const Spaces in{std::max(indent, 0)};
   for (const auto& [index, record] : counters) {
     if (record == nullptr) continue;
     // The record's type has a name of its own in simulators, while its functions go by the attribute's name.
@@ -89,7 +91,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, 
            "\n" << in << "    ib_zyr_reduction_counters_t ctr = *p_ctr;"
            "\n" << in << "    ZYRReductionCounters_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(&ctr));"
            "\n";
-    GenerateZYRReductionCounters(os, indent + 4, record);
+    GenerateZYRReductionCounters(os, in.count + 4, record);
     out << "\n"
            "\n" << in << "    ZYRReductionCounters_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&ctr));"
            "\n" << in << "    m_node->setZyrReductionCounters(" << port << ", " << index << ", lean_pipe, &ctr);"
