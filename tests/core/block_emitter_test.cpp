@@ -62,6 +62,13 @@ TEST(BlockEmitter, SpellsValuesInPlainHexadecimal) {
   }
 }
 
+TEST(BlockEmitter, FillsValuesUpToALeastNumberOfDigits) {
+  std::ostringstream os;
+  BlockEmitter(os) << Hex{0x2c9, 16} << " " << Hex{0xfedcba9876543210, 16} << " " << Hex{0, 9} << " "
+                   << Hex{0x2c9, 2};
+  EXPECT_EQ(os.str(), "00000000000002c9 fedcba9876543210 000000000 2c9");
+}
+
 TEST(BlockEmitter, IndentsByAnyWidth) {
   for (const int indent : {-5000, -1, 0, 1, 15, 16, 17, 20, 63, 64, 65, 127, 5000, 70000}) {
     std::ostringstream os;

@@ -70,7 +70,7 @@ void insertLines(std::ostream& os, std::string_view text) {
 }
 
 constexpr int kSlotIndent = 16;
-constexpr std::size_t kMostDigits = 16;
+constexpr unsigned kMostDigits = 16;
 constexpr std::size_t kLine = kSlotIndent + AssignmentHead::kSlot + kMostDigits + 2;
 
 /// Eight hexadecimal digits of a value, most significant first: each half byte is moved into a byte of its
@@ -84,10 +84,12 @@ std::uint64_t eightDigits(std::uint32_t value) {
   return digits + 0x3030303030303030U + isLetter * ('a' - '0' - 10);
 }
 
-/// Writes the value's digits and returns their end; up to kMostDigits bytes are touched.
-char* putHex(char* to, std::uint64_t value) {
+/// Writes the digits and returns their end; up to kMostDigits bytes are touched.
+inline char* putHex(char* to, Hex hex) {
   static_assert(std::endian::native == std::endian::little, "the first digit is in the lowest byte");
-  const auto count = static_cast<unsigned>(std::bit_width(value | 1U) + 3) / 4;
+  std::uint64_t value = hex.value;
+  const std::uint64_t leastDigits = std::uint64_t{1} << 4 * (hex.leastDigits - 1);
+  const auto count = static_cast<unsigned>(std::bit_width(value | leastDigits) + 3) / 4;
   value <<= 64 - 4 * count;
   const std::uint64_t first = eightDigits(static_cast<std::uint32_t>(value >> 32U));
   std::memcpy(to, &first, sizeof first);
@@ -102,7 +104,7 @@ char* putLine(char* to, int indent, const AssignmentHead& head, std::uint64_t va
   std::memset(to, ' ', kSlotIndent);
   to += indent;
   std::memcpy(to, head.text.data(), AssignmentHead::kSlot);
-  to = putHex(to + head.length, value);
+  to = putHex(to + head.length, {value});
   *to++ = ';';
   *to = '\n';
   return to + (endsLine ? 1 : 0);
@@ -136,7 +138,7 @@ void BlockEmitter::handOver() {
 }
 
 BlockEmitter& BlockEmitter::operator<<(Hex hex) {
-  text_->commit(putHex(text_->reserve(kMostDigits), hex.value));
+  text_->commit(putHex(text_->reserve(kMostDigits), hex));
   return *this;
 }
 

@@ -16,10 +16,11 @@
 
 namespace siminfo {
 
-/// A value as generated source spells it: lower-case hexadecimal without leading zeros. "0x" is not part of
-/// it.
+/// A value as generated source spells it: lower-case hexadecimal, without the "0x" before it and without
+/// leading zeros unless it takes them to have `leastDigits`, which is from 1 to 16.
 struct Hex {
   std::uint64_t value;
+  unsigned leastDigits = 1;
 };
 
 /// So many spaces; a negative number is none.

@@ -64,18 +64,10 @@ std::string_view bannerType(const IBNode& node) {
   }
 }
 
-/// A GUID as banners spell it: sixteen digits.
-std::string paddedHex(std::uint64_t value) {
-  std::string digits(16, '0');
-  for (auto digit = digits.rbegin(); value != 0; ++digit, value >>= 4U)
-    *digit = "0123456789abcdef"[value & 0xfU];
-  return digits;
-}
-
 void printBanner(std::ostream& os, const IBNode& node) {
   BlockEmitter(os) << "\n\n"
                    << "// Node Type: " << bannerType(node) << (node.isSpecialNode() ? "(Special Node)" : "")
-                   << ", Node GUID: 0x" << paddedHex(node.guid) << ", Ports: " << node.numPorts << "\n"
+                   << ", Node GUID: 0x" << Hex{node.guid, 16} << ", Ports: " << node.numPorts << "\n"
                    << "// Name: '" << node.name << "', Alt: '" << node.getAlternativeName() << "\n";
 }
 
