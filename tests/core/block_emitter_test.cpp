@@ -7,6 +7,23 @@
 #include "tests/support.h"
 
 namespace siminfo {
+
+/// Numbers of every width, alone and as arrays.
+struct TestNumbers {
+  std::array<std::uint16_t, 3> halves;
+  std::uint8_t byte;
+  std::array<std::uint8_t, 2> bytes;
+  std::array<std::uint64_t, 2> longs;
+  bool operator==(const TestNumbers&) const = default;
+};
+SIMINFO_RECORD(TestNumbers){
+    SIMINFO_FIELD(TestNumbers, halves, 12),
+    SIMINFO_FIELD(TestNumbers, byte, 8),
+    SIMINFO_FIELD(TestNumbers, bytes, 8),
+    SIMINFO_FIELD(TestNumbers, longs, 64),
+};
+static_assert(tableCoversRecord<TestNumbers>());
+
 namespace {
 
 /// What stands behind a stream: notes what comes, with a '|' for each flush, and fails as it is told to.
@@ -78,6 +95,32 @@ TEST(BlockEmitter, IndentsByAnyWidth) {
     BlockEmitter(os) << Spaces{indent} << "text";
     EXPECT_EQ(os.str(), spaces(indent) + "text") << indent;
   }
+}
+
+TEST(BlockEmitter, AssignsArraysOfNumbersElementByElement) {
+  TestNumbers record{};
+  const Field& halves = kFields<TestNumbers>[0];
+  for (std::size_t i = 0; i < halves.count; ++i) halves.set(&record, 0xa00 + i, i);
+  EXPECT_EQ(record.halves, (std::array<std::uint16_t, 3>{0xa00, 0xa01, 0xa02}));
+  record.byte = 7;
+  record.bytes = {1, 0xff};
+  record.longs = {0, 0x8000000000000000};
+  std::ostringstream os;
+  BlockEmitter(os).block("&m_node->numbers", record);
+  EXPECT_EQ(os.str(),
+            "    TestNumbers mad_buffer = {0};\n"
+            "    TestNumbers_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->numbers));\n"
+            "\n"
+            "    mad_buffer.halves[0] = 0xa00;\n"
+            "    mad_buffer.halves[1] = 0xa01;\n"
+            "    mad_buffer.halves[2] = 0xa02;\n"
+            "    mad_buffer.byte = 0x7;\n"
+            "    mad_buffer.bytes[0] = 0x1;\n"
+            "    mad_buffer.bytes[1] = 0xff;\n"
+            "    mad_buffer.longs[0] = 0x0;\n"
+            "    mad_buffer.longs[1] = 0x8000000000000000;\n"
+            "\n"
+            "    TestNumbers_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->numbers));");
 }
 
 TEST(BlockEmitter, IgnoresFlagsAndLocalesAndLeavesTheStreamInDecimal) {

@@ -157,6 +157,13 @@ void BlockEmitter::assignLine(int indent, const AssignmentHead& head, std::uint6
   text_->commit(putLine(text_->reserve(kLine), indent, head, value, endsLine));
 }
 
+void BlockEmitter::assignElements(int indent, const Field& field, const void* record) {
+  for (std::size_t i = 0; i < field.count; ++i) {
+    *this << (i == 0 ? "" : "\n") << Spaces{indent} << "mad_buffer." << field.name << "[" << i << "] = 0x"
+          << Hex{field.get(record, i)} << ";";
+  }
+}
+
 void BlockEmitter::open(std::string_view record, std::string_view image) {
   // clang-format off
   *this << "    " << record << " mad_buffer = {0};\n"

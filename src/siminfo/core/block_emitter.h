@@ -109,8 +109,11 @@ class BlockEmitter {
   void assign(int indent, const AssignmentHead& name, std::uint64_t value) {
     assignLine(indent, name, value, false);
   }
-  /// One assignment line for each field of the record's table, with line ends between the lines and none
-  /// after the last. Fields that are no single number are left to `writeOther(field)`, under the same rule.
+  /// "mad_buffer.<name>[<i>] = 0x<value>;" for each element of the field, with line ends between the lines
+  /// and none after the last. `record` is of the type that the field's table describes.
+  void assignElements(int indent, const Field& field, const void* record);
+  /// The lines of each field of the record's table, numbers and arrays of numbers, under the same rule.
+  /// Fields of any other form are left to `writeOther(field)`.
   template <class Record, class WriteOther>
   void assignAll(int indent, const Record& record, WriteOther writeOther) {
     constexpr std::size_t kCount = kFields<Record>.size();
@@ -118,15 +121,19 @@ class BlockEmitter {
       const Field& field = kFields<Record>[i];
       if (field.isNumber()) {
         assignLine(indent, kAssignmentHeads<Record>[i], field.get(&record), i + 1 < kCount);
-      } else {
-        writeOther(field);
-        if (i + 1 < kCount) *this << "\n";
+        continue;
       }
+      if (field.form == FieldForm::kNumber)
+        assignElements(indent, field, &record);
+      else
+        writeOther(field);
+      if (i + 1 < kCount) *this << "\n";
     }
   }
   template <class Record>
   void assignAll(int indent, const Record& record) {
-    static_assert(std::ranges::all_of(kFields<Record>, [](const Field& field) { return field.isNumber(); }),
+    static_assert(std::ranges::all_of(kFields<Record>,
+                                      [](const Field& field) { return field.form == FieldForm::kNumber; }),
                   "the record has a field that needs lines of its own");
     assignAll(indent, record, [](const Field&) {});
   }

@@ -15,7 +15,7 @@ namespace siminfo {
 
 /// How a person spells a field's value; generated source always spells it in hexadecimal.
 enum class FieldForm : std::uint8_t {
-  kNumber,    ///< one unsigned number
+  kNumber,    ///< one unsigned number, or a fixed number of them
   kText,      ///< bytes that hold text, zero-padded
   kHexBytes,  ///< bytes without a meaning of their own, such as a GID
   kRecords,   ///< one record inside the record, or a fixed number of them
@@ -32,6 +32,7 @@ struct Field {
   std::span<const Field> members;  ///< the inner record's table, for kRecords alone
   std::uint16_t innerSize;         ///< bytes of one inner record, for kRecords alone
 
+  /// One single number, and not an array of them.
   constexpr bool isNumber() const { return form == FieldForm::kNumber && count == 1; }
   /// Bytes that the whole field takes in the record.
   constexpr std::size_t extent() const { return elementSize() * count; }
@@ -113,6 +114,8 @@ consteval Field makeField(std::string_view name, std::size_t offset, unsigned bi
   using Element = typename ElementOf<Member>::Type;
   static_assert(std::unsigned_integral<Element>, "records hold unsigned members");
   if (bits == 0 || bits > 8 * sizeof(Element)) throw "the field is wider on the wire than in the record";
+  if (form != FieldForm::kNumber && sizeof(Element) != 1)
+    throw "text and hexadecimal bytes are held in bytes";
   return {name,
           form,
           static_cast<std::uint8_t>(bits),
