@@ -476,5 +476,18 @@ TEST_F(RecordLevel, LinesStandAtAnyIndentation) {
   }
 }
 
+TEST_F(RecordLevel, LinesOfNoRecordStopTheBuild) {
+  for (const RecordLines& each : operations()) {
+    if (!each.writeNull) continue;
+    std::ostringstream os;
+    each.writeNull(os);
+    EXPECT_EQ(os.str(),
+              "\n#error \"Failed to dump " + std::string(each.record) + " MAD. Null pointer is provided.\"");
+  }
+  std::ostringstream os;
+  generator.GeneratePortInfoCA(os, nullptr);
+  EXPECT_EQ(os.str(), "#error \"Failed to dump PortInfo MAD. Null pointer is provided.\"");
+}
+
 }  // namespace
 }  // namespace siminfo

@@ -93,8 +93,9 @@ class SimInfoDumpCPP {
   void GenerateBuildablePushCounters(std::ostream& os, const IBNode& node) const;
 
   // The layers below the per-port generators: the emitted loop over the simulated node's ports, which selects
-  // a record by port number, and the lines of one record at a given indentation. Records are borrowed. Unless
-  // they say otherwise they leave their last line open.
+  // a record by port number, and the lines of one record at a given indentation, whatever its width; negative
+  // is none. Records are borrowed. Unless they say otherwise they leave their last line open. In place of a
+  // record that is null stands an #error line, at column 0 whatever the indentation.
 
   /// The loop of a node that is no switch: one record for every port.
   void GeneratePortInfoCA(std::ostream& out, const SMP_PortInfo* record) const;

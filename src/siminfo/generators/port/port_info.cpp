@@ -5,6 +5,7 @@
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/node/sim_info_data.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
@@ -90,6 +91,7 @@ void SimInfoDumpCPP::GeneratePortInfoSW(const IBNode& node, std::ostream& os, co
 
 void SimInfoDumpCPP::GeneratePortInfoSW(std::ostream& os, const SMP_PortInfo* record, int indent,
                                         bool capability_comments, bool link_width) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   if (capability_comments) PrintCapabilityMask(indent, os, withoutIsSM(record->CapMsk), false);
   out << "\n";

@@ -1,6 +1,7 @@
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
@@ -58,6 +59,7 @@ void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
 
 void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& os, int indent,
                                                       const ZYRPushReductionCounters* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   const Spaces in{indent};
   // clang-format off

@@ -3,6 +3,7 @@
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
@@ -103,6 +104,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, 
 
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent,
                                                   const ZYRReductionCounters* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   constexpr std::size_t kCount = kFields<ZYRReductionCounters>.size();
   for (std::size_t i = 0; i < kCount; ++i) {
