@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <locale>
@@ -91,6 +92,18 @@ void passOn(SectionStream& sections, std::ostream& file) {
 int CopyrightYear(const std::tm* now) { return now != nullptr ? now->tm_year + 1900 : kYearWithoutClock; }
 
 std::span<const SimInfoDumpCPP::Frame> SimInfoDumpCPP::Frames() { return kFrames; }
+
+std::span<const SimInfoDumpCPP::Frame> SimInfoDumpCPP::BuildableFrames() {
+  static constexpr auto kBuildable = [] {
+    auto frames = kFrames;
+    for (const Frame& replaced :
+         {Frame{"setVSReductionManagerClassPortInfo", &SimInfoDumpCPP::GenerateBuildableClassPortInfo},
+          Frame{"setZYRPushReductionCounters", &SimInfoDumpCPP::GenerateBuildablePushCounters}})
+      *std::ranges::find(frames, replaced.method, &Frame::method) = replaced;
+    return frames;
+  }();
+  return kBuildable;
+}
 
 int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64_t>& guids) const {
   GenerationSummary summary;

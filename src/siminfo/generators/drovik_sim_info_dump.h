@@ -39,7 +39,8 @@ class SimInfoDumpCPP {
   /// The frames of every node, in the order in which they are written.
   static std::span<const Frame> Frames();
 
-  /// The same frames, but for the two whose exact text no compiler accepts: see generators/buildable.cpp.
+  /// The same frames, but for two whose exact text is no C++: the reduction class port info, which assigns an
+  /// address with two "0x" in place of the GID, and the push counters, whose branches share one scope.
   static std::span<const Frame> BuildableFrames();
 
   /// The engine is borrowed and must outlive the generator. `frames` is one of the two above.
@@ -148,6 +149,8 @@ class SimInfoDumpCPP {
   bool RefusesReduction(std::ostream& os, const IBNode& node) const;
   /// The same for what is held per port, which asks for the class port info as well.
   bool RefusesPortReduction(std::ostream& os, const IBNode& node) const;
+  /// The class port info of the node's reduction management, or null after the line that says why not.
+  const IB_ClassPortInfo* FindReductionClassPortInfo(std::ostream& os, const IBNode& node) const;
 
   void PrintNode(SectionStream& os, const std::string& name, const IBNode& node,
                  GenerationSummary& summary) const;
