@@ -135,6 +135,15 @@ consteval Field makeRecordField(std::string_view name, std::size_t offset) {
 
 }  // namespace detail
 
+/// Place of a field in its record's table, which must have it.
+template <class Record>
+consteval std::size_t fieldIndex(std::string_view name) {
+  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
+    if (kFields<Record>[i].name == name) return i;
+  }
+  throw "the record has no such field";
+}
+
 /// Whether the table of `Record` names every member of it: a record filled from its table alone must equal
 /// one that was filled as a whole.
 template <class Record>
