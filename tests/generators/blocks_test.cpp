@@ -1,5 +1,4 @@
-// The exact text of blocks, one for each shape that there is. Field lists as a whole stand in the golden
-// file.
+// The exact text of blocks, one for each shape that there is. Whole field lists stand in the golden file.
 
 #include <functional>
 

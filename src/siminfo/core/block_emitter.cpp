@@ -1,13 +1,12 @@
 // The fast path of the generator. Nearly all of a generated file is assignment lines, a few dozen bytes each,
 // and what a line costs is not its bytes but how often a stream is asked and how often the processor guesses
 // wrong:
-//  - text is gathered in memory, where adding to it is a copy, and no stream is asked for a piece of a line;
-//  - a line's head is copied as a slot of fixed size, and its digits are made all at once, so that neither
-//  loops
-//    over a length that differs from line to line;
-//  - the driver's own stream is such memory: its text is already where it stays, and has no flushes to wait
-//  for;
-//  - any other stream gets the lines one by one when the outermost emitter on it ends, each with its flush.
+//  - Text is gathered in memory, where adding to it is a copy, and no stream is asked for a piece of a line.
+//  - A line's head is copied as a slot of fixed size, and its digits are made all at once: neither loops over
+//    a length that differs from line to line.
+//  - The driver's own stream is such memory. Its text is already where it stays, and has no flushes to wait
+//    for.
+//  - Any other stream gets the lines one by one when the outermost emitter on it ends, each with its flush.
 // So there is one way of composing a line, whatever it is written to.
 
 #include "siminfo/core/block_emitter.h"

@@ -32,8 +32,7 @@ struct Spaces {
 template <class Int>
 concept Number = std::integral<Int> && !std::same_as<Int, bool> && !std::same_as<Int, char>;
 
-/// What stands before the value on an assignment line, in a slot that is copied as a whole whatever its
-/// length.
+/// What stands before the value on an assignment line, in a slot that is copied as a whole, however long.
 struct AssignmentHead {
   static constexpr std::size_t kSlot = 64;
   std::array<char, kSlot> text{};
@@ -138,9 +137,8 @@ class BlockEmitter {
     assignAll(indent, record, [](const Field&) {});
   }
 
-  /// A whole node-level block: declaration, unpack line, a line for every field as assignAll() has them, and
-  /// the pack line, which is left open. `image` is where the simulated node stores the attribute, such as
-  /// "&m_node->nodeInfo".
+  /// A whole node-level block: declaration, unpack line, the lines of assignAll(), and the pack line, which
+  /// is left open. `image` is where the simulated node stores the attribute, such as "&m_node->nodeInfo".
   template <class Record, class... WriteOther>
   void block(std::string_view image, const Record& record, WriteOther... writeOther) {
     open(kRecordName<Record>, image);

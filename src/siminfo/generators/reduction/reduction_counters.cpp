@@ -53,6 +53,8 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os,
     out << "#error \"Failed to dump ZYRReductionCountersInfo MAD. Special port data is not provided.\"";
     return;
   }
+  // Beside port and counter index, a simulated node finds a set by its lean pipe. Discovered sets are those
+  // of this one; what the pipes are is between device and simulator.
   // clang-format off
   out << "\n"
          "    const u_int8_t lean_pipe = 0x0F;\n"
@@ -108,8 +110,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent,
   BlockEmitter out(os);
   constexpr std::size_t kCount = kFields<ZYRReductionCounters>.size();
   for (std::size_t i = 0; i < kCount; ++i) {
-    // The format writes this counter twice: among the first, and again in front of its data counter, the
-    // last.
+    // The format writes this counter twice: with its like, and again in front of its data counter, the last.
     if (i + 1 == kCount) {
       out << "\n";
       out.assign(indent, "generated_mc_read_resp_pkt", record->generated_mc_read_resp_pkt);
