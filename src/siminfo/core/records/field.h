@@ -33,6 +33,7 @@ struct Field {
   std::uint16_t innerSize;         ///< bytes of one inner record, for kRecords alone
   std::string_view innerName;      ///< the inner record's name, for kRecords alone
 
+  /// One single number, and not an array of them.
   constexpr bool isNumber() const { return form == FieldForm::kNumber && count == 1; }
   /// Bytes that the whole field takes in the record.
   constexpr std::size_t extent() const { return elementSize() * count; }
@@ -142,6 +143,15 @@ consteval Field makeRecordField(std::string_view name, std::size_t offset) {
 }
 
 }  // namespace detail
+
+/// Place of a field in its record's table, which must have it.
+template <class Record>
+consteval std::size_t fieldIndex(std::string_view name) {
+  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
+    if (kFields<Record>[i].name == name) return i;
+  }
+  throw "the record has no such field";
+}
 
 /// Whether the table of `Record` names every member of it: a record filled from its table alone must equal
 /// one that was filled as a whole.
