@@ -1,8 +1,7 @@
 // A shared object to preload before libibumad: passes answers of simulated devices on, and alters some, so
 // that a collector meets what a simulator cannot be told to do. What to alter stands in ALTER_ANSWERS, words
 // separated by commas:
-//   extended  every port says that it has PortInfoExtended, and answers for it, apart from ports 3, which
-//             refuse it
+//   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
 //   keys      PortInfo holds an M_Key, a telling number
 //   names     every device describes itself by the same hostile bytes
 //   zeros     every device describes itself by nothing
@@ -13,7 +12,7 @@
 //   places    every adapter says that the port it is asked through has number 255
 //   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
 //             that it is asked through that one
-//   stall     after 300 answers there are no more, and "stalled" is said on standard error
+//   stall     after 300 answers the fabric is dead, and "stalled" is said on standard error
 //   hang      after 300 answers the program waits for ever, and "stalled" is said on standard error
 #include <dlfcn.h>
 #include <infiniband/mad.h>
@@ -98,21 +97,30 @@ int realReceive(int port, void* umad, int* length, int timeout) {
   return real(port, umad, length, timeout);
 }
 
-/// Whether the answers have come to their end; says so the first time, when none is on its way any more: the
-/// simulator's library does not survive one that comes to a port that was closed.
-bool isStalled(int port, unsigned answers) {
-  constexpr unsigned kLast = 300;
-  constexpr int kSilenceMs = 300;
-  if (answers < kLast || !(isAltered("stall") || isAltered("hang"))) return false;
+/// Packets that went to the simulator, and that came back from it; for each one comes one.
+unsigned sent = 0;
+unsigned cameBack = 0;
+
+/// Takes what is on its way still: the simulator's library does not survive a packet that comes to a port
+/// that was closed.
+void drain(int port) {
+  constexpr int kWaitMs = 10000;
+  std::vector<std::uint8_t> umad(umad_size() + IB_MAD_SIZE);
+  for (; cameBack < sent; ++cameBack) {
+    int length = IB_MAD_SIZE;
+    if (realReceive(port, umad.data(), &length, kWaitMs) < 0) std::abort();
+  }
+}
+
+/// From now on nothing is sent and nothing comes.
+bool isStalled = false;
+
+void stall(int port) {
   constexpr std::string_view kSaid = "stalled\n";
-  static const bool isSaid = [&] {
-    std::vector<std::uint8_t> umad(umad_size() + IB_MAD_SIZE);
-    for (int length = IB_MAD_SIZE; realReceive(port, umad.data(), &length, kSilenceMs) >= 0;)
-      length = IB_MAD_SIZE;
-    return write(STDERR_FILENO, kSaid.data(), kSaid.size()) > 0;
-  }();
+  isStalled = true;
+  drain(port);
+  if (write(STDERR_FILENO, kSaid.data(), kSaid.size()) < 0) std::abort();
   while (isAltered("hang")) pause();
-  return isSaid;
 }
 
 /// An answer that is to come once more.
@@ -121,12 +129,17 @@ int againAgent = 0;
 
 }  // namespace
 
+extern "C" int umad_send(int portid, int agentid, void* umad, int length, int timeout_ms, int retries) {
+  static const auto real = reinterpret_cast<decltype(&umad_send)>(dlsym(RTLD_NEXT, "umad_send"));
+  if (isStalled) return 0;
+  ++sent;
+  return real(portid, agentid, umad, length, timeout_ms, retries);
+}
+
 extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
+  constexpr unsigned kLast = 300;
   static unsigned received = 0;
-  if (isStalled(portid, received)) {
-    realReceive(portid, umad, length, timeout_ms);
-    return -1;
-  }
+  if (received == kLast && !isStalled && (isAltered("stall") || isAltered("hang"))) stall(portid);
   const std::size_t size = umad_size() + IB_MAD_SIZE;
   auto* mad = static_cast<std::uint8_t*>(umad_get_mad(umad));
   if (!again.empty()) {
@@ -137,6 +150,7 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   }
   const int agent = realReceive(portid, umad, length, timeout_ms);
   if (agent < 0) return agent;
+  ++cameBack;
   if (isAltered("extended") && mad_get_field(mad, 0, IB_MAD_ATTRID_F) == IB_ATTR_PORT_INFO_EXT) {
     // Simulated devices know nothing of it, and the request itself comes back as timed out.
     static_cast<ib_user_mad*>(umad)->status = 0;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -35,20 +35,32 @@ TEST(AttributeLayouts, RefuseWhatIsWrongOrHalf) {
   EXPECT_EQ(faultOf(routerInfo + "\n# and\n" + last + speed + "504\n"), "");
   EXPECT_EQ(faultOf(speed + "0x10\n"), "");
 
-  EXPECT_EQ(faultOf(routerInfo), ": there is no bit for SMP_RouterInfo.cap_router_lid");
-  EXPECT_EQ(faultOf(last), ": there is no line \"SMP_RouterInfo attribute NUMBER\"");
-  EXPECT_EQ(faultOf(routerInfo + last + last), ":8: SMP_RouterInfo.cap_router_lid is there twice");
-  EXPECT_EQ(faultOf(routerInfo + routerInfo), ":7: the attribute of SMP_RouterInfo is there twice");
-  EXPECT_EQ(faultOf("\n" + speed + "505\n"), ":2: \"505\": expected a number from 0 to 504");
-  EXPECT_EQ(faultOf(speed + "8 9\n"), ":1: \"8 9\": expected a number from 0 to 504");
-  EXPECT_EQ(faultOf("SMP_RouterInfo attribute 0x10000\n"),
-            ":1: \"0x10000\": expected a number from 1 to 65535");
-  EXPECT_EQ(faultOf("SMP_RouterInfo attribute\n"), ":1: \"\": expected a number from 1 to 65535");
-  EXPECT_EQ(faultOf("SMP_NodeInfo attribute 17\n"),
-            ":1: expected \"SMP_RouterInfo attribute NUMBER\" or \"RECORD.FIELD bit NUMBER\"");
-  EXPECT_TRUE(
-      faultOf("SMP_PortInfo.CapMsk bit 0\n")
-          .starts_with(":1: no place can be given to \"SMP_PortInfo.CapMsk\"; these can have one: SMP_"));
+  // Place, subject, and what would be right.
+  struct Case {
+    std::string lines;
+    std::string place;
+    std::string subject;
+    std::string right;
+  };
+  for (const auto& [lines, place, subject, right] : {
+           Case{routerInfo, ": ", "SMP_RouterInfo.cap_router_lid", " bit "},
+           Case{last, ": ", "SMP_RouterInfo attribute NUMBER", ""},
+           Case{routerInfo + last + last, ":8: ", "SMP_RouterInfo.cap_router_lid", "twice"},
+           Case{routerInfo + routerInfo, ":7: ", "SMP_RouterInfo", "twice"},
+           Case{"\n" + speed + "505\n", ":2: ", "\"505\"", "0 to 504"},
+           Case{speed + "8 9\n", ":1: ", "\"8 9\"", "0 to 504"},
+           Case{"SMP_RouterInfo attribute 0x10000\n", ":1: ", "\"0x10000\"", "1 to 65535"},
+           Case{"SMP_RouterInfo attribute\n", ":1: ", "\"\"", "1 to 65535"},
+           Case{"SMP_NodeInfo attribute 17\n", ":1: ", "SMP_RouterInfo attribute NUMBER",
+                "RECORD.FIELD bit NUMBER"},
+           Case{"SMP_PortInfo.CapMsk bit 0\n", ":1: ", "\"SMP_PortInfo.CapMsk\"",
+                "SMP_PortInfo.LinkSpeedExtSup2"},
+       }) {
+    const std::string fault = faultOf(lines);
+    EXPECT_TRUE(fault.starts_with(place)) << fault;
+    EXPECT_NE(fault.find(subject), std::string::npos) << fault;
+    EXPECT_NE(fault.find(right), std::string::npos) << fault;
+  }
 }
 
 }  // namespace

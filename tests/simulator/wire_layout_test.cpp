@@ -1,5 +1,5 @@
-// Where the fields of standard attributes lie in the reference simulator's images. The table is the
-// architecture's, byte by byte, and shares nothing with the simulator's own.
+// Where the fields of attributes lie in the reference simulator's images. The table of standard attributes is
+// the architecture's, byte by byte, and shares nothing with the simulator's own.
 
 #include <gtest/gtest.h>
 
@@ -133,6 +133,23 @@ TEST(WireLayout, IsThatOfTheStandardAttributesAlone) {
           << layout.type << "." << number.path << ": is not in the table";
     }
   }
+}
+
+/// The fields one behind the other in whole bytes, also those of inner records, and a byte that none takes.
+TEST(OwnLayouts, LieInTheOrderOfTheirTables) {
+  const auto isAt = [](std::string_view record, std::string_view path, std::size_t byte, std::size_t bytes) {
+    const NumberLayout& number = numberAt(record, path);
+    return number.bit == 8 * byte && number.bits == 8 * bytes;
+  };
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "LinkSpeedSupported", 0, 1));
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "CapabilityMask", 1, 2));
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "FDR10FECModeSupported", 3, 2));
+  EXPECT_TRUE(isAt("FWInfo_Block_Element", "PSID.PSID[15]", 22, 1));
+  EXPECT_TRUE(isAt("FWInfo_Block_Element", "INI_File_Version", 23, 4));
+  EXPECT_TRUE(isAt("ib_private_lft_info", "Description_Mode[0].LFTableSize", 4, 1));
+  EXPECT_TRUE(isAt("ib_private_lft_info", "Description_Mode[3].NumOfLFTables", 11, 1));
+  EXPECT_TRUE(isAt("CC_EnhancedCongestionInfo", "CC_Capability_Mask", 2, 8));
+  EXPECT_EQ(recordLayout("CC_EnhancedCongestionInfo").bytes, 11U);
 }
 
 }  // namespace

@@ -106,6 +106,7 @@ TEST_F(FullSwitch, HasWhatItHasOnce) {
   std::vector<std::string> nodeInfo{"nodeInfo=1"};
   for (int port = 0; port <= 10; ++port) nodeInfo.push_back("portPkeyTables[" + std::to_string(port) + "]=1");
   EXPECT_EQ(images("setNodeInfo"), nodeInfo);
+  EXPECT_EQ(expectation.images("setNodeInfo").back().place, "port 10, partition-key table");
 }
 
 /// Port numbers by the index of the generated loop.
@@ -133,6 +134,7 @@ TEST_F(FullSwitch, HasThePortsOfEveryFrame) {
             (std::vector<std::string>{"counterSets[4, 0, 15]=16", "counterSets[6, 7, 15]=24",
                                       "counterSets[7, 1, 15]=28", "counterSets[7, 3, 15]=28",
                                       "counterSets[8, 0, 15]=32"}));
+  EXPECT_EQ(expectation.images("setZYRReductionCounters")[1].place, "port 6, counter set 7");
   EXPECT_EQ(images("setZYRPushReductionCounters"),
             (std::vector<std::string>{"pushCounters[16, 16]=16", "pushCounters[24, 24]=24",
                                       "pushCounters[28, 28]=28", "pushCounters[32, 32]=32"}));
@@ -141,11 +143,19 @@ TEST_F(FullSwitch, HasThePortsOfEveryFrame) {
   EXPECT_EQ(expectation.pushKeys().size(), 9U);             // of every port that has a record
 }
 
-TEST_F(FullSwitch, SharesHeadersOfPushCountersWithTheLaterPort) {
+/// Push counters are stored by their headers: of two ports that have the same, the later one's stay.
+TEST(PushCounters, AreThoseOfTheFirstAndTheLastPortToo) {
+  Snapshot snapshot;
+  IBNode& node = addFullNode(snapshot, "sw", kSwitch, 3);
+  for (std::uint8_t num = 1; num < 4; ++num) addFullPort(snapshot, node, num).special = num != 2;
+  const Expectation expectation(snapshot, node);
+  const auto images = [&] { return rendered(expectation.images("setZYRPushReductionCounters")); };
+  EXPECT_EQ(images(), (std::vector<std::string>{"pushCounters[12, 12]=12", "pushCounters[4, 4]=4",
+                                                "pushCounters[8, 8]=8"}));
   ZYRPushReductionCounters record = filled<ZYRPushReductionCounters>(99);
-  record.header0 = record.header1 = 24;
-  snapshot.discovered.records.set(node.ports[8]->recordIndex, record);
-  EXPECT_EQ(images("setZYRPushReductionCounters")[1], "pushCounters[24, 24]=99");
+  record.header0 = record.header1 = 4;
+  snapshot.discovered.records.set(node.ports[3]->recordIndex, record);
+  EXPECT_EQ(images(), (std::vector<std::string>{"pushCounters[4, 4]=99", "pushCounters[8, 8]=8"}));
 }
 
 TEST_F(FullSwitch, ChangesTwoFieldsOfPortInfo) {
@@ -226,7 +236,8 @@ TEST(Shapes, TellNodesApartByTheirSource) {
     std::vector<const IBNode*> nodes;
     for (const char* name : {"a", "b", "c"}) {
       IBNode& node = addFullNode(snapshot, name, kSwitch, 3);
-      for (std::uint8_t num = 0; num < 4; ++num) addFullPort(snapshot, node, num).special = num == 2;
+      for (std::uint8_t num = 0; num < 3; ++num) addFullPort(snapshot, node, num).special = num == 2;
+      addFullPort(snapshot, node, 3, {});  // whose kind shows in other frames than the counters' alone
       nodes.push_back(&node);
       if (nodes.size() == 2) change(snapshot, node);
     }

@@ -82,17 +82,17 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
   CLI::Option* port = command->add_option("-P,--Port", options->port, "Port of that device")
                           ->type_name("PORT")
                           ->check(CLI::Range(1, 254));
-  command->add_option("-t,--timeout", options->timeoutMs, "How long to wait for one answer")
+  command->add_option("-t,--timeout", options->limits.timing.timeoutMs, "How long to wait for one answer")
       ->type_name("MS")
       ->check(CLI::Range(1, 600000))
       ->capture_default_str();
   command
-      ->add_option("--outstanding-smps,--outstanding_smps", options->outstanding,
+      ->add_option("--outstanding-smps,--outstanding_smps", options->limits.outstanding,
                    "Requests that are under way at a time")
       ->type_name("N")
       ->check(CLI::Range(1, 1024))
       ->capture_default_str();
-  command->add_option("--max-hops", options->maxHops, "Walk no further than so many hops; 0: no limit")
+  command->add_option("--max-hops", options->limits.maxHops, "Walk no further than so many hops; 0: no limit")
       ->type_name("N")
       ->check(CLI::Range(0, 63))
       ->capture_default_str();

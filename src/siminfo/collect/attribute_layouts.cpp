@@ -5,8 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "siminfo/collect/collect.h"
-#include "siminfo/collect/mad_fields.h"
+#include "siminfo/collect/collect_error.h"
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"

@@ -5,8 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "siminfo/collect/smp.h"
-#include "siminfo/core/records/field.h"
+#include "siminfo/collect/mad_fields.h"
 
 namespace siminfo {
 
@@ -26,5 +25,23 @@ struct AttributeLayouts {
 /// Bit 0 is the top bit of the attribute's first byte, and a field is as wide as its record's table says.
 /// Throws a CollectError for whatever else stands there, a RouterInfo that was told by half included.
 AttributeLayouts readAttributeLayouts(const std::string& fileName);
+
+/// The record in an attribute's bytes.
+template <class Record>
+Record decode(const Attribute& bytes, const AttributeLayouts& layouts) {
+  static_assert(decodersCoverRecord<Record>());
+  Record record{};
+  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
+    const Field& field = kFields<Record>[i];
+    const MadField& place = kMadFields<Record>[i];
+    if (place.isUnknown())
+      field.set(&record, layouts.value(bytes, field));
+    else if (place.firstBit != 0)
+      field.set(&record, bitsOf(bytes, place.firstBit, field.bits));
+    else
+      field.set(&record, madField(bytes, place.id));
+  }
+  return record;
+}
 
 }  // namespace siminfo

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "siminfo/collect/attribute_layouts.h"
 #include "siminfo/collect/discovery_cache.h"
 #include "siminfo/collect/live_discovery.h"
 #include "siminfo/collect/mad_fields.h"
@@ -142,12 +143,12 @@ Collected fromPort(const CollectOptions& options, const UserFiles& files, const 
     progress.packets = watch.sent;
     user.progress(progress);
   };
-  const WalkLimits limits{{options.timeoutMs, SmpTiming{}.retries}, options.outstanding, options.maxHops};
-  WalkedFabric fabric = discoverFabric(port, limits, watch, progress.nodes);
+  WalkedFabric fabric = discoverFabric(port, options.limits, watch, progress.nodes);
   UmadPort umad(port.device, port.number);
   Shortfall shortfall;
   const std::optional<std::uint16_t> routerInfo = files.layouts.routerInfo;
-  Questions(umad, limits, watch, shortfall).askAll(fabric, static_cast<unsigned>(port.number), routerInfo);
+  Questions(umad, options.limits, watch, shortfall)
+      .askAll(fabric, static_cast<unsigned>(port.number), routerInfo);
   const auto routers = std::ranges::count(fabric.nodes, kRouter, &WalkedNode::type);
   if (routers > 0 && !routerInfo)
     collected.warnings.push_back(

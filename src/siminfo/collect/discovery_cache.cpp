@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 #include "siminfo/collect/mad_fields.h"
 #include "siminfo/text/text_rules.h"
 

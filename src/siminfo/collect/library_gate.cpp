@@ -1,7 +1,5 @@
 #include "siminfo/collect/library_gate.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cerrno>
 
@@ -67,26 +65,6 @@ bool LibraryGate::admit(Packet& answer) {
   const auto known = portCounts_.try_emplace(madField64(info, IB_NODE_GUID_F), portCount).first;
   nodesFound_ = portCounts_.size();
   return madField(info, IB_NODE_LOCAL_PORT_F) <= known->second;
-}
-
-namespace {
-
-/// The next definition behind the program's own.
-template <class Function>
-Function* nextDefinition(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace
-
-int realUmadSend(int port, int agent, void* umad, int length, int timeoutMs, int retries) {
-  static auto* const real = nextDefinition<decltype(umad_send)>("umad_send");
-  return real(port, agent, umad, length, timeoutMs, retries);
-}
-
-int realUmadReceive(int port, void* umad, int* length, int timeoutMs) {
-  static auto* const real = nextDefinition<decltype(umad_recv)>("umad_recv");
-  return real(port, umad, length, timeoutMs);
 }
 
 }  // namespace siminfo

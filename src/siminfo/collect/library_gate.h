@@ -5,7 +5,6 @@
 #include <map>
 #include <memory>
 
-#include "siminfo/collect/live_discovery.h"
 #include "siminfo/collect/smp_exchange.h"
 #include "siminfo/collect/umad_port.h"
 
@@ -51,9 +50,5 @@ class LibraryGate {
   std::map<int, std::unique_ptr<Opened>> ports_;       // by the library's handle
   std::map<std::uint64_t, std::uint32_t> portCounts_;  // of the nodes that answered, by GUID
 };
-
-/// The functions of libibumad itself.
-int realUmadSend(int port, int agent, void* umad, int length, int timeoutMs, int retries);
-int realUmadReceive(int port, void* umad, int* length, int timeoutMs);
 
 }  // namespace siminfo

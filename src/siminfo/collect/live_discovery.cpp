@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 #include "siminfo/collect/library_gate.h"
 
 namespace siminfo {

@@ -3,7 +3,6 @@
 #include <array>
 #include <string_view>
 
-#include "siminfo/collect/attribute_layouts.h"
 #include "siminfo/collect/smp.h"
 #include "siminfo/core/records/records.h"
 
@@ -97,24 +96,6 @@ consteval bool decodersCoverRecord() {
     if (kMadFields<Record>[i].name != kFields<Record>[i].name) return false;
   }
   return true;
-}
-
-/// The record in an attribute's bytes.
-template <class Record>
-Record decode(const Attribute& bytes, const AttributeLayouts& layouts) {
-  static_assert(decodersCoverRecord<Record>());
-  Record record{};
-  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
-    const Field& field = kFields<Record>[i];
-    const MadField& place = kMadFields<Record>[i];
-    if (place.isUnknown())
-      field.set(&record, layouts.value(bytes, field));
-    else if (place.firstBit != 0)
-      field.set(&record, bitsOf(bytes, place.firstBit, field.bits));
-    else
-      field.set(&record, madField(bytes, place.id));
-  }
-  return record;
 }
 
 inline constexpr const Field& kLinkSpeedExtSup2 = kFields<SMP_PortInfo>[3];

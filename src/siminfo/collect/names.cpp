@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/text_rules.h"

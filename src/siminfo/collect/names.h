@@ -12,8 +12,8 @@ namespace siminfo {
 /// Names that the user gives to GUIDs.
 using NodeNameMap = std::map<std::uint64_t, std::string>;
 
-/// Reads lines of the form `0x<guid> "<name>"`; '#' begins a comment, and the first name of a GUID stands.
-/// Throws a CollectError.
+/// Reads lines of the form `0x<guid> "<name>"`; '#' begins a comment. Of several names for a GUID the first
+/// one stands. Throws a CollectError.
 NodeNameMap readNodeNameMap(const std::string& fileName);
 
 /// A name for each node, in the nodes' order: its cleaned description where no other node of the fabric has

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <vector>
 
-#include "siminfo/collect/collect.h"
+#include "siminfo/collect/collect_error.h"
 
 namespace siminfo {
 namespace {

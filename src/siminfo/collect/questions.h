@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "siminfo/collect/live_discovery.h"
 #include "siminfo/collect/shortfall.h"
+#include "siminfo/collect/smp_exchange.h"
+#include "siminfo/collect/walked_fabric.h"
 
 namespace siminfo {
 

@@ -8,8 +8,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The kernel reports a time-out itself; only where no kernel is behind the port does this bound the wait.
-constexpr milliseconds kGrace{100};
 // Between the looks at whether the user wants an end.
 constexpr unsigned kSliceMs = 100;
 // A port that refuses a packet may take it a little later.
@@ -60,7 +58,8 @@ void SmpExchange::transmit(Pending& pending) {
   const bool isSent = port_.send(pending.request, timing_.timeoutMs);
   failedSends_ = isSent ? 0 : failedSends_ + 1;
   if (failedSends_ >= kMaxFailedSends) isFabricSilent_ = true;
-  pending.deadline = Clock::now() + (isSent ? milliseconds(timing_.timeoutMs) + kGrace : kSendAgain);
+  const milliseconds mostWait{timing_.timeoutMs + timing_.graceMs};
+  pending.deadline = Clock::now() + (isSent ? mostWait : kSendAgain);
 }
 
 void SmpExchange::take(Packet& received) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "siminfo/collect/smp.h"
+#include "siminfo/collect/walk_limits.h"
 
 namespace siminfo {
 
@@ -29,12 +30,6 @@ enum class SmpOutcome : std::uint8_t {
   kDeviceSilent,  ///< not sent: the device at the end of the route had timed out again and again
   kInterrupted,   ///< not sent, or not waited for: the user wants an end
   kFabricSilent,  ///< not sent: nothing answers any more, or the management port takes no packets
-};
-
-/// How long to wait for an answer, and how often to ask again.
-struct SmpTiming {
-  unsigned timeoutMs = 1000;
-  unsigned retries = 3;
 };
 
 /// What is known of the work while it goes on, from one exchange to the next; tick() is called for every

@@ -1,10 +1,30 @@
 #include "siminfo/collect/umad_port.h"
 
-#include "siminfo/collect/collect.h"
-#include "siminfo/collect/library_gate.h"
+#include <dlfcn.h>
+
+#include "siminfo/collect/collect_error.h"
 #include "siminfo/collect/port_choice.h"
 
 namespace siminfo {
+namespace {
+
+/// The next definition behind the program's own.
+template <class Function>
+Function* nextDefinition(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+int realUmadSend(int port, int agent, void* umad, int length, int timeoutMs, int retries) {
+  static auto* const real = nextDefinition<decltype(umad_send)>("umad_send");
+  return real(port, agent, umad, length, timeoutMs, retries);
+}
+
+int realUmadReceive(int port, void* umad, int* length, int timeoutMs) {
+  static auto* const real = nextDefinition<decltype(umad_recv)>("umad_recv");
+  return real(port, umad, length, timeoutMs);
+}
 
 UmadPort::UmadPort(const std::string& device, int portNumber)
     : port_(umad_open_port(device.c_str(), portNumber)), agent_(-1), isOwner_(true) {

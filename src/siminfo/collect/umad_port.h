@@ -6,6 +6,10 @@
 
 namespace siminfo {
 
+/// The functions of libibumad itself, whatever else the program defines by their names.
+int realUmadSend(int port, int agent, void* umad, int length, int timeoutMs, int retries);
+int realUmadReceive(int port, void* umad, int* length, int timeoutMs);
+
 /// A management port of this host.
 class UmadPort final : public MadPort {
  public:

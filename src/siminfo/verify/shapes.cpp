@@ -14,7 +14,6 @@ std::string shapeOf(const Snapshot& snapshot, const IBNode& node) {
   for (const Rule& rule : rules()) {
     const FramePlan plan = expectation.plan(rule.frame);
     shape << ';' << static_cast<int>(plan.carriage);
-    if (plan.carriage != Carriage::kCarried) continue;
     for (const auto& [num, port] : plan.special) shape << ' ' << +num;
   }
   // Ports differ in how many counter sets they have.
