@@ -61,7 +61,7 @@ TEST_F(SpoiltDump, ShowsEveryFrameWithoutItsUnpackLine) {
     if (line.starts_with("void "))
       frame = line.substr(line.rfind("::") + 2, line.find('(') - line.rfind("::") - 2);
     if (line.find("_unpack(") != std::string::npos)
-      spoilt.insert("  " + node + ": " + frame + ": ");
+      spoilt.insert(std::string("  ").append(node).append(": ").append(frame).append(": "));
     else
       text += line + "\n";
   }
