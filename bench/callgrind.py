@@ -1,4 +1,7 @@
-"""Counts instructions with valgrind's callgrind: the same numbers on every run, whatever else the machine does."""
+"""Counts instructions with valgrind's callgrind: the same numbers on every run, whatever else the machine does.
+
+callgrind.py SIMINFO_REPEAT SNAPSHOT WORK=LIMIT... [SNAPSHOT WORK=LIMIT...]... ends with 1 when a work costs more.
+"""
 
 import re
 import subprocess
@@ -19,10 +22,14 @@ def per_unit(repeat, work, snapshot):
 
 
 if __name__ == "__main__":
-    program, snapshot, *limits = sys.argv[1:]
+    program, *arguments = sys.argv[1:]
     failed = False
-    for limit in limits:
-        work, most = limit.split("=")
+    for argument in arguments:
+        limit = re.fullmatch(r"([a-z-]+)=(\d+)", argument)
+        if not limit:
+            snapshot = argument
+            continue
+        work, most = limit.groups()
         count = per_unit(program, work, snapshot)
         failed = failed or count > float(most)
         print(f"{work}: {count:.1f} instructions each, at most {most}")

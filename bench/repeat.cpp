@@ -49,8 +49,7 @@ std::size_t emitToAnyStream(Snapshot& snapshot, int count) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// Every value of a snapshot stands behind a colon or, in an array, behind a comma or bracket; the colons
-/// will do.
+/// Fields are counted by their colons. Elements of arrays have none, and are few.
 std::size_t load(const std::string& fileName, int count) {
   for (int i = 0; i < count; ++i) readSnapshotFile(fileName);
   std::ifstream file(fileName);

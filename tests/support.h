@@ -45,6 +45,17 @@ class GroupingLocale final : public std::numpunct<char> {
   std::string do_grouping() const override { return "\1"; }
 };
 
+/// The record with every field at the same small value, those of inner records apart.
+template <class Record>
+Record filled(std::uint64_t value) {
+  Record record{};
+  for (const Field& field : kFields<Record>) {
+    for (std::size_t i = 0; field.form != FieldForm::kRecords && i < field.count; ++i)
+      field.set(&record, value, i);
+  }
+  return record;
+}
+
 /// A fabric that a test builds by hand, with the generator over it.
 class GeneratorTest : public testing::Test {
  protected:
@@ -62,16 +73,6 @@ class GeneratorTest : public testing::Test {
     CapabilityAnswer answer{0, {}};
     for (const unsigned bit : smpBits) answer.mask.words[bit / 32] |= 1U << bit % 32;
     discovered.capabilities.setAnswer(node.recordIndex, false, answer);
-  }
-  /// The record with every field at the same small value.
-  template <class Record>
-  static Record filled(std::uint64_t value) {
-    Record record{};
-    for (const Field& field : kFields<Record>) {
-      for (std::size_t i = 0; field.form != FieldForm::kRecords && i < field.count; ++i)
-        field.set(&record, value, i);
-    }
-    return record;
   }
   template <class Record>
   void give(const IBNode& node, const Record& record = filled<Record>(1)) {

@@ -7,28 +7,53 @@
 #include "tests/support.h"
 
 namespace siminfo {
+
+/// Numbers of every width, alone and as arrays.
+struct TestNumbers {
+  std::array<std::uint16_t, 3> halves;
+  std::uint8_t byte;
+  std::array<std::uint8_t, 2> bytes;
+  std::array<std::uint64_t, 2> longs;
+  bool operator==(const TestNumbers&) const = default;
+};
+SIMINFO_RECORD(TestNumbers){
+    SIMINFO_FIELD(TestNumbers, halves, 12),
+    SIMINFO_FIELD(TestNumbers, byte, 8),
+    SIMINFO_FIELD(TestNumbers, bytes, 8),
+    SIMINFO_FIELD(TestNumbers, longs, 64),
+};
+static_assert(tableCoversRecord<TestNumbers>());
+
 namespace {
 
-/// Checks that every line end is flushed before anything follows it.
-class LineFlushBuffer final : public std::stringbuf {
+/// What stands behind a stream: notes what comes, with a '|' for each flush, and fails as it is told to.
+class Device : public std::streambuf {
  public:
-  int lineEnds = 0;
-  int flushes = 0;
-  bool wroteAcrossLineEnd = false;
+  std::string log;
+  bool takesLess = false;
+  bool cannotSync = false;
+  bool throwsOnWrite = false;
+  bool throwsOnSync = false;
 
  protected:
   std::streamsize xsputn(const char* text, std::streamsize size) override {
-    for (const char character : std::string_view(text, static_cast<std::size_t>(size))) {
-      wroteAcrossLineEnd = wroteAcrossLineEnd || lineEnds != flushes;
-      lineEnds += character == '\n' ? 1 : 0;
-    }
-    return std::stringbuf::xsputn(text, size);
+    if (throwsOnWrite) throw 7;
+    if (takesLess) --size;
+    log.append(text, static_cast<std::size_t>(size));
+    return size;
+  }
+  int_type overflow(int_type character) override {
+    const char written = traits_type::to_char_type(character);
+    return xsputn(&written, 1) == 1 ? character : traits_type::eof();
   }
   int sync() override {
-    ++flushes;
-    return 0;
+    if (throwsOnSync) throw 7;
+    log += '|';
+    return cannotSync ? -1 : 0;
   }
 };
+
+std::string spaces(int count) { return std::string(static_cast<std::size_t>(std::max(count, 0)), ' '); }
 
 void lines(std::ostream& os) {
   BlockEmitter out(os);
@@ -54,6 +79,50 @@ TEST(BlockEmitter, SpellsValuesInPlainHexadecimal) {
   }
 }
 
+TEST(BlockEmitter, FillsValuesUpToALeastNumberOfDigits) {
+  std::ostringstream os;
+  BlockEmitter(os) << Hex{0x2c9, 16} << " " << Hex{0xfedcba9876543210, 16} << " " << Hex{0, 9} << " "
+                   << Hex{0x2c9, 2};
+  EXPECT_EQ(os.str(), "00000000000002c9 fedcba9876543210 000000000 2c9");
+}
+
+TEST(BlockEmitter, IndentsByAnyWidth) {
+  for (const int indent : {-5000, -1, 0, 1, 15, 16, 17, 20, 63, 64, 65, 127, 5000, 70000}) {
+    std::ostringstream os;
+    BlockEmitter(os).assign(indent, "Field", 0xbeef);
+    EXPECT_EQ(os.str(), spaces(indent) + "mad_buffer.Field = 0xbeef;") << indent;
+    os.str("");
+    BlockEmitter(os) << Spaces{indent} << "text";
+    EXPECT_EQ(os.str(), spaces(indent) + "text") << indent;
+  }
+}
+
+TEST(BlockEmitter, AssignsArraysOfNumbersElementByElement) {
+  TestNumbers record{};
+  const Field& halves = kFields<TestNumbers>[0];
+  for (std::size_t i = 0; i < halves.count; ++i) halves.set(&record, 0xa00 + i, i);
+  EXPECT_EQ(record.halves, (std::array<std::uint16_t, 3>{0xa00, 0xa01, 0xa02}));
+  record.byte = 7;
+  record.bytes = {1, 0xff};
+  record.longs = {0, 0x8000000000000000};
+  std::ostringstream os;
+  BlockEmitter(os).block("&m_node->numbers", record);
+  EXPECT_EQ(os.str(),
+            "    TestNumbers mad_buffer = {0};\n"
+            "    TestNumbers_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->numbers));\n"
+            "\n"
+            "    mad_buffer.halves[0] = 0xa00;\n"
+            "    mad_buffer.halves[1] = 0xa01;\n"
+            "    mad_buffer.halves[2] = 0xa02;\n"
+            "    mad_buffer.byte = 0x7;\n"
+            "    mad_buffer.bytes[0] = 0x1;\n"
+            "    mad_buffer.bytes[1] = 0xff;\n"
+            "    mad_buffer.longs[0] = 0x0;\n"
+            "    mad_buffer.longs[1] = 0x8000000000000000;\n"
+            "\n"
+            "    TestNumbers_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->numbers));");
+}
+
 TEST(BlockEmitter, IgnoresFlagsAndLocalesAndLeavesTheStreamInDecimal) {
   std::ostringstream plain;
   lines(plain);
@@ -62,9 +131,16 @@ TEST(BlockEmitter, IgnoresFlagsAndLocalesAndLeavesTheStreamInDecimal) {
   std::ostringstream odd;
   odd.imbue(std::locale(std::locale::classic(), new GroupingLocale));
   odd << std::hex << std::uppercase << std::showbase << std::setfill('#') << std::left << std::showpos;
+  odd << std::setw(30);
   lines(odd);
   EXPECT_EQ(odd.str(), plain.str());
   EXPECT_EQ(odd.flags() & std::ios_base::basefield, std::ios_base::dec);
+  EXPECT_EQ(odd.width(), 0);
+
+  odd.width(30);
+  odd.setstate(std::ios_base::eofbit);
+  lines(odd);
+  EXPECT_EQ(odd.width(), 30) << "of a stream that gets nothing";
 
   const std::locale before = std::locale::global(std::locale(std::locale::classic(), new GroupingLocale));
   std::ostringstream underGlobal;
@@ -73,14 +149,144 @@ TEST(BlockEmitter, IgnoresFlagsAndLocalesAndLeavesTheStreamInDecimal) {
   EXPECT_EQ(underGlobal.str(), plain.str());
 }
 
-TEST(BlockEmitter, MarksAStreamThatTakesLessAsBad) {
-  class FullBuffer final : public std::streambuf {
-    std::streamsize xsputn(const char*, std::streamsize size) override { return size / 2; }
+TEST(BlockEmitter, KeepsTheOrderOfWhatOthersWrite) {
+  Device device;
+  std::ostream os(&device);
+  {
+    BlockEmitter outer(os);
+    BlockEmitter(os) << "a ";
+    os << "b ";
+    BlockEmitter(os) << "c\n";
+    os << "d" << std::endl;
+    outer << "e";
+  }
+  os << "f";
+  EXPECT_EQ(device.log, "a b c\n|d\n|ef");
+}
+
+TEST(BlockEmitter, LeavesNothingOnAStreamThatCopiesTheFormat) {
+  std::ostringstream os;
+  std::ostringstream other;
+  {
+    BlockEmitter out(os);
+    out << "a";
+    other.copyfmt(os);
+    BlockEmitter(other) << "b";
+    EXPECT_EQ(other.str(), "b");
+  }
+  BlockEmitter(other) << "c";
+  EXPECT_EQ(os.str(), "a");
+  EXPECT_EQ(other.str(), "bc");
+}
+
+/// What can be seen of a stream after it was written to.
+struct Outcome {
+  std::string log;
+  std::ios_base::iostate state;
+  std::ios_base::iostate mask;
+  std::string thrown;
+  bool hasItsBuffer;
+  bool operator==(const Outcome&) const = default;
+};
+
+struct StreamCase {
+  void (*fail)(Device& device);  // null for a stream without a buffer
+  std::ios_base::iostate state;
+  std::ios_base::iostate mask;
+
+  Outcome after(void (*write)(std::ostream&)) const {
+    Device device;
+    if (fail != nullptr) fail(device);
+    std::streambuf* const buffer = fail != nullptr ? &device : nullptr;
+    std::ostream os(buffer);
+    try {
+      os.exceptions(mask);
+      os.setstate(state);
+    } catch (const std::ios_base::failure&) {  // both are set all the same
+    }
+    std::string thrown = "nothing";
+    try {
+      write(os);
+    } catch (const std::ios_base::failure&) {
+      thrown = "failure";
+    } catch (int) {
+      thrown = "what the device threw";
+    }
+    return {device.log, os.rdstate(), os.exceptions(), thrown, os.rdbuf() == buffer};
+  }
+};
+
+/// The stream's own inserters are the measure, on every kind of stream that can be had.
+TEST(BlockEmitter, FailsAsTheStreamsOwnInserters) {
+  using Ios = std::ios_base;
+  constexpr auto kInserters = [](std::ostream& os) {
+    if (os << "some text\n") os.flush();
   };
-  FullBuffer buffer;
-  std::ostream os(&buffer);
-  BlockEmitter(os) << "text";
+  constexpr auto kEmitter = [](std::ostream& os) { BlockEmitter(os) << "some text\n"; };
+  int number = 0;
+  for (void (*const fail)(Device&) : std::initializer_list<void (*)(Device&)>{
+           [](Device&) {}, [](Device& to) { to.takesLess = true; }, [](Device& to) { to.cannotSync = true; },
+           [](Device& to) { to.throwsOnWrite = true; }, [](Device& to) { to.throwsOnSync = true; },
+           nullptr}) {
+    for (const Ios::iostate state : {Ios::goodbit, Ios::eofbit, Ios::failbit, Ios::badbit}) {
+      for (const Ios::iostate mask : {Ios::goodbit, Ios::eofbit, Ios::failbit, Ios::badbit}) {
+        const StreamCase each{fail, state, mask};
+        EXPECT_EQ(each.after(kEmitter), each.after(kInserters)) << "case " << number;
+        ++number;
+      }
+    }
+  }
+}
+
+TEST(BlockEmitter, GivesNothingToAStreamWithoutABufferThatWasCleared) {
+  std::ostream os(nullptr);
+  {
+    BlockEmitter out(os);
+    out << "text\n";
+    os.clear();
+  }
   EXPECT_TRUE(os.bad());
+  EXPECT_EQ(os.rdbuf(), nullptr);
+}
+
+TEST(BlockEmitter, FlushesTheTiedStreamFirstAndAStreamThatFlushesByItself) {
+  Device device;
+  std::ostream os(&device);
+  std::ostream tied(&device);  // the same device, so that the order shows
+  os.tie(&tied);
+  os << std::unitbuf;
+  BlockEmitter(os) << "line\nopen";
+  EXPECT_EQ(device.log, "|line\n|open|");
+
+  device.cannotSync = true;
+  os.tie(nullptr);
+  os.exceptions(std::ios_base::badbit);
+  EXPECT_THROW(BlockEmitter(os) << "open", std::ios_base::failure);
+}
+
+TEST(BlockEmitter, WritesWhileAnExceptionIsUnderWayAndNothingOfWhatWasGivenUp) {
+  class LastWords {
+   public:
+    explicit LastWords(std::ostream& to) : os_(to) {}
+    ~LastWords() { BlockEmitter(os_) << "last words\n"; }
+
+   private:
+    std::ostream& os_;
+  };
+  Device device;
+  std::ostream os(&device);
+  try {
+    const LastWords lastWords(os);
+    BlockEmitter out(os);
+    out << "given up\n";
+    BlockEmitter(os) << "given up as well\n";
+    os << "and this";
+    throw 1;
+  } catch (int) {
+    EXPECT_EQ(os.rdbuf(), &device);
+    EXPECT_TRUE(os.good());
+  }
+  EXPECT_EQ(device.log, "last words\n|");
 }
 
 class EmittedLines : public GeneratorTest {};
@@ -104,17 +310,25 @@ TEST_F(EmittedLines, AreFlushedOneByOne) {
     discovered.records.setMonitor(port.recordIndex, 1);
   }
   for (const SimInfoDumpCPP::Frame& each : SimInfoDumpCPP::Frames()) {
-    LineFlushBuffer buffer;
-    std::ostream os(&buffer);
-    (generator.*each.generate)(os, node);
-    EXPECT_EQ(buffer.flushes, buffer.lineEnds) << each.method;
-    EXPECT_FALSE(buffer.wroteAcrossLineEnd) << each.method;
-    EXPECT_FALSE(buffer.str().ends_with('\n')) << each.method;
-
     SectionStream section;
     (generator.*each.generate)(section, node);
-    EXPECT_EQ(section.text(), buffer.str()) << each.method;
+    std::string expected(section.text());
+    EXPECT_FALSE(expected.ends_with('\n')) << each.method;
+    for (std::size_t at = 0; (at = expected.find('\n', at)) != std::string::npos; at += 2)
+      expected.insert(at + 1, "|");
+
+    Device device;
+    std::ostream os(&device);
+    (generator.*each.generate)(os, node);
+    EXPECT_EQ(device.log, expected) << each.method;
   }
+}
+
+TEST(SectionStream, GetsNothingWhenItIsNotGood) {
+  SectionStream section;
+  section.setstate(std::ios_base::failbit);
+  BlockEmitter(section) << "text\n";
+  EXPECT_EQ(section.text(), "");
 }
 
 TEST(SectionStream, GrowsAndKeepsItsText) {

@@ -1,5 +1,6 @@
-// The exact text of blocks, one for each shape that there is. Field lists as a whole stand in the golden
-// file.
+// The exact text of blocks, one for each shape that there is. Whole field lists stand in the golden file.
+
+#include <functional>
 
 #include "tests/support.h"
 
@@ -405,6 +406,86 @@ TEST_F(Blocks, OfPushCounters) {
                 "reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));\n"
                 "    }");
   EXPECT_EQ(std::count(setters.begin(), setters.end(), '\n'), 17);
+}
+
+/// The lines of one record, which callers may ask for by themselves, at a given indentation.
+struct RecordLines {
+  std::string_view record;  ///< its type's name
+  std::function<void(std::ostream& os, int indent)> write;
+  std::function<void(std::ostream& os)> writeNull;
+};
+
+template <class Record>
+RecordLines recordLines(const SimInfoDumpCPP& generator,
+                        void (SimInfoDumpCPP::*generate)(std::ostream&, int, const Record*) const,
+                        const Record& record) {
+  return {kRecordName<Record>,
+          [=, &generator](std::ostream& os, int indent) { (generator.*generate)(os, indent, &record); },
+          [=, &generator](std::ostream& os) { (generator.*generate)(os, 20, nullptr); }};
+}
+
+class RecordLevel : public Blocks {
+ protected:
+  std::vector<RecordLines> operations() const {
+    const auto portInfo = filled<SMP_PortInfo>(255);
+    const auto counters = filled<ZYRReductionCounters>(7);
+    return {
+        recordLines(generator, &SimInfoDumpCPP::GenerateExtendedPortInfo, filled<SMP_KrelExtPortInfo>(1)),
+        recordLines(generator, &SimInfoDumpCPP::GenerateZYRReductionPortInfo,
+                    filled<ZYRReductionPortInfo>(1)),
+        recordLines(generator, &SimInfoDumpCPP::GenerateZYRReductionCounters, counters),
+        recordLines(generator, &SimInfoDumpCPP::GenerateZYRPushReductionCounters,
+                    filled<ZYRPushReductionCounters>(1)),
+        {"SMP_PortInfo",
+         [this, portInfo](std::ostream& os, int indent) {
+           generator.GeneratePortInfoSW(os, &portInfo, indent, true, true);
+         },
+         [this](std::ostream& os) { generator.GeneratePortInfoSW(os, nullptr, 20, true, true); }},
+        {"",
+         [this, counters](std::ostream& os, int indent) {
+           generator.GenerateZYRReductionCounters(os, indent, 3,
+                                                  {{0, &counters}, {1, nullptr}, {7, &counters}});
+         },
+         {}},
+    };
+  }
+};
+
+/// The text, which was indented by 12 at the least, with its outermost lines at `indent`.
+std::string indentedBy(int indent, const std::string& text) {
+  std::istringstream lines(text);
+  std::string moved;
+  std::string line;
+  for (std::getline(lines, line); std::getline(lines, line);)
+    moved +=
+        "\n" + (line.empty() ? "" : std::string(static_cast<std::size_t>(indent), ' ') + line.substr(12));
+  return moved;
+}
+
+TEST_F(RecordLevel, LinesStandAtAnyIndentation) {
+  for (const RecordLines& each : operations()) {
+    std::ostringstream usual;
+    each.write(usual, 12);
+    EXPECT_EQ(indentedBy(12, usual.str()), usual.str()) << each.record;
+    for (const int indent : {-3, 0, 5, 16, 17, 20, 61, 64, 65, 300}) {
+      std::ostringstream os;
+      each.write(os, indent);
+      EXPECT_EQ(os.str(), indentedBy(std::max(indent, 0), usual.str())) << each.record << " at " << indent;
+    }
+  }
+}
+
+TEST_F(RecordLevel, LinesOfNoRecordStopTheBuild) {
+  for (const RecordLines& each : operations()) {
+    if (!each.writeNull) continue;
+    std::ostringstream os;
+    each.writeNull(os);
+    EXPECT_EQ(os.str(),
+              "\n#error \"Failed to dump " + std::string(each.record) + " MAD. Null pointer is provided.\"");
+  }
+  std::ostringstream os;
+  generator.GeneratePortInfoCA(os, nullptr);
+  EXPECT_EQ(os.str(), "#error \"Failed to dump PortInfo MAD. Null pointer is provided.\"");
 }
 
 }  // namespace

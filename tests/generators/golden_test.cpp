@@ -11,8 +11,7 @@ namespace {
 
 const std::string kGoldenFile = SIMINFO_SOURCE_DIR "/tests/golden/fab1_generated.cpp.txt";
 
-/// Puts fixed words in place of what is not the snapshot's: year, version, host name and the address of a
-/// GID.
+/// Puts fixed words in place of what is not the snapshot's: year, version, host name and a GID's address.
 std::string withoutRunsOwn(std::string text) {
   text = std::regex_replace(text, std::regex("\\(c\\) 2024-\\d+"), "(c) 2024-<year>");
   text = std::regex_replace(text, std::regex("siminfo \\d+\\.\\d+\\.\\d+"), "siminfo <version>");

@@ -10,8 +10,7 @@
 namespace siminfo {
 namespace {
 
-/// An attribute held per port: how to give a port a recognisable record, and how the value shows in the
-/// frame.
+/// An attribute held per port: how to give a port a recognisable record, and how its value shows in the text.
 struct Family {
   std::string method;
   std::function<void(InMemoryExtendedInfo&, std::uint32_t port, std::uint8_t value)> give;

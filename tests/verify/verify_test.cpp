@@ -1,9 +1,17 @@
-#include <gtest/gtest.h>
-#include <sys/wait.h>
+// siminfo verify as a whole: generated functions are compiled and run.
 
-#include <cstdio>
+#include <pthread.h>
 
+#include <mutex>
+#include <set>
+
+#include "siminfo/simulator/headers.h"
 #include "siminfo/simulator/record_layout.h"
+#include "siminfo/snapshot/reader.h"
+#include "siminfo/verify/compiler_messages.h"
+#include "siminfo/verify/selection.h"
+#include "siminfo/verify/work_queue.h"
+#include "tests/program.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -11,130 +19,120 @@ namespace {
 
 const std::string kSmallFabric = SIMINFO_SOURCE_DIR "/examples/small_fabric.json";
 
-struct ProgramRun {
-  int status;
-  std::string output;
-
-  bool says(const std::string& text) const { return output.find(text) != std::string::npos; }
-};
-
-ProgramRun run(const std::string& command) {
-  ProgramRun run{};
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  std::array<char, 4096> piece;
-  for (std::size_t size = 0; (size = std::fread(piece.data(), 1, piece.size(), pipe)) > 0;)
-    run.output.append(piece.data(), size);
-  const int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
 ProgramRun verify(const std::string& arguments) { return run(SIMINFO_PROGRAM " verify " + arguments); }
 
-void replaceIn(std::string& text, std::size_t from, const std::string& what, const std::string& by) {
-  const std::size_t at = text.find(what, from);
-  ASSERT_NE(at, std::string::npos) << what;
-  text.replace(at, what.size(), by);
-}
-
-/// Replaces what stands first in a frame of sw1-reduction.
-void editFrame(std::string& text, const std::string& method, const std::string& what, const std::string& by) {
-  const std::size_t section = text.find("// Name: 'sw1-reduction'");
-  replaceIn(text, text.find("::" + method + "() {", section), what, by);
-}
-
 TEST(Verify, ProvesTheSmallFabric) {
-  const ProgramRun exact = verify(kSmallFabric);
+  const ProgramRun exact = verify(kSmallFabric + " --name Other");
   EXPECT_EQ(exact.status, 0) << exact.output;
   EXPECT_TRUE(
       exact.says("132 frames: 46 proven, 64 not carried, 20 refused by #error, 2 cannot compile as the "
-                 "format stands, 0 differ, 0 fail to compile"))
+                 "format stands, 0 differ, 0 fail to compile\n"
+                 "the rest of the file: 0 differences; not compiled as a whole: it has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
-
-  const ProgramRun buildable = verify(kSmallFabric + " --buildable --jobs 1 --name Other");
-  EXPECT_EQ(buildable.status, 0) << buildable.output;
-  EXPECT_TRUE(
-      buildable.says("132 frames: 48 proven, 64 not carried, 20 refused by #error, 0 cannot compile as "
-                     "the format stands, 0 differ, 0 fail to compile"))
-      << buildable.output;
 }
 
+/// A file that was generated, for edits that only a run shows.
 class EditedDump : public testing::Test {
  protected:
-  void SetUp() override {
-    const ProgramRun made =
-        run(SIMINFO_PROGRAM " generate --buildable --name Fab1 --guid 0x2c90000000041 --output-dir " +
-            directory.path().string() + " " + kSmallFabric);
+  void generate(const std::string& options) {
+    const ProgramRun made = run(SIMINFO_PROGRAM " generate --name Fab1 --output-dir " + folder() + " " +
+                                options + " " + kSmallFabric);
     ASSERT_EQ(made.status, 0) << made.output;
     text = readFile(file);
   }
-  ProgramRun verifyEdited() const {
+  ProgramRun verifyEdited(const std::string& options) const {
     std::ofstream(file) << text;
-    return verify(kSmallFabric + " --name Fab1 --use " + directory.path().string());
+    return verify(kSmallFabric + " --name Fab1 --use " + folder() + " " + options);
   }
+  /// Replaces what stands first in a frame of the node.
+  void edit(const std::string& node, const std::string& method, const std::string& what,
+            const std::string& by) {
+    const std::size_t frame = text.find("::" + method + "() {", text.find("// Name: '" + node + "'"));
+    const std::size_t at = text.find(what, frame);
+    ASSERT_NE(at, std::string::npos) << what;
+    text.replace(at, what.size(), by);
+  }
+  std::string folder() const { return directory.path().string(); }
 
   ScratchDirectory directory;
   std::filesystem::path file = directory.path() / "fab1_generated.cpp";
   std::string text;
 };
 
-TEST_F(EditedDump, IsProvenAsLongAsNothingIsEdited) {
-  const ProgramRun found = verifyEdited();
-  EXPECT_EQ(found.status, 0);
-  EXPECT_TRUE(found.says("1 node, 22 frames: 21 proven, 1 not carried")) << found.output;
+struct ValueCase {
+  const char* method;
+  const char* what;
+  const char* by;
+  const char* words;  ///< of the one line that the report has about it
+};
+
+// clang-format off
+const ValueCase kValueCases[] = {
+    {"setNodeInfo", "VendorID = 0x2c9", "VendorID = 0x2c8", "VendorID: expected 0x2c9, found 0x2c8"},
+    {"setPortInfo", "0x24048", "0x24049", "port 1, port 2, port 3: CapMsk: expected 0x24048, found 0x24049"},
+    {"setGMPCapability", "capability2 = 0x0", "capability2 = 0x0 + m_node->numPorts - 6 + 1", "capability2: expected 0x0, found 0x1"},
+    {"setSMPCapability", "    mad_buffer.capability1", "    // ", "capability1: expected 0x801400, found what was there before"},
+    {"setFWInfo", "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->fwInfo));", " copy = mad_buffer;",
+     "every field: expected the discovered values, found what was there before"},
+    {"setSWInfo", "mad_buffer.Major = 0x5;", "mad_buffer.Major = 0x5", "line "},
+    {"setPortInfoExtended", "i = 0", "i = 1", "port 0: every field: expected the discovered values, found what was there"},
+    {"setExtendedPortInfo", "SpecialPortType = 0x0", "SpecialPortType = 0x7", "port 0, port 1, port 2, port 3: SpecialPortType: expected 0x0, found 0x7"},
+    {"setArInfo", "group_cap = 0x1000", "group_cap = 0x100", "group_cap: expected 0x1000, found 0x100"},
+    {"setPrivateLftInfo", "[2].LFTableSize", "[3].LFTableSize", "Description_Mode[2].LFTableSize: expected 0x2e, found what was there"},
+    {"setVSReductionManagerClassPortInfo", "RedirectTC = 0x43", "RedirectTC = 0x44", "RedirectTC: expected 0x43, found 0x44"},
+    {"setZYRReductionPortInfo", "i < m_node->numPorts", "i <= m_node->numPorts",
+     "zyrReductionPortInfo[6]: the whole image: expected unchanged, found changed"},
+    {"setZYRReductionInfo", "mad_buffer.hbf", "*static_cast<volatile int*>(nullptr) = 0; mad_buffer.hbf",
+     "the whole frame: expected a function that returns, found a program that ended in it"},
+    {"setZYRReductionCounters", "dropped_pkt = 0xa", "dropped_pkt = 0xb", "port 4, counter set 0: dropped_pkt: expected 0xab861db3a5, found 0xbb861db3a5"},
+    {"setZYRPushReductionCounters", "set_mlid_error(0x2", "set_mlid_error(0x3", "push counters of headers 4, 1: mlid_error: expected 0x2589d2927"},
+};
+// clang-format on
+
+/// The frames in their exact form: two of them do not compile as the format stands, and what else they say is
+/// judged all the same. The folder's name is no trouble to those who read what a compiler says of files in
+/// it.
+TEST_F(EditedDump, ShowsEachValueThatDiffersOnce) {
+  generate("--guid 0x2c90000000041");
+  for (const ValueCase& of : kValueCases) edit("sw1-reduction", of.method, of.what, of.by);
+  for (const std::string compiler : {"g++", "clang++"}) {
+    if (run(compiler + " --version").status != 0) continue;
+    const ProgramRun found = verifyEdited("--guid 0x2c90000000041 --compiler " + compiler + " --keep '" +
+                                          folder() + "/a \"quoted\" back\\slash: error: 1:2: '");
+    EXPECT_EQ(found.status, 1);
+    EXPECT_TRUE(
+        found.says("1 node, 22 frames: 6 proven, 1 not carried, 0 refused by #error, 0 cannot compile as the "
+                   "format stands, 14 differ, 1 fail to compile\nthe rest of the file: 0 differences"))
+        << found.output;
+    for (const ValueCase& of : kValueCases) {
+      const std::string frame = std::string(of.method) + ": ";
+      const std::size_t at = found.output.find(frame + of.words);
+      EXPECT_NE(at, std::string::npos) << frame << of.words << "\n" << found.output;
+      EXPECT_EQ(found.output.find(frame, found.output.find(frame) + 1), std::string::npos) << frame << "\n"
+                                                                                           << found.output;
+    }
+  }
 }
 
-TEST_F(EditedDump, NamesEveryKindOfDifference) {
-  editFrame(text, "setNodeInfo", "VendorID = 0x2c9", "VendorID = 0x2c8");
-  editFrame(text, "setPortInfo", "(i == 4)", "(i == 3)");
-  editFrame(text, "setSMPCapability", "    mad_buffer.capability1", "    // ");  // commented out
-  editFrame(text, "setGMPCapability", "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->capMaskGMP",
-            "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->capMaskSMP");
-  editFrame(text, "setPortInfoExtended", "i = 0", "i = 1");
-  editFrame(text, "setExtendedPortInfo", "default:", "default: mad_buffer.RetransMode = 1; break; case 77:");
-  editFrame(text, "setArInfo", "    adaptive_routing_info mad",
-            "#error \"no\"\n    adaptive_routing_info mad");
-  editFrame(text, "setSwitchInfo", "    SMP_SwitchInfo mad",
-            "// none\n}\nvoid unused() {\nSMP_SwitchInfo mad");
-  editFrame(text, "setRouterInfo", "// The", "    m_node->routerInfo.bytes[63] = 7; // The");
-  editFrame(text, "setZYRReductionCounters", "setZyrReductionCounters(4, 3,",
-            "setZyrReductionCounters(4, 2,");
-  editFrame(text, "setZYRReductionPortInfo", "i < m_node->numPorts", "i <= m_node->numPorts");
-  editFrame(text, "setZYRReductionInfo", "mad_buffer.hbf",
-            "*static_cast<volatile int*>(nullptr) = 0; mad_buffer.hbf");
-  const ProgramRun found = verifyEdited();
-  EXPECT_EQ(found.status, 1);
-  for (const char* line : {
-           "sw1-reduction: setNodeInfo: VendorID: expected 0x2c9, found 0x2c8",
-           "setPortInfo: port 3: CapMsk:",
-           "setPortInfo: port 4: CapMsk:",
-           "setSMPCapability: capability1: expected 0x801400",
-           "setGMPCapability: capMaskSMP: the whole image: expected unchanged, found changed",
-           "setPortInfoExtended: port 0: CapMsk: expected 0x2, found 0x",
-           "setExtendedPortInfo: port 0: LinkSpeedSupported:",
-           "setArInfo: the whole frame: expected the discovered values, found \"no\"",
-           "setSwitchInfo: the whole frame: expected the discovered values, found none",
-           "setRouterInfo: the whole frame: expected a comment that says why there are none, found a block",
-           "setZYRReductionCounters: port 4, counter set 3:",
-           "setZYRReductionCounters: counterSets[4, 2, 15]: the whole image",
-           "setZYRReductionPortInfo: zyrReductionPortInfo[6]: the whole image: expected unchanged",
-           "setZYRReductionInfo: the whole frame: expected a function that returns",
-       })
-    EXPECT_TRUE(found.says(line)) << line << "\n" << found.output;
-}
-
-TEST_F(EditedDump, GoesOnWithoutTheFramesThatDoNotCompile) {
-  editFrame(text, "setHWInfo", "mad_buffer.pvs", "mad_buffer.nothing");
-  editFrame(text, "setSWInfo", "mad_buffer.Major = 0x5;", "mad_buffer.Major = 0x5");
-  replaceIn(text, 0, "::setExtendedNodeInfo", "::setExtendedNodeInfos");
-  const ProgramRun found = verifyEdited();
-  EXPECT_EQ(found.status, 1);
-  EXPECT_TRUE(found.says("1 node, 22 frames: 18 proven, 1 not carried")) << found.output;
-  EXPECT_TRUE(found.says("1 differ, 2 fail to compile")) << found.output;
-  EXPECT_TRUE(
-      found.says("setExtendedNodeInfo: the whole frame: expected the discovered values, found no such"));
-  EXPECT_TRUE(found.says("setHWInfo: line ")) << found.output;
+/// Each node compiles by itself, and the file does not. Only where it might is it asked about.
+TEST_F(EditedDump, IsCompiledAsAWhole) {
+  const std::string nodes = " --guid 0x2c90000000041 --guid 2c90000000071";
+  generate("--buildable" + nodes);
+  const ProgramRun right = verifyEdited(nodes);
+  EXPECT_EQ(right.status, 0);
+  EXPECT_TRUE(right.says(
+      "2 nodes, 44 frames: 26 proven, 18 not carried, 0 refused by #error, 0 cannot compile as the "
+      "format stands, 0 differ, 0 fail to compile\n"
+      "the rest of the file: 0 differences; compiles as a whole"))
+      << right.output;
+  edit("an-1", "setNodeInfo", " = {0};", " = {0}; extern int shared;");
+  edit("sw1-reduction", "setNodeInfo", " = {0};", " = {0}; extern char shared;");
+  const ProgramRun wrong = verifyEdited(nodes);
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_TRUE(wrong.says("the file: the file as a whole: expected one that compiles, found line "))
+      << wrong.output;
+  EXPECT_TRUE(wrong.says("the rest of the file: 1 difference; does not compile as a whole")) << wrong.output;
 }
 
 /// A switch with ports 0 to 3, as a line of a snapshot.
@@ -153,28 +151,71 @@ std::string switchLine(int guid, int device, int downPort, int specialPort) {
   return line.str();
 }
 
-TEST(Verify, TakesOneNodeOfEachShape) {
+TEST(Selection, TakesOneNodeOfEachShape) {
   const ScratchDirectory directory;
   const std::string file = (directory.path() / "fabric.jsonl").string();
-  // The second node differs in values alone, the third in a port that shares another one's record anyway.
+  // The second node differs in values alone, the third in a port that shares another one's record anyway. The
+  // last has another one's GUID, by which nodes are generated.
   std::ofstream(file) << "{\"fabric_snapshot\":1}\n"
                       << switchLine(1, 5, -1, 3) << switchLine(2, 6, -1, 3) << switchLine(3, 5, 2, 3)
-                      << switchLine(4, 5, -1, 2);
-  EXPECT_TRUE(verify(file).says("2 nodes that stand for 4, 44 frames: 4 proven"));
-  EXPECT_TRUE(verify(file + " --all").says("4 nodes, 88 frames: 8 proven"));
-  EXPECT_TRUE(verify(file + " --guid 2").says("1 node, 22 frames: 2 proven"));
-  EXPECT_EQ(verify(file + " --guid 5").status, 3);
-  // Two nodes of one GUID are told apart by their names.
-  std::ofstream(file, std::ios_base::app) << R"({"name":"m","guid":1,"type":"ca","num_ports":0})";
-  const ProgramRun both = verify(file + " --guid 1");
-  EXPECT_EQ(both.status, 0);
-  EXPECT_TRUE(both.says("2 nodes, 44 frames: 2 proven")) << both.output;
+                      << switchLine(4, 5, -1, 2)
+                      << R"({"name":"o","guid":4,"type":"ca","num_ports":0,"in_sub_fabric":false})"
+                      << R"({"name":"x","guid":1,"type":"switch","num_ports":3})"
+                      << R"({"name":"y","guid":5,"type":"switch","num_ports":3})";
+  const Snapshot snapshot = readSnapshotFile(file);
+  const auto described = [](const std::vector<ExpectedNode>& nodes) {
+    std::string text;
+    for (const ExpectedNode& of : nodes)
+      text += of.node->name + "/" + std::to_string(of.alike) + (of.isRequired ? " " : "? ");
+    return text;
+  };
+  EXPECT_EQ(described(nodesToGenerate(snapshot, {{}, false})), "n1/3 n4/1 x/2 ");
+  EXPECT_EQ(described(nodesToGenerate(snapshot, {{2, 5}, false})), "n2/1 y/1 ");
+  EXPECT_EQ(described(nodesToGenerate(snapshot, {{1}, true})), "n1/1 x/1 ");
+  EXPECT_EQ(described(nodesToGenerate(snapshot, {{1, 2, 3}, false})), "n1/3 x/1 ");
+  EXPECT_EQ(described(nodesToGenerate(snapshot, {{9}, false})), "");
+  EXPECT_EQ(described(nodesOfFile(snapshot, {{}, false})), "n1/1 n2/1? n3/1? n4/1 x/1 y/1? ");
+  EXPECT_EQ(described(nodesOfFile(snapshot, {{}, true})), "n1/1 n2/1 n3/1 n4/1 x/1 y/1 ");
 }
 
 TEST(Verify, RefusesWhatItCannotDo) {
   EXPECT_EQ(verify(kSmallFabric + " --name SW").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --compiler /nonexistent/c++").status, 3);
+  EXPECT_EQ(verify(kSmallFabric + " --guid 5").status, 3);
   EXPECT_EQ(verify(kSmallFabric + " --use /nonexistent").status, 3);
+}
+
+/// Two compilers' ways of saying it, in a file of a difficult name.
+TEST(CompilerMessages, AreReadBehindAnyName) {
+  const std::string name = "/a \"b\":1:2: error: c/fab1_generated.cpp";
+  const CompilerMessages found(name + ": In member function 'void Fab1::SW::setNodeInfo()':\n" + name +
+                                   ":12:5: error: 'x' was not declared\n" + name +
+                                   ":13: fatal error: gone\n" + name +
+                                   ":14:1: note: error: none\nprobe:3:1: error: elsewhere\n",
+                               name);
+  ASSERT_EQ(found.errors.size(), 2U);
+  EXPECT_EQ(found.errors[0].line, 12U);
+  EXPECT_EQ(found.errors[0].words, "'x' was not declared");
+  EXPECT_EQ(found.errors[1].line, 13U);
+  EXPECT_EQ(found.errors[1].words, "gone");
+  EXPECT_EQ(CompilerMessages("ld: undefined reference\ncollect2: error: ld\n", name).anything,
+            "collect2: error: ld");
+  EXPECT_EQ(CompilerMessages("", name).anything, "the compiler failed without a message");
+}
+
+/// A system that has no more threads: their stacks cannot be had.
+TEST(WorkQueue, WorksOnTheThreadsThatItGets) {
+  pthread_attr_t before;
+  pthread_attr_t huge;
+  ASSERT_EQ(pthread_getattr_default_np(&before), 0);
+  pthread_attr_init(&huge);
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 47U);
+  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+  EXPECT_THROW(std::thread([] {}).join(), std::system_error);
+  std::set<std::size_t> done;
+  WorkQueue(20, [](std::size_t) { return true; }).run(4, [&](std::size_t number) { done.insert(number); });
+  pthread_setattr_default_np(&before);
+  EXPECT_EQ(done.size(), 20U);
 }
 
 /// The generated file stands two folders below the simulator, as it was written, and no compiler finds
@@ -182,16 +223,18 @@ TEST(Verify, RefusesWhatItCannotDo) {
 TEST(Simulator, CompilesTheGeneratedFileWithoutWarnings) {
   const ScratchDirectory directory;
   const std::string root = directory.path().string();
-  ASSERT_EQ(verify(kSmallFabric + " --buildable --name Fab1 --guid 0x2c90000000041 --keep " + root).status,
+  writeSimulator(root);
+  ASSERT_EQ(run(SIMINFO_PROGRAM
+                " generate --buildable --simulator-header --name Fab1 --guid 0x2c90000000041 --output-dir " +
+                root + "/dumps/fab1 " + kSmallFabric)
+                .status,
             0);
   for (const std::string compiler : {"g++", "clang++"}) {
     if (run(compiler + " --version").status != 0) GTEST_SKIP() << compiler << " is missing";
     for (const std::string standard : {"17", "20"}) {
-      std::ostringstream command;
-      command << compiler << " -std=c++" << standard
-              << " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " << root << " " << root
-              << "/dumps/fab1/fab1_generated.cpp -o " << root << "/node.o";
-      const ProgramRun compiled = run(command.str());
+      const ProgramRun compiled =
+          run(compiler + " -std=c++" + standard + " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " +
+              root + " " + root + "/dumps/fab1/fab1_generated.cpp -o " + root + "/node.o");
       EXPECT_EQ(compiled.status, 0) << compiled.output;
     }
   }

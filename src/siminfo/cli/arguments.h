@@ -8,8 +8,7 @@
 
 namespace siminfo {
 
-/// The GUIDs of the --guid options and of the file of --guid-file, whose name may be empty. Throws a
-/// CommandError.
+/// The GUIDs of the --guid options, and of the --guid-file unless its name is empty. Throws a CommandError.
 std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const std::string& fileName);
 
 /// Whether a C++ class can be named so.

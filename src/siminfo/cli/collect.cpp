@@ -1,7 +1,5 @@
 #include "siminfo/collect/collect.h"
 
-#include <array>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -9,6 +7,7 @@
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
+#include "siminfo/cli/interruption.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/snapshot/writer.h"
 
@@ -16,24 +15,6 @@ namespace siminfo {
 namespace {
 
 constexpr std::size_t kMostLines = 20;  // of one kind, on standard error
-
-volatile std::sig_atomic_t isInterrupted = 0;
-
-constexpr std::array kEndSignals{SIGINT, SIGTERM};
-
-void setEndSignals(void (*handler)(int)) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  // A second signal waits until the first one is dealt with, and then is the end.
-  for (const int signal : kEndSignals) sigaddset(&action.sa_mask, signal);
-  for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
-}
-
-/// The first signal asks for an end, the second one is the end.
-void askForEnd(int) {
-  isInterrupted = 1;
-  setEndSignals(SIG_DFL);
-}
 
 void printLines(const std::vector<std::string>& lines) {
   for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) printWarning(lines[i]);
@@ -65,12 +46,12 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
     text << std::fixed << std::chrono::duration<double>(Clock::now() - start).count() << " s";
     return text.str();
   };
-  setEndSignals(askForEnd);
+  const Interruption interruption;
   Collected collected;
   try {
     Progress line;
     collected =
-        collectFabric(options, {[] { return isInterrupted != 0; },
+        collectFabric(options, {[&] { return interruption.isAsked(); },
                                 [&](const CollectProgress& progress) {
                                   line.show(std::to_string(progress.nodes) + " nodes found, " +
                                             std::to_string(progress.packets) + " SMPs sent, " + elapsed());
@@ -81,11 +62,11 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
   write(collected.snapshot, output);
   printLines(collected.warnings);
   printLines(collected.missing);
-  if (isInterrupted != 0) printWarning("interrupted: the snapshot holds what was found until then");
+  if (interruption.isAsked()) printWarning("interrupted: the snapshot holds what was found until then");
   printNote(std::to_string(collected.snapshot.discovered.fabric.nodeByName.size()) + " nodes, " +
             std::to_string(collected.snapshot.discovered.fabric.portCount()) + " ports; " +
             std::to_string(collected.packets) + " SMPs in " + elapsed());
-  return isInterrupted != 0 || !collected.missing.empty() ? kPartial : kDone;
+  return interruption.isAsked() || !collected.missing.empty() ? kPartial : kDone;
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 
 namespace siminfo {
 
-/// A node's capability mask; bit 0 of word 0 is capability 0.
+/// A node's mask of vendor-specific capabilities, one for subnet management (SMP) and one for general
+/// management (GMP); bit 0 of word 0 is capability 0. SimInfoData has the names.
 struct capability_mask {
   std::array<std::uint32_t, 4> words{};
   bool operator==(const capability_mask&) const = default;

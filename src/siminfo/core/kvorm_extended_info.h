@@ -20,6 +20,7 @@ class KvormExtendedInfo {
   /// A port's counter set number `counterIndex`; sets 0 to 7 are asked for.
   virtual const ZYRReductionCounters* getZYRReductionCounters(std::uint32_t portIndex,
                                                               std::uint32_t counterIndex) const = 0;
+  /// A port's monitor of that number; asked for to know whether the port's counters mean anything.
   virtual const ZYRReductionConfigureMLIDMonitors* getZYRReductionConfigureMLIDMonitors(
       std::uint32_t portIndex, std::uint8_t monitor) const = 0;
 };

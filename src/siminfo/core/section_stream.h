@@ -56,7 +56,7 @@ class SectionBuffer final : public std::streambuf {
 /// in few large writes. It keeps its memory when it is cleared.
 class SectionStream final : public std::ostream {
  public:
-  SectionStream();
+  SectionStream() : std::ostream(nullptr) { rdbuf(&buffer_); }
 
   std::string_view text() const { return buffer_.text(); }
   void clearText() { buffer_.clear(); }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <locale>
@@ -64,18 +65,10 @@ std::string_view bannerType(const IBNode& node) {
   }
 }
 
-/// A GUID as banners spell it: sixteen digits.
-std::string paddedHex(std::uint64_t value) {
-  std::string digits(16, '0');
-  for (auto digit = digits.rbegin(); value != 0; ++digit, value >>= 4U)
-    *digit = "0123456789abcdef"[value & 0xfU];
-  return digits;
-}
-
 void printBanner(std::ostream& os, const IBNode& node) {
   BlockEmitter(os) << "\n\n"
                    << "// Node Type: " << bannerType(node) << (node.isSpecialNode() ? "(Special Node)" : "")
-                   << ", Node GUID: 0x" << paddedHex(node.guid) << ", Ports: " << node.numPorts << "\n"
+                   << ", Node GUID: 0x" << Hex{node.guid, 16} << ", Ports: " << node.numPorts << "\n"
                    << "// Name: '" << node.name << "', Alt: '" << node.getAlternativeName() << "\n";
 }
 
@@ -99,6 +92,18 @@ void passOn(SectionStream& sections, std::ostream& file) {
 int CopyrightYear(const std::tm* now) { return now != nullptr ? now->tm_year + 1900 : kYearWithoutClock; }
 
 std::span<const SimInfoDumpCPP::Frame> SimInfoDumpCPP::Frames() { return kFrames; }
+
+std::span<const SimInfoDumpCPP::Frame> SimInfoDumpCPP::BuildableFrames() {
+  static constexpr auto kBuildable = [] {
+    auto frames = kFrames;
+    for (const Frame& replaced :
+         {Frame{"setVSReductionManagerClassPortInfo", &SimInfoDumpCPP::GenerateBuildableClassPortInfo},
+          Frame{"setZYRPushReductionCounters", &SimInfoDumpCPP::GenerateBuildablePushCounters}})
+      *std::ranges::find(frames, replaced.method, &Frame::method) = replaced;
+    return frames;
+  }();
+  return kBuildable;
+}
 
 int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64_t>& guids) const {
   GenerationSummary summary;

@@ -39,7 +39,8 @@ class SimInfoDumpCPP {
   /// The frames of every node, in the order in which they are written.
   static std::span<const Frame> Frames();
 
-  /// The same frames, but for the two whose exact text no compiler accepts: see generators/buildable.cpp.
+  /// The same frames, but for two whose exact text is no C++: the reduction class port info, which assigns an
+  /// address with two "0x" in place of the GID, and the push counters, whose branches share one scope.
   static std::span<const Frame> BuildableFrames();
 
   /// The engine is borrowed and must outlive the generator. `frames` is one of the two above.
@@ -93,8 +94,9 @@ class SimInfoDumpCPP {
   void GenerateBuildablePushCounters(std::ostream& os, const IBNode& node) const;
 
   // The layers below the per-port generators: the emitted loop over the simulated node's ports, which selects
-  // a record by port number, and the lines of one record at a given indentation. Records are borrowed. Unless
-  // they say otherwise they leave their last line open.
+  // a record by port number, and the lines of one record at a given indentation, whatever its width; negative
+  // is none. Records are borrowed. Unless they say otherwise they leave their last line open. In place of a
+  // record that is null stands an #error line, at column 0 whatever the indentation.
 
   /// The loop of a node that is no switch: one record for every port.
   void GeneratePortInfoCA(std::ostream& out, const SMP_PortInfo* record) const;
@@ -147,6 +149,8 @@ class SimInfoDumpCPP {
   bool RefusesReduction(std::ostream& os, const IBNode& node) const;
   /// The same for what is held per port, which asks for the class port info as well.
   bool RefusesPortReduction(std::ostream& os, const IBNode& node) const;
+  /// The class port info of the node's reduction management, or null after the line that says why not.
+  const IB_ClassPortInfo* FindReductionClassPortInfo(std::ostream& os, const IBNode& node) const;
 
   void PrintNode(SectionStream& os, const std::string& name, const IBNode& node,
                  GenerationSummary& summary) const;

@@ -13,4 +13,14 @@ inline bool RefusesNonSwitch(std::ostream& os, const IBNode& node) {
   return true;
 }
 
+/// Writes on a line of its own, which stops the simulator's build, that the lines of one record were asked
+/// for without the record, and returns true; or writes nothing.
+template <class Record>
+bool RefusesNull(std::ostream& os, const Record* record) {
+  if (record != nullptr) return false;
+  BlockEmitter(os) << "\n#error \"Failed to dump "
+                   << kRecordName<Record> << " MAD. Null pointer is provided.\"";
+  return true;
+}
+
 }  // namespace siminfo

@@ -44,6 +44,9 @@ void declare(BlockEmitter& out, const Field& field) {
 void writeRecord(BlockEmitter& out, const RecordLayout& layout) {
   out << (layout.isStandard ? "// As the InfiniBand architecture has it on the wire.\n"
                             : "// In this simulator's own layout.\n");
+  // Reserved is the image as it was unpacked, and packing lays the fields over it. A record that was not
+  // unpacked packs zeros there, which shows that its unpack line is missing.
+  //
   // Generated source writes `= {0}`. A constructor takes it without a word about the other members, and a
   // record that goes unused is no mistake of whoever compiles the source.
   out << "struct [[maybe_unused]] " << layout.type << " {\n"
@@ -53,17 +56,20 @@ void writeRecord(BlockEmitter& out, const RecordLayout& layout) {
     declare(out, field);
     out << "\n";
   }
-  out << "};\n"
+  out << "    u_int8_t reserved[" << layout.bytes << "] = {};\n"
+      << "};\n"
       << "using " << layout.image << " = drovik::Image<" << layout.bytes << ">;\n";
 
   out << "inline void " << layout.functions << "_unpack(" << layout.type
-      << "* record, const u_int8_t* image) {\n";
+      << "* record, const u_int8_t* image) {\n"
+      << "    std::memcpy(record->reserved, image, sizeof record->reserved);\n";
   for (const NumberLayout& number : layout.numbers)
     out << "    record->" << number.path << " = static_cast<u_int" << 8 * number.leaf().size
         << "_t>(drovik::getBits(image, " << number.bit << ", " << number.bits << "));\n";
   out << "}\n"
       << "inline void " << layout.functions << "_pack(const " << layout.type
-      << "* record, u_int8_t* image) {\n";
+      << "* record, u_int8_t* image) {\n"
+      << "    std::memcpy(image, record->reserved, sizeof record->reserved);\n";
   for (const NumberLayout& number : layout.numbers)
     out << "    drovik::setBits(image, " << number.bit << ", " << number.bits << ", record->" << number.path
         << ");\n";

@@ -68,6 +68,20 @@ constexpr std::array kClassPortInfoWire{
     WireField{"RedirectQKey", 288, 32},
 };
 
+struct WireLayout {
+  std::string_view record;
+  std::size_t bytes;
+  std::span<const WireField> fields;
+};
+constexpr std::array kStandard{
+    WireLayout{kRecordName<SMP_NodeInfo>, 64, kNodeInfoWire},
+    WireLayout{kRecordName<SMP_SwitchInfo>, 64, kSwitchInfoWire},
+    WireLayout{kRecordName<SMP_PortInfo>, 64, kPortInfoWire},
+    WireLayout{kRecordName<SMP_PortInfoExtended>, 64, kPortInfoExtendedWire},
+    WireLayout{kRecordName<SMP_RouterInfo>, 64, kRouterInfoWire},
+    WireLayout{kRecordName<IB_ClassPortInfo>, 72, kClassPortInfoWire},
+};
+
 /// How generated source names element `element` of the field.
 std::string pathOf(const Field& field, std::size_t element) {
   std::string path(field.name);
@@ -96,61 +110,57 @@ std::vector<NumberLayout> packInOrder(std::span<const Field> fields, std::size_t
   return numbers;
 }
 
-template <class Record>
-RecordLayout ownLayout() {
-  const std::string name(kRecordName<Record>);
+/// Real attributes have bits that no field takes, and so have the simulator's own.
+constexpr std::size_t kReservedBytes = 1;
+
+RecordLayout ownLayout(std::string_view record, std::span<const Field> fields) {
+  const std::string name(record);
   std::size_t bits = 0;
-  std::vector<NumberLayout> numbers = packInOrder(kFields<Record>, bits);
-  return {name, name, name + "_image", false, bits / 8, std::move(numbers), kFields<Record>};
+  std::vector<NumberLayout> numbers = packInOrder(fields, bits);
+  return {name, name, name + "_image", false, bits / 8 + kReservedBytes, std::move(numbers), fields};
 }
 
-template <class Record>
-RecordLayout standardLayout(std::size_t bytes, std::span<const WireField> wire) {
-  RecordLayout layout = ownLayout<Record>();
+void lieOnTheWire(RecordLayout& layout, const WireLayout& wire) {
   layout.isStandard = true;
-  layout.bytes = bytes;
+  layout.bytes = wire.bytes;
   for (NumberLayout& number : layout.numbers) {
-    const auto found = std::ranges::find(wire, number.field->name, &WireField::name);
-    if (found == wire.end())
+    const auto found = std::ranges::find(wire.fields, number.field->name, &WireField::name);
+    if (found == wire.fields.end())
       throw std::logic_error(layout.type + "." + number.path + ": has no place in the wire layout");
     number.bits = found->bits / number.field->count;
     number.bit = found->bit + number.element * number.bits;
   }
-  return layout;
 }
 
-/// Simulators have names of their own for this record and its image.
-RecordLayout countersLayout() {
-  RecordLayout layout = ownLayout<ZYRReductionCounters>();
-  layout.type = "ZYRReductCounters";
-  layout.image = "ib_zyr_reduction_counters_t";
-  return layout;
+void addLayout(std::vector<RecordLayout>& layouts, std::string_view record, std::span<const Field> fields) {
+  RecordLayout& layout = layouts.emplace_back(ownLayout(record, fields));
+  const auto* wire = std::ranges::find(kStandard, record, &WireLayout::record);
+  if (wire != kStandard.end()) lieOnTheWire(layout, *wire);
+}
+
+/// A record that consists of records and of nothing else is one answer of several blocks: simulators keep
+/// each block as an attribute of its own.
+void addLayouts(std::vector<RecordLayout>& layouts, std::string_view record, std::span<const Field> fields) {
+  const auto isBlock = [](const Field& field) {
+    return field.form == FieldForm::kRecords && field.count == 1;
+  };
+  if (!std::ranges::all_of(fields, isBlock)) return addLayout(layouts, record, fields);
+  for (const Field& block : fields) addLayout(layouts, block.innerName, block.members);
 }
 
 std::vector<RecordLayout> makeLayouts() {
-  return {
-      standardLayout<SMP_NodeInfo>(64, kNodeInfoWire),
-      standardLayout<SMP_SwitchInfo>(64, kSwitchInfoWire),
-      standardLayout<SMP_PortInfo>(64, kPortInfoWire),
-      standardLayout<SMP_PortInfoExtended>(64, kPortInfoExtendedWire),
-      standardLayout<SMP_RouterInfo>(64, kRouterInfoWire),
-      standardLayout<IB_ClassPortInfo>(72, kClassPortInfoWire),
-      ownLayout<GeneralInfoCapabilityMask>(),
-      ownLayout<SWInfo_Block_Element>(),
-      ownLayout<FWInfo_Block_Element>(),
-      ownLayout<HWInfo_Block_Element>(),
-      ownLayout<ib_extended_node_info>(),
-      ownLayout<SMP_ExtendedSwitchInfo>(),
-      ownLayout<SMP_KrelExtPortInfo>(),
-      ownLayout<ib_private_lft_info>(),
-      ownLayout<adaptive_routing_info>(),
-      ownLayout<CC_EnhancedCongestionInfo>(),
-      ownLayout<CC_CongestionSwitchGeneralSettings>(),
-      ownLayout<ZYRReductionInfo>(),
-      ownLayout<ZYRReductionPortInfo>(),
-      ownLayout<ZYRPushReductionCounters>(),
-      countersLayout(),
-  };
+  std::vector<RecordLayout> layouts;
+#define SIMINFO_LAYOUT(Record, getter) addLayouts(layouts, kRecordName<Record>, kFields<Record>);
+  SIMINFO_NODE_RECORDS(SIMINFO_LAYOUT)
+  SIMINFO_PORT_RECORDS(SIMINFO_LAYOUT)
+#undef SIMINFO_LAYOUT
+  // Neither is asked for by a node's or a port's number alone, so neither stands in those lists.
+  addLayout(layouts, kRecordName<GeneralInfoCapabilityMask>, kFields<GeneralInfoCapabilityMask>);
+  addLayout(layouts, kRecordName<ZYRReductionCounters>, kFields<ZYRReductionCounters>);
+  // Simulators have names of their own for this record and its image.
+  layouts.back().type = "ZYRReductCounters";
+  layouts.back().image = "ib_zyr_reduction_counters_t";
+  return layouts;
 }
 
 }  // namespace

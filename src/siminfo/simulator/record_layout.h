@@ -37,9 +37,10 @@ struct RecordLayout {
   std::span<const Field> fields;
 };
 
-/// Every record that generated source names. Standard attributes lie as the InfiniBand architecture has them
-/// on the wire. All others lie in a layout of the simulator's own: the fields in the order of the record's
-/// table, each in whole bytes, with nothing in between.
+/// Every record that generated source names, from the lists of records. Standard attributes lie as the
+/// InfiniBand architecture has them on the wire. All others lie in a layout of the simulator's own: the
+/// fields in the order of the record's table, each in whole bytes, with nothing in between, and a reserved
+/// byte behind them.
 const std::vector<RecordLayout>& recordLayouts();
 
 /// The layout of the record whose functions are named so; there must be one.

@@ -11,8 +11,7 @@ constexpr std::size_t kWindow = std::size_t{1} << 20U;
 /// Finds the bracket that closes the first one, over text that comes in pieces.
 class BracketScanner {
  public:
-  /// Goes on with `text` where it stopped; returns the length up to the closing bracket, or 0 when more is
-  /// needed.
+  /// Goes on where it stopped; returns the length up to the closing bracket, or 0 when more is needed.
   std::size_t scan(std::string_view text) {
     for (; at_ < text.size(); ++at_) {
       const char character = text[at_];
@@ -65,7 +64,8 @@ bool DocumentStream::readMore() {
     end_ -= begin_;
     begin_ = 0;
   }
-  if (end_ + kPadding == buffer_.size()) buffer_.resize(2 * end_ + kPadding);
+  if (end_ > kLongestDocument) return false;
+  if (end_ + kPadding == buffer_.size()) buffer_.resize(std::min(2 * end_, kLongestDocument + 1) + kPadding);
   const std::size_t got = readBytes_(buffer_.data() + end_, buffer_.size() - kPadding - end_);
   end_ += got;
   bytesRead_ += got;
@@ -102,7 +102,7 @@ bool DocumentStream::next() {
       return true;
     }
     seen = held().size();
-    if (seen > kLongestDocument || !readMore()) {
+    if (!readMore()) {
       length_ = seen;
       return true;
     }
@@ -120,7 +120,7 @@ bool DocumentStream::widen() {
       length_ = whole;
       return text().size() != std::string_view(text().data(), guess).find_last_not_of(" \t\r") + 1;
     }
-    if (held().size() > kLongestDocument || !readMore()) {
+    if (!readMore()) {
       length_ = held().size();
       isCut_ = true;
       return false;

@@ -28,19 +28,21 @@ class DocumentStream {
 
   /// Moves to the next document; false at the end.
   bool next();
-  /// Sets text() to the bytes from the document's first to the bracket that closes it. False when that is
-  /// what text() was, or when there is no such bracket; isCut() then tells which.
+  /// Sets text() to the bytes from the document's first bracket to the one that closes it. True when that
+  /// is another text, white space at its end apart, so that it is worth parsing. False as well when the
+  /// document begins with no bracket, and when none closes it; isCut() is for the latter.
   bool widen();
-  /// Whether the input ended, or the limit was met, before the document did.
+  /// Whether widen() met the end of the input, or the limit, before the closing bracket; text() is then all
+  /// that was read of the document.
   bool isCut() const { return isCut_; }
 
-  /// Moves about `size` bytes of whole lines from before the next document into `lines`. False when there is
-  /// nothing left, or no line end within reach. putBack undoes it; of several, the one taken last comes
-  /// first.
+  /// Moves at most `size` bytes from before the next document into `lines`: whole lines, the last of the
+  /// input with or without its end. False when there is nothing left, or no line that short. putBack undoes
+  /// it, the lines that were taken last before those that were taken earlier.
   bool takeLines(std::size_t size, Lines& lines);
   void putBack(const Lines& lines);
 
-  /// The document. It is followed by at least `padding` readable bytes.
+  /// The document. It is followed by at least kPadding readable bytes.
   std::string_view text() const { return {buffer_.data() + begin_, length_}; }
   /// Number of the line on which the document begins, from 1.
   std::size_t line() const { return line_; }
@@ -48,12 +50,13 @@ class DocumentStream {
   std::size_t bytesRead() const { return bytesRead_; }
 
   static constexpr std::size_t kPadding = 64;
+  /// In bytes; of longer ones so much and a byte is read.
   static constexpr std::size_t kLongestDocument = std::size_t{64} << 20U;
 
  private:
   /// Goes behind the current document.
   void leaveDocument();
-  /// Reads more behind what is held. False at the end of the input.
+  /// Reads more behind what is held. False at the end of the input and beyond the longest document.
   bool readMore();
   bool skipWhiteSpace();
   std::string_view held() const { return {buffer_.data() + begin_, end_ - begin_}; }

@@ -7,17 +7,13 @@
 
 #include "siminfo/core/fabric.h"
 #include "siminfo/core/in_memory/in_memory_extended_info.h"
+#include "siminfo/text/number_text.h"
 
 namespace siminfo {
 
 /// Version of the snapshot format, the value of the header's first key.
 inline constexpr std::uint64_t kFormatVersion = 1;
 
-/// A snapshot's word for a number, such as 4 for an active port.
-struct Word {
-  std::string_view word;
-  int value;
-};
 inline constexpr std::array kNodeTypes{
     Word{"ca", kChannelAdapter},
     Word{"switch", kSwitch},
@@ -27,6 +23,8 @@ inline constexpr std::array kPortStates{
     Word{"unknown", 0}, Word{"down", 1}, Word{"initialize", 2}, Word{"armed", 3}, Word{"active", 4},
 };
 inline constexpr int kDefaultPortState = 4;
+inline constexpr IntegerForm kNodeTypeForm{0, 255, kNodeTypes};
+inline constexpr IntegerForm kPortStateForm{kIntForm.lowest, kIntForm.highest, kPortStates};
 
 /// A flag of a port, as the array "kinds" names it.
 struct PortKind {

@@ -1,8 +1,8 @@
 #include "siminfo/snapshot/json.h"
 
 #include <algorithm>
+#include <bit>
 
-#include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 
@@ -29,37 +29,10 @@ std::string_view kindOf(json::value& value) {
   return "something else";
 }
 
-std::string listed(const std::vector<std::string_view>& names) {
-  std::string list;
-  for (const std::string_view name : names) list.append(list.empty() ? "" : ", ").append(name);
-  return list;
-}
-
-std::string range(std::uint64_t maximum) {
-  return "expected an integer from 0 to " + std::to_string(maximum);
-}
-
-/// The value's text as it stands in the document, without the quotes of a string. Numbers in strings are read
-/// from here: nothing that a number is made of needs an escape.
+/// A number as it stands in the document.
 std::string_view tokenText(json::value& value) {
-  std::string_view token = value.raw_json_token();
-  token = token.substr(0, token.find_last_not_of(" \t\r\n") + 1);
-  if (token.size() >= 2 && token.front() == '"') token = token.substr(1, token.size() - 2);
-  return token;
-}
-
-std::uint64_t readUnsignedString(const Place& place, json::value& value, std::uint64_t maximum) {
-  std::string_view text = tokenText(value);
-  const bool isEscaped = text.find('\\') != std::string_view::npos;
-  if (isEscaped)
-    text = take(place, value.get_string(), value, "a string");
-  else
-    take(place, value.get_raw_json_string(), value, "a string");
-  const std::optional<std::uint64_t> number = parseUnsigned(text);
-  if (!number || *number > maximum)
-    refuse(place,
-           inQuotes(text) + " does not fit; " + range(maximum) + ", as a number or a string like \"0x2c9\"");
-  return *number;
+  const std::string_view token = value.raw_json_token();
+  return token.substr(0, token.find_last_not_of(" \t\r\n") + 1);
 }
 
 }  // namespace
@@ -104,37 +77,25 @@ void refuse(const Place& place, simdjson::error_code error, json::value* value, 
   throw Refusal{place.path(), malformedWords(error), nullptr};
 }
 
-KeyTable::KeyTable(std::string owner, std::vector<std::string_view> names, std::size_t required)
-    : owner_(std::move(owner)),
-      names_(std::move(names)),
-      required_(required == 0 ? 0 : ~std::uint64_t{0} >> (64 - required)) {
-  slots_.fill(0xff);
-  for (std::size_t index = 0; index < names_.size(); ++index) {
-    std::size_t slot = slotOf(names_[index]);
-    while (slots_[slot] != 0xff) slot = (slot + 1) % kSlots;
-    slots_[slot] = static_cast<std::uint8_t>(index);
-  }
-}
-
-std::size_t KeyTable::slotOf(std::string_view key) {
-  std::uint32_t hash = 2166136261U;  // FNV-1a
-  for (const char character : key) hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
-  return (hash ^ hash >> 15U) % kSlots;
+KeyTable::KeyTable(std::string owner, std::vector<Key> keys)
+    : owner_(std::move(owner)), keys_(std::move(keys)) {
+  for (std::size_t index = 0; index < keys_.size(); ++index)
+    required_ |= std::uint64_t{keys_[index].isRequired} << index;
 }
 
 std::size_t KeyTable::find(std::string_view key) const {
-  for (std::size_t slot = slotOf(key); slots_[slot] != 0xff; slot = (slot + 1) % kSlots) {
-    if (names_[slots_[slot]] == key) return slots_[slot];
-  }
-  return kNone;
+  const auto found = std::ranges::find(keys_, key, &Key::name);
+  return found != keys_.end() ? static_cast<std::size_t>(found - keys_.begin()) : kNone;
 }
 
 void KeyTable::refuseUnknown(const Place& place) const {
-  refuse(place, "is unknown; " + owner_ + " has " + listed(names_));
+  std::string list;
+  for (const Key& key : keys_) list.append(list.empty() ? "" : ", ").append(key.name);
+  refuse(place, "is unknown; " + owner_ + " has " + list);
 }
 
 void KeyTable::refuseMissing(const Place& place, std::uint64_t missing) const {
-  refuse(place.member(names_[static_cast<std::size_t>(std::countr_zero(missing))]),
+  refuse(place.member(name(static_cast<std::size_t>(std::countr_zero(missing)))),
          "is missing; " + owner_ + " must have it");
 }
 
@@ -149,27 +110,17 @@ std::string_view keyText(const Place& place, json::field& field) {
   return key;
 }
 
-std::uint64_t readUnsigned(const Place& place, json::value value, std::uint64_t maximum) {
-  std::uint64_t number = 0;
-  const auto error = value.get_uint64().get(number);
-  if (error == simdjson::SUCCESS && number <= maximum) return number;
-  if (error == simdjson::SUCCESS) refuse(place, std::to_string(number) + " does not fit; " + range(maximum));
-  if (isString(value)) return readUnsignedString(place, value, maximum);
-  if (kindOf(value) == "a number")
-    refuse(place, printable(tokenText(value)) + " does not fit; " + range(maximum));
-  refuse(place, "is " + std::string(kindOf(value)) + "; " + range(maximum));
-}
-
-int readSigned(const Place& place, json::value value) {
-  constexpr std::int64_t kLowest = std::numeric_limits<int>::min();
-  constexpr std::int64_t kHighest = std::numeric_limits<int>::max();
-  std::int64_t number = 0;
-  if (value.get_int64().get(number) == simdjson::SUCCESS) {
-    if (number < kLowest || number > kHighest)
-      refuse(place, std::to_string(number) + " does not fit; expected an integer of 32 bits");
-    return static_cast<int>(number);
-  }
-  return static_cast<int>(readUnsigned(place, value, static_cast<std::uint64_t>(kHighest)));
+std::uint64_t readSpelledInteger(const Place& place, json::value value, const IntegerForm& form) {
+  const bool isText = isString(value);
+  const std::string_view text = isText ? readText(place, value) : tokenText(value);
+  // A string may hold any spelling; whether JSON spells a number so, the parser knows.
+  const bool isInteger = isText || value.get_int64().error() == simdjson::SUCCESS;
+  if (const auto number = parseInteger(text, form); isInteger && number) return *number;
+  const std::string_view kind = kindOf(value);
+  std::string fault = "is " + std::string(kind);
+  if (isText) fault = inQuotes(text) + " does not fit";
+  if (kind == "a number") fault = printable(text) + " does not fit";
+  refuse(place, fault + "; expected " + integerWords(form));
 }
 
 bool readBool(const Place& place, json::value value) {

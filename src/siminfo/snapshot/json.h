@@ -2,13 +2,13 @@
 
 #include <simdjson.h>
 
-#include <array>
-#include <bit>
+#include <concepts>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "siminfo/text/number_text.h"
 
 namespace siminfo {
 
@@ -54,18 +54,22 @@ T take(const Place& place, simdjson::simdjson_result<T> result, json::value& val
 /// The keys that an object may have, at most 64 of them.
 class KeyTable {
  public:
+  struct Key {
+    std::string_view name;
+    bool isRequired = false;
+  };
   static constexpr std::size_t kNone = ~std::size_t{0};
 
-  /// `owner` says in messages what has these keys. The first `required` of them must be given.
-  KeyTable(std::string owner, std::vector<std::string_view> names, std::size_t required);
+  /// `owner` says in messages what has these keys.
+  KeyTable(std::string owner, std::vector<Key> keys);
 
-  std::string_view name(std::size_t index) const { return names_[index]; }
+  std::string_view name(std::size_t index) const { return keys_[index].name; }
   std::size_t find(std::string_view key) const;
   /// Whether the key that begins at `raw`, behind its opening quote, is the one of that number. Documents
   /// have their keys in the writer's order as a rule, and then no key is looked up at all.
   bool matches(std::size_t index, const char* raw) const {
-    if (index >= names_.size()) return false;
-    const std::string_view name = names_[index];
+    if (index >= keys_.size()) return false;
+    const std::string_view name = keys_[index].name;
     return std::char_traits<char>::compare(raw, name.data(), name.size()) == 0 && raw[name.size()] == '"';
   }
 
@@ -75,14 +79,11 @@ class KeyTable {
   }
 
  private:
-  static constexpr std::size_t kSlots = 128;
-  static std::size_t slotOf(std::string_view key);
   [[noreturn]] void refuseMissing(const Place& place, std::uint64_t missing) const;
 
   std::string owner_;
-  std::vector<std::string_view> names_;
-  std::uint64_t required_;
-  std::array<std::uint8_t, kSlots> slots_;
+  std::vector<Key> keys_;
+  std::uint64_t required_ = 0;
 };
 
 /// The key of a member, unescaped when need be.
@@ -130,10 +131,17 @@ std::size_t readElements(const Place& place, json::value value, Visit visit) {
   return index;
 }
 
-/// An integer, or a string that holds one in decimal or behind "0x".
-std::uint64_t readUnsigned(const Place& place, json::value value, std::uint64_t maximum);
-/// The same for a number that may be negative and fits 32 bits.
-int readSigned(const Place& place, json::value value);
+/// Reads what readInteger finds to be no plain number of the place.
+std::uint64_t readSpelledInteger(const Place& place, json::value value, const IntegerForm& form);
+/// An integer: a number, or a string that parseInteger takes. All integers of the form must fit an `Int`. It
+/// is inline so that no form is made where the value is a plain number, as nearly all are.
+template <std::integral Int = std::uint64_t>
+inline Int readInteger(const Place& place, json::value value, const IntegerForm& form) {
+  std::uint64_t number = 0;
+  if (value.get_uint64().get(number) != simdjson::SUCCESS || number > form.highest)
+    number = readSpelledInteger(place, value, form);
+  return static_cast<Int>(number);
+}
 bool readBool(const Place& place, json::value value);
 /// The text is valid until the next document is parsed.
 std::string_view readText(const Place& place, json::value value);

@@ -1,6 +1,7 @@
 #include "siminfo/snapshot/node_parser.h"
 
 #include <algorithm>
+#include <bit>
 #include <bitset>
 
 #include "siminfo/snapshot/format.h"
@@ -21,13 +22,13 @@ struct RecordSchema {
 RecordSchema makeSchema(const std::string& owner, std::span<const RecordKind> kinds,
                         const std::vector<std::string_view>& others) {
   std::vector<RecordParser> parsers;
-  std::vector<std::string_view> names;
+  std::vector<KeyTable::Key> names;
   for (const RecordKind& kind : kinds) {
     parsers.emplace_back(std::string(kind.name), kind.fields);
-    names.push_back(kind.name);
+    names.push_back({kind.name});
   }
-  names.insert(names.end(), others.begin(), others.end());
-  return {kinds, std::move(parsers), KeyTable(owner, std::move(names), 0)};
+  for (const std::string_view other : others) names.push_back({other});
+  return {kinds, std::move(parsers), KeyTable(owner, std::move(names))};
 }
 
 const RecordSchema& nodeSchema() {
@@ -40,131 +41,205 @@ const RecordSchema& portSchema() {
   return schema;
 }
 
-template <std::size_t N>
-int readWord(const Place& place, json::value value, const std::array<Word, N>& words,
-             std::string_view orElse) {
-  const std::string_view text = readText(place, value);
-  const auto* word = std::ranges::find(words, text, &Word::word);
-  if (word != words.end()) return word->value;
-  std::string expected;
-  for (const Word& each : words) expected.append("\"").append(each.word).append("\", ");
-  refuse(place, "is not one of the words for it; expected " + expected + "or " + std::string(orElse));
-}
+/// A key of nodes or of ports, and what reads its value.
+template <class Parser>
+struct Member : KeyTable::Key {
+  void (Parser::*parse)(json::value value, const Place& place);
+};
 
-/// Which record names an object gave, by their number in its schema.
-struct RecordNames {
-  std::uint64_t present = 0;
-  std::uint64_t absent = 0;
-  const char* absentAt = nullptr;
+/// Reads an object member by member, each by its row.
+template <class Parser>
+class MemberTable {
+ public:
+  MemberTable(const std::string& owner, std::vector<Member<Parser>> members)
+      : members_(std::move(members)), keys_(owner, {members_.begin(), members_.end()}) {}
 
-  void check(const Place& place, const RecordSchema& schema) const {
-    if ((present & absent) == 0) return;
-    const Place names = place.member("absent");
-    const std::string_view both =
-        schema.names.name(static_cast<std::size_t>(std::countr_zero(present & absent)));
-    refuse(Place{&names, both, 0, absentAt}, "is a record that is there as well; expected one of the two");
+  template <class Object>
+  void read(const Place& place, Object object, Parser& parser) const {
+    readMembers(place, object, keys_, [&](std::size_t key, json::value value, const Place& at) {
+      (parser.*members_[key].parse)(value, at);
+    });
   }
+
+ private:
+  std::vector<Member<Parser>> members_;
+  KeyTable keys_;
+};
+
+/// Reads into the draft what nodes and ports have alike.
+class OwnerParser {
+ protected:
+  OwnerParser(NodeDraft& draft, Owner owner, const RecordSchema& schema)
+      : draft_(draft), owner_(owner), schema_(schema) {}
+
+  void parseRecords(json::value value, const Place& place) {
+    readMembers(place, value, schema_.names, [&](std::size_t name, json::value record, const Place& at) {
+      present_ |= std::uint64_t{1} << name;
+      if (name < schema_.kinds.size()) {
+        const std::size_t offset = reserve(schema_.kinds[name].size);
+        schema_.parsers[name].parse(at, record, &draft_.bytes[offset]);
+        draft_.records.push_back({owner_, static_cast<std::uint32_t>(name), offset});
+      } else if (at.key == kCountersName) {
+        parseCounters(record, at);
+      } else {
+        readElements(at, record, [&](json::value monitor, const Place& element) {
+          draft_.monitors.push_back({owner_, readInteger<std::uint8_t>(element, monitor, {0, 255})});
+        });
+      }
+    });
+  }
+
+  void parseAbsent(json::value value, const Place& place) {
+    absentAt_ = place.at;
+    readMembers(place, value, schema_.names, [&](std::size_t name, json::value reason, const Place& at) {
+      absent_ |= std::uint64_t{1} << name;
+      draft_.absent.push_back({owner_, std::string(at.key), std::string(readLineText(at, reason))});
+    });
+  }
+
+  void requireNotBoth(const Place& place) const {
+    const std::uint64_t both = present_ & absent_;
+    if (both == 0) return;
+    const Place names = place.member("absent");
+    const std::string_view name = schema_.names.name(static_cast<std::size_t>(std::countr_zero(both)));
+    refuse(Place{&names, name, 0, absentAt_}, "is a record that is there as well; expected one of the two");
+  }
+
+  NodeDraft& draft_;
+
+ private:
+  std::size_t reserve(std::size_t size) {
+    const std::size_t offset = draft_.bytes.size();
+    draft_.bytes.resize(offset + (size + 7) / 8);
+    return offset;
+  }
+
+  void parseCounters(json::value value, const Place& place) {
+    static const KeyTable sets(std::string(kCountersName),
+                               {{"0"}, {"1"}, {"2"}, {"3"}, {"4"}, {"5"}, {"6"}, {"7"}});
+    static const RecordParser parser("a counter set", kFields<ZYRReductionCounters>);
+    readMembers(place, value, sets, [&](std::size_t index, json::value set, const Place& at) {
+      const std::size_t offset = reserve(sizeof(ZYRReductionCounters));
+      parser.parse(at, set, &draft_.bytes[offset]);
+      draft_.counters.push_back({owner_, static_cast<std::uint32_t>(index), offset});
+    });
+  }
+
+  Owner owner_;
+  const RecordSchema& schema_;
+  // Record names that were given, a bit for each, by their number in the schema.
+  std::uint64_t present_ = 0;
+  std::uint64_t absent_ = 0;
+  const char* absentAt_ = nullptr;
+};
+
+/// Reads one port of a node document into the draft.
+class PortParser : OwnerParser {
+ public:
+  explicit PortParser(NodeDraft& draft)
+      : OwnerParser(draft, static_cast<Owner>(draft.ports.size()), portSchema()) {
+    port_.portState = kDefaultPortState;
+  }
+
+  void parse(json::value value, const Place& place) {
+    static const MemberTable<PortParser> members("a port",
+                                                 {
+                                                     {{"num", true}, &PortParser::parseNum},
+                                                     {{"state"}, &PortParser::parseState},
+                                                     {{"in_sub_fabric"}, &PortParser::parseInSubFabric},
+                                                     {{"kinds"}, &PortParser::parseKinds},
+                                                     {{"records"}, &PortParser::parseRecords},
+                                                     {{"absent"}, &PortParser::parseAbsent},
+                                                 });
+    members.read(place, value, *this);
+    requireNotBoth(place);
+    draft_.ports.push_back({port_, numAt_});
+  }
+
+ private:
+  void parseNum(json::value value, const Place& at) {
+    port_.num = readInteger<std::uint8_t>(at, value, {0, kMostPorts});
+    numAt_ = at.at;
+  }
+  void parseState(json::value value, const Place& at) {
+    port_.portState = readInteger<int>(at, value, kPortStateForm);
+  }
+  void parseInSubFabric(json::value value, const Place& at) { port_.inSubFabric = readBool(at, value); }
+  void parseKinds(json::value value, const Place& place) {
+    readElements(place, value, [&](json::value kind, const Place& at) {
+      const auto* found = std::ranges::find(kPortKinds, readText(at, kind), &PortKind::word);
+      if (found == kPortKinds.end())
+        refuse(at, "is no kind of port; expected \"special\", \"fnm\" or \"fnm1\"");
+      port_.*(found->flag) = true;
+    });
+  }
+
+  IBPort port_;
+  const char* numAt_ = nullptr;
 };
 
 /// Reads one node document into a draft.
-class NodeParser {
+class NodeParser : OwnerParser {
  public:
-  explicit NodeParser(NodeDraft& draft) : draft_(draft) {}
+  explicit NodeParser(NodeDraft& draft) : OwnerParser(draft, kNodeItself, nodeSchema()), node_(draft.node) {}
 
   void parse(json::object document, const Place& place) {
-    RecordNames names;
-    readMembers(place, document, keys(), [&](std::size_t key, json::value value, const Place& at) {
-      parseMember(static_cast<Key>(key), value, at, names);
-    });
-    names.check(place, nodeSchema());
+    static const MemberTable<NodeParser> members(
+        "a node", {
+                      {{"name", true}, &NodeParser::parseName},
+                      {{"guid", true}, &NodeParser::parseGuid},
+                      {{"type", true}, &NodeParser::parseType},
+                      {{"num_ports", true}, &NodeParser::parseNumPorts},
+                      {{"alternative_name"}, &NodeParser::parseAlternativeName},
+                      {{"in_sub_fabric"}, &NodeParser::parseInSubFabric},
+                      {{"special_type"}, &NodeParser::parseSpecialType},
+                      {{"orbel_switch"}, &NodeParser::parseOrbelSwitch},
+                      {{"capabilities"}, &NodeParser::parseCapabilities},
+                      {{"records"}, &NodeParser::parseRecords},
+                      {{"absent"}, &NodeParser::parseAbsent},
+                      {{"ports"}, &NodeParser::parsePorts},
+                  });
+    members.read(place, document, *this);
+    requireNotBoth(place);
     checkPorts(place);
   }
 
  private:
-  enum Key : std::size_t {
-    kName,
-    kGuid,
-    kType,
-    kNumPorts,
-    kAlternativeName,
-    kInSubFabric,
-    kSpecialType,
-    kOrbelSwitch,
-    kCapabilities,
-    kRecords,
-    kAbsent,
-    kPorts,
-  };
-  static const KeyTable& keys() {
-    static const KeyTable table(
-        "a node",
-        {"name", "guid", "type", "num_ports", "alternative_name", "in_sub_fabric", "special_type",
-         "orbel_switch", "capabilities", "records", "absent", "ports"},
-        kAlternativeName);
-    return table;
+  void parseName(json::value value, const Place& at) {
+    node_.name = readLineText(at, value);
+    if (node_.name.empty()) refuse(at, "is empty; expected the node's name");
+    draft_.nameAt = at.at;
   }
-  enum PortKey : std::size_t { kNum, kState, kPortInSubFabric, kKinds, kPortRecords, kPortAbsent };
-  static const KeyTable& portKeys() {
-    static const KeyTable table("a port", {"num", "state", "in_sub_fabric", "kinds", "records", "absent"},
-                                kState);
-    return table;
+  void parseGuid(json::value value, const Place& at) { node_.guid = readInteger(at, value, kGuidForm); }
+  void parseType(json::value value, const Place& at) {
+    node_.type = readInteger<int>(at, value, kNodeTypeForm);
   }
-
-  void parseMember(Key key, json::value value, const Place& at, RecordNames& names) {
-    IBNode& node = draft_.node;
-    switch (key) {
-      case kName:
-        node.name = readLineText(at, value);
-        if (node.name.empty()) refuse(at, "is empty; expected the node's name");
-        draft_.nameAt = at.at;
-        break;
-      case kGuid:
-        node.guid = readUnsigned(at, value, ~std::uint64_t{0});
-        break;
-      case kType:
-        node.type = isString(value) ? readWord(at, value, kNodeTypes, "an integer from 0 to 255")
-                                    : static_cast<int>(readUnsigned(at, value, 255));
-        break;
-      case kNumPorts:
-        node.numPorts = static_cast<std::uint8_t>(readUnsigned(at, value, kMostPorts));
-        break;
-      case kAlternativeName:
-        node.alternativeName = readLineText(at, value);
-        break;
-      case kInSubFabric:
-        node.inSubFabric = readBool(at, value);
-        break;
-      case kSpecialType:
-        node.specialNodeType = readSigned(at, value);
-        break;
-      case kOrbelSwitch:
-        node.orbelSwitch = readBool(at, value);
-        break;
-      case kCapabilities:
-        parseCapabilities(value, at);
-        break;
-      case kRecords:
-        parseRecords(value, at, nodeSchema(), kNodeItself, names);
-        break;
-      case kAbsent:
-        parseAbsent(value, at, nodeSchema(), kNodeItself, names);
-        break;
-      case kPorts:
-        readElements(at, value, [&](json::value port, const Place& place) { parsePort(port, place); });
-        break;
-    }
+  void parseNumPorts(json::value value, const Place& at) {
+    node_.numPorts = readInteger<std::uint8_t>(at, value, {0, kMostPorts});
+  }
+  void parseAlternativeName(json::value value, const Place& at) {
+    node_.alternativeName = readLineText(at, value);
+  }
+  void parseInSubFabric(json::value value, const Place& at) { node_.inSubFabric = readBool(at, value); }
+  void parseSpecialType(json::value value, const Place& at) {
+    node_.specialNodeType = readInteger<int>(at, value, kIntForm);
+  }
+  void parseOrbelSwitch(json::value value, const Place& at) { node_.orbelSwitch = readBool(at, value); }
+  void parsePorts(json::value value, const Place& at) {
+    readElements(at, value,
+                 [&](json::value port, const Place& place) { PortParser(draft_).parse(port, place); });
   }
 
   void parseCapabilities(json::value value, const Place& place) {
     enum Mask : std::size_t { kSmp, kSmpError, kGmp, kGmpError };
-    static const KeyTable table("\"capabilities\"", {"smp", "smp_error", "gmp", "gmp_error"}, 0);
+    static const KeyTable table("\"capabilities\"", {{"smp"}, {"smp_error"}, {"gmp"}, {"gmp_error"}});
     readMembers(place, value, table, [&](std::size_t key, json::value answer, const Place& at) {
       const bool isGmp = key == kGmp || key == kGmpError;
       std::optional<CapabilityAnswer>& mask = isGmp ? draft_.gmp : draft_.smp;
       if (mask) refuse(at, "is given beside its counterpart; expected the mask or the error, not both");
       if (key == kSmp || key == kGmp)
         mask = {0, parseMask(answer, at)};
-      else if (mask = {readSigned(at, answer), {}}; mask->error == 0)
+      else if (mask = {readInteger<int>(at, answer, kIntForm), {}}; mask->error == 0)
         refuse(at, "is 0, which is no error; expected another number, or the mask");
     });
   }
@@ -173,96 +248,10 @@ class NodeParser {
     capability_mask mask;
     const std::size_t length = readElements(place, value, [&](json::value word, const Place& at) {
       if (at.index >= mask.words.size()) refuse(at, "is one too many; expected 4 words");
-      mask.words[at.index] = static_cast<std::uint32_t>(readUnsigned(at, word, 0xffffffffU));
+      mask.words[at.index] = readInteger<std::uint32_t>(at, word, {0, 0xffffffffU});
     });
     if (length < mask.words.size()) refuse(place, "has " + std::to_string(length) + " words; expected 4");
     return mask;
-  }
-
-  std::size_t reserve(std::size_t size) {
-    const std::size_t offset = draft_.bytes.size();
-    draft_.bytes.resize(offset + (size + 7) / 8);
-    return offset;
-  }
-
-  void parseRecords(json::value value, const Place& place, const RecordSchema& schema, Owner owner,
-                    RecordNames& names) {
-    readMembers(place, value, schema.names, [&](std::size_t name, json::value record, const Place& at) {
-      names.present |= std::uint64_t{1} << name;
-      if (name < schema.kinds.size()) {
-        const std::size_t offset = reserve(schema.kinds[name].size);
-        schema.parsers[name].parse(at, record, &draft_.bytes[offset]);
-        draft_.records.push_back({owner, static_cast<std::uint32_t>(name), offset});
-      } else if (at.key == kCountersName) {
-        parseCounters(record, at, owner);
-      } else {
-        readElements(at, record, [&](json::value monitor, const Place& element) {
-          draft_.monitors.push_back({owner, static_cast<std::uint8_t>(readUnsigned(element, monitor, 255))});
-        });
-      }
-    });
-  }
-
-  void parsePort(json::value value, const Place& place) {
-    const auto owner = static_cast<Owner>(draft_.ports.size());
-    IBPort port;
-    port.portState = kDefaultPortState;
-    const char* numAt = nullptr;
-    RecordNames names;
-    readMembers(place, value, portKeys(), [&](std::size_t key, json::value member, const Place& at) {
-      switch (static_cast<PortKey>(key)) {
-        case kNum:
-          port.num = static_cast<std::uint8_t>(readUnsigned(at, member, kMostPorts));
-          numAt = at.at;
-          break;
-        case kState:
-          port.portState =
-              isString(member) ? readWord(at, member, kPortStates, "an integer") : readSigned(at, member);
-          break;
-        case kPortInSubFabric:
-          port.inSubFabric = readBool(at, member);
-          break;
-        case kKinds:
-          parseKinds(member, at, port);
-          break;
-        case kPortRecords:
-          parseRecords(member, at, portSchema(), owner, names);
-          break;
-        case kPortAbsent:
-          parseAbsent(member, at, portSchema(), owner, names);
-          break;
-      }
-    });
-    names.check(place, portSchema());
-    draft_.ports.push_back({port, numAt});
-  }
-
-  static void parseKinds(json::value value, const Place& place, IBPort& port) {
-    readElements(place, value, [&](json::value kind, const Place& at) {
-      const auto* found = std::ranges::find(kPortKinds, readText(at, kind), &PortKind::word);
-      if (found == kPortKinds.end())
-        refuse(at, "is no kind of port; expected \"special\", \"fnm\" or \"fnm1\"");
-      port.*(found->flag) = true;
-    });
-  }
-
-  void parseCounters(json::value value, const Place& place, Owner owner) {
-    static const KeyTable sets(std::string(kCountersName), {"0", "1", "2", "3", "4", "5", "6", "7"}, 0);
-    static const RecordParser parser("a counter set", kFields<ZYRReductionCounters>);
-    readMembers(place, value, sets, [&](std::size_t index, json::value set, const Place& at) {
-      const std::size_t offset = reserve(sizeof(ZYRReductionCounters));
-      parser.parse(at, set, &draft_.bytes[offset]);
-      draft_.counters.push_back({owner, static_cast<std::uint32_t>(index), offset});
-    });
-  }
-
-  void parseAbsent(json::value value, const Place& place, const RecordSchema& schema, Owner owner,
-                   RecordNames& names) {
-    names.absentAt = place.at;
-    readMembers(place, value, schema.names, [&](std::size_t name, json::value reason, const Place& at) {
-      names.absent |= std::uint64_t{1} << name;
-      draft_.absent.push_back({owner, std::string(at.key), std::string(readLineText(at, reason))});
-    });
   }
 
   /// What only a whole node can be asked.
@@ -274,16 +263,16 @@ class NodeParser {
       const Place port{&ports, {}, i, draft.numAt};
       const Place num = port.member("num");
       const std::string number = std::to_string(draft.port.num);
-      if (draft.port.num == 0 && draft_.node.type != kSwitch)
+      if (draft.port.num == 0 && node_.type != kSwitch)
         refuse(num, "is 0; expected 1 or more, as only a switch has a port 0");
-      if (draft.port.num > draft_.node.numPorts)
-        refuse(num, number + " is above \"num_ports\", " + std::to_string(draft_.node.numPorts));
+      if (draft.port.num > node_.numPorts)
+        refuse(num, number + " is above \"num_ports\", " + std::to_string(node_.numPorts));
       if (seen.test(draft.port.num)) refuse(num, number + " is the number of an earlier port as well");
       seen.set(draft.port.num);
     }
   }
 
-  NodeDraft& draft_;
+  IBNode& node_;
 };
 
 /// The record indices of a draft's node and ports, once these are part of the fabric.

@@ -26,11 +26,11 @@ struct Header {
 void parseHeader(json::object document, const char* text, Header& header) {
   enum Key : std::size_t { kVersion, kSource, kCollectedAt };
   static const KeyTable keys("the header, which is the first document,",
-                             {"fabric_snapshot", "source", "collected_at"}, kSource);
+                             {{"fabric_snapshot", true}, {"source"}, {"collected_at"}});
   readMembers(Place{nullptr, {}, 0, text}, document, keys,
               [&](std::size_t key, json::value value, const Place& at) {
                 if (key == kVersion) {
-                  const std::uint64_t version = readUnsigned(at, value, ~std::uint64_t{0});
+                  const std::uint64_t version = readInteger(at, value, {});
                   if (version != kFormatVersion)
                     refuse(at, "is format " + std::to_string(version) + "; expected format " +
                                    std::to_string(kFormatVersion));

@@ -5,22 +5,22 @@
 namespace siminfo {
 namespace {
 
-std::vector<std::string_view> namesOf(std::span<const Field> fields) {
-  std::vector<std::string_view> names;
-  for (const Field& field : fields) names.push_back(field.name);
-  return names;
+std::vector<KeyTable::Key> keysOf(std::span<const Field> fields) {
+  std::vector<KeyTable::Key> keys;
+  for (const Field& field : fields) keys.push_back({field.name, true});
+  return keys;
 }
 
-/// Bytes as an array of numbers: exactly `field.count` of them, or at most that many where zeros may follow.
-void parseByteArray(const Place& place, json::value value, const Field& field, void* to) {
+/// Exactly `field.count` numbers, or at most that many where zeros may follow.
+void parseNumbers(const Place& place, json::value value, const Field& field, void* to) {
   const bool mayBeShort = field.form == FieldForm::kText;
-  const std::size_t length = readElements(place, value, [&](json::value byte, const Place& at) {
+  const std::size_t length = readElements(place, value, [&](json::value number, const Place& at) {
     if (at.index >= field.count)
-      refuse(at, "is one too many; expected " + std::to_string(field.count) + " bytes");
-    field.set(to, readUnsigned(at, byte, 255), at.index);
+      refuse(at, "is one too many; expected " + std::to_string(field.count) + " numbers");
+    field.set(to, readInteger(at, number, {0, field.maximum()}), at.index);
   });
   if (length < field.count && !mayBeShort)
-    refuse(place, "has " + std::to_string(length) + " bytes; expected " + std::to_string(field.count));
+    refuse(place, "has " + std::to_string(length) + " numbers; expected " + std::to_string(field.count));
 }
 
 void parseBytesText(const Place& place, json::value value, const Field& field, void* to) {
@@ -49,7 +49,7 @@ void parseHexText(const Place& place, json::value value, const Field& field, voi
 }  // namespace
 
 RecordParser::RecordParser(const std::string& name, std::span<const Field> fields)
-    : fields_(fields), keys_(name, namesOf(fields), fields.size()), written_(fields) {
+    : fields_(fields), keys_(name, keysOf(fields)), written_(fields) {
   for (const Field& field : fields) inner_.emplace_back(std::string(field.name), field.members);
 }
 
@@ -59,7 +59,7 @@ void RecordParser::parse(const Place& place, json::value value, void* to) const 
   readMembers(place, value, keys_, [&](std::size_t index, json::value member, const Place& at) {
     const Field& field = fields_[index];
     if (field.isNumber())
-      field.set(to, readUnsigned(at, member, field.maximum()));
+      field.set(to, readInteger(at, member, {0, field.maximum()}));
     else
       parseField(at, member, index, to);
   });
@@ -78,8 +78,8 @@ void RecordParser::parseField(const Place& place, json::value value, std::size_t
     if (length < field.count)
       refuse(place,
              "has " + std::to_string(length) + " objects; expected exactly " + std::to_string(field.count));
-  } else if (!isString(value)) {
-    parseByteArray(place, value, field, to);
+  } else if (field.form == FieldForm::kNumber || !isString(value)) {
+    parseNumbers(place, value, field, to);
   } else if (field.form == FieldForm::kText) {
     parseBytesText(place, value, field, to);
   } else {

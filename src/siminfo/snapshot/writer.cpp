@@ -1,114 +1,12 @@
 #include "siminfo/snapshot/writer.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "siminfo/snapshot/format.h"
-#include "siminfo/text/number_text.h"
-#include "siminfo/text/quoting.h"
+#include "siminfo/snapshot/record_writer.h"
 
 namespace siminfo {
 namespace {
-
-/// One document of JSON as text, on one line. Puts the commas where they belong.
-class JsonLine {
- public:
-  void open(char bracket) {
-    separate();
-    text_ += bracket;
-    needsComma_ = false;
-  }
-  void close(char bracket) {
-    text_ += bracket;
-    needsComma_ = true;
-  }
-  JsonLine& key(std::string_view name) {
-    string(name);
-    text_ += ':';
-    needsComma_ = false;
-    return *this;
-  }
-  void string(std::string_view value) {
-    separate();
-    text_ += jsonString(value);
-  }
-  template <std::integral Int>
-  void number(Int value) {
-    separate();
-    char digits[24];
-    text_ += std::string_view(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
-  }
-  /// A 64-bit value: a string, as many JSON tools round larger numbers.
-  void wide(std::uint64_t value) { string(hexText(value)); }
-  void truth(bool value) {
-    separate();
-    text_ += value ? "true" : "false";
-  }
-
-  void writeTo(std::ostream& out) {
-    text_ += '\n';
-    out.write(text_.data(), static_cast<std::streamsize>(text_.size()));
-    text_.clear();
-    needsComma_ = false;
-  }
-
- private:
-  void separate() {
-    if (needsComma_) text_ += ',';
-    needsComma_ = true;
-  }
-
-  std::string text_;
-  bool needsComma_ = false;
-};
-
-void writeFields(JsonLine& line, std::span<const Field> fields, const void* record);
-
-/// Text when that says the same, and numbers otherwise.
-void writeBytesAsText(JsonLine& line, const Field& field, const void* record) {
-  std::string text;
-  for (std::size_t i = 0; i < field.count; ++i) text += static_cast<char>(field.get(record, i));
-  text.erase(text.find_last_not_of('\0') + 1);
-  if (std::ranges::all_of(text, [](char character) { return ' ' <= character && character <= '~'; }))
-    return line.string(text);
-  line.open('[');
-  for (std::size_t i = 0; i < field.count; ++i) line.number(field.get(record, i));
-  line.close(']');
-}
-
-void writeBytesAsHex(JsonLine& line, const Field& field, const void* record) {
-  std::string text;
-  for (std::size_t i = 0; i < field.count; ++i) text += hexDigits(field.get(record, i), 2);
-  line.string(text);
-}
-
-void writeField(JsonLine& line, const Field& field, const void* record) {
-  switch (field.form) {
-    case FieldForm::kNumber:
-      if (field.bits > 32)
-        line.wide(field.get(record));
-      else
-        line.number(field.get(record));
-      break;
-    case FieldForm::kText:
-      writeBytesAsText(line, field, record);
-      break;
-    case FieldForm::kHexBytes:
-      writeBytesAsHex(line, field, record);
-      break;
-    case FieldForm::kRecords:
-      if (field.count > 1) line.open('[');
-      for (std::size_t i = 0; i < field.count; ++i) writeFields(line, field.members, field.inner(record, i));
-      if (field.count > 1) line.close(']');
-      break;
-  }
-}
-
-void writeFields(JsonLine& line, std::span<const Field> fields, const void* record) {
-  line.open('{');
-  for (const Field& field : fields) writeField(line.key(field.name), field, record);
-  line.close('}');
-}
 
 template <std::size_t N>
 void writeWord(JsonLine& line, const std::array<Word, N>& words, int value) {
@@ -127,8 +25,8 @@ void writeAbsent(JsonLine& line, const std::map<std::uint32_t, AbsentRecords>& a
   line.close('}');
 }
 
-/// Writes "records" with the records of the index, and what `writeMore` adds behind them. Writes no empty
-/// object.
+/// Writes "records" with the records of the index, and what `writeMore` adds behind them; nothing when that
+/// would be an empty object.
 template <class WriteMore>
 void writeRecords(JsonLine& line, std::span<const RecordKind> kinds, const InMemoryExtendedInfo& store,
                   std::uint32_t index, bool hasMore, WriteMore writeMore) {
@@ -136,7 +34,7 @@ void writeRecords(JsonLine& line, std::span<const RecordKind> kinds, const InMem
   if (!hasMore && std::ranges::none_of(kinds, isThere)) return;
   line.key("records").open('{');
   for (const RecordKind& kind : kinds) {
-    if (const void* record = kind.find(store, index)) writeFields(line.key(kind.name), kind.fields, record);
+    if (const void* record = kind.find(store, index)) writeRecord(line.key(kind.name), kind.fields, record);
   }
   writeMore();
   line.close('}');
@@ -146,7 +44,7 @@ void writeCounters(JsonLine& line, const InMemoryExtendedInfo& store, std::uint3
   line.key(kCountersName).open('{');
   for (std::uint32_t set = 0; set < InMemoryExtendedInfo::kCounterSets; ++set) {
     if (const auto* counters = store.getZYRReductionCounters(port, set))
-      writeFields(line.key(std::to_string(set)), kFields<ZYRReductionCounters>, counters);
+      writeRecord(line.key(std::to_string(set)), kFields<ZYRReductionCounters>, counters);
   }
   line.close('}');
 }

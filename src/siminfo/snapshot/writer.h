@@ -7,8 +7,8 @@
 namespace siminfo {
 
 /// Writes the snapshot in its canonical form: a document a line, nodes by name, ports by number, records and
-/// fields in the order of their tables. Reading and writing it again gives the same bytes. The caller checks
-/// the stream.
+/// fields in the order of their tables. Reading that and writing it again gives the same bytes. Whether the
+/// stream took everything is the caller's to check.
 void writeSnapshot(const Snapshot& snapshot, std::ostream& out);
 
 }  // namespace siminfo

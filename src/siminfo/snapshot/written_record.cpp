@@ -31,13 +31,12 @@ unsigned leading(std::uint64_t highBits) {
 /// The first `count` characters, 1 to 8, moved up so that zeros stand before them.
 std::uint64_t aligned(std::uint64_t word, unsigned count) { return word << (64 - 8 * count); }
 
-/// Decimal digits at `text`; moves it behind them. False when there are none or more than 8, or a leading
-/// zero.
+/// Up to eight decimal digits at `text`; moves it behind them. False when there is none, or a leading zero.
 bool readDecimal(const char*& text, std::uint64_t& value) {
   const std::uint64_t word = loadWord(text);
   const std::uint64_t plain = word & ~kHighBits;
   const unsigned count = leading(atLeast(plain, '0') & ~atLeast(plain, '9' + 1) & ~word);
-  if (count == 0 || count == 8 || (count > 1 && *text == '0')) return false;
+  if (count == 0 || (count > 1 && *text == '0')) return false;
   std::uint64_t digits = aligned(word, count) & 0x0f0f0f0f0f0f0f0fU;
   digits = digits * 10 + (digits >> 8U);  // pairs, then fours, then all eight
   digits = ((digits & 0x000000ff000000ffU) * 0x000f424000000064U +
@@ -65,7 +64,7 @@ unsigned readHexWord(const char*& text, std::uint64_t& value) {
   return count;
 }
 
-/// A quoted "0x" and up to 16 digits; moves `text` behind the closing quote.
+/// A quoted "0x" and 1 to 16 digits; moves `text` behind the closing quote. False for anything else.
 bool readQuotedHex(const char*& text, std::uint64_t& value) {
   if (std::memcmp(text, "\"0x", 3) != 0) return false;
   text += 3;

@@ -19,9 +19,8 @@ class WrittenRecord {
   /// Records with fields that are no single numbers are never read here.
   explicit WrittenRecord(std::span<const Field> fields);
 
-  /// Fills the record at `to` from the text that begins with the record's opening brace. False when the text
-  /// is not spelled so; then the record may be filled in part. Up to kReadAhead bytes behind the text are
-  /// touched.
+  /// Fills the record at `to` from the text that begins with its opening brace. False when the text is not
+  /// spelled so; then the record may be filled in part. Touches up to kReadAhead bytes behind the text.
   bool read(const char* text, void* to) const;
 
   static constexpr std::size_t kReadAhead = 64;

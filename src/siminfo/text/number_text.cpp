@@ -28,6 +28,29 @@ std::optional<std::uint64_t> parseUnsigned(std::string_view text) {
   return takeHexMark(text) ? parseDigits(text, 16) : parseDigits(text, 10);
 }
 
+std::optional<std::uint64_t> parseInteger(std::string_view text, const IntegerForm& form) {
+  const auto word = std::ranges::find(form.words, text, &Word::word);
+  if (word != form.words.end()) return static_cast<std::uint64_t>(word->value);
+  const bool isNegative = form.lowest < 0 && text.starts_with('-');
+  if (isNegative) text.remove_prefix(1);
+  std::optional<std::uint64_t> number;
+  if (form.isGuid && text.size() == 16) number = parseDigits(text, 16);
+  if (!number) number = parseUnsigned(text);
+  const std::uint64_t most = isNegative ? 0 - static_cast<std::uint64_t>(form.lowest) : form.highest;
+  if (!number || *number > most) return std::nullopt;
+  return isNegative ? 0 - *number : *number;
+}
+
+std::string integerWords(const IntegerForm& form) {
+  std::string words;
+  for (const Word& each : form.words) words.append("\"").append(each.word).append("\", ");
+  if (!form.words.empty()) words.append("or ");
+  return words.append("an integer from ")
+      .append(std::to_string(form.lowest))
+      .append(" to ")
+      .append(std::to_string(form.highest));
+}
+
 std::string hexDigits(std::uint64_t value, std::size_t digits) {
   std::array<char, 16> text;
   const char* end = std::to_chars(text.begin(), text.end(), value, 16).ptr;

@@ -1,6 +1,9 @@
 #include "siminfo/verify/comparison.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
+#include <tuple>
 
 #include "siminfo/simulator/include/infiniband/drovik/bit_access.h"
 #include "siminfo/text/number_text.h"
@@ -9,6 +12,8 @@
 namespace siminfo {
 namespace {
 
+constexpr const char* kBefore = "what was there before the function ran";
+
 bool fits(const ExpectedNumber& number) { return number.bits == 64 || number.value >> number.bits == 0; }
 
 Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number, std::uint64_t found,
@@ -16,7 +21,7 @@ Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number
   Difference difference{image.place, number.field, hexText(number.value), hexText(found)};
   if (!fits(number))
     difference.expected += ", which does not fit the attribute's " + std::to_string(number.bits) + " bits";
-  if (isUntouched) difference.found += ", as before the function ran";
+  if (isUntouched) difference.found = kBefore;
   return difference;
 }
 
@@ -53,11 +58,37 @@ std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, c
   }
   for (const ExpectedImage& image : expected) {
     const auto found = run.images.find(image.name);
+    const bool isChanged = found != run.images.end();
     const std::uint8_t background = backgroundOf(image.name, run.number);
-    compareImage(image, found != run.images.end() ? found->second : unchangedImage(image, background),
-                 background, differences);
+    std::vector<Difference> wrong;
+    compareImage(image, isChanged ? found->second : unchangedImage(image, background), background, wrong);
+    // What was never stored is one fault, however many fields it has.
+    if (!isChanged && wrong.size() > 1)
+      wrong = {{image.place, "every field", "the discovered values", kBefore}};
+    std::ranges::move(wrong, std::back_inserter(differences));
   }
   return differences;
+}
+
+/// One wrong line of a generated loop is wrong for many ports.
+std::vector<Difference> byPlaces(std::vector<Difference> differences) {
+  constexpr std::size_t kMostPlaces = 4;
+  using Key = std::tuple<std::string, std::string, std::string>;
+  std::map<Key, std::vector<std::string>> places;
+  const auto keyOf = [](const Difference& of) { return Key{of.field, of.expected, of.found}; };
+  for (const Difference& difference : differences) places[keyOf(difference)].push_back(difference.place);
+  std::vector<Difference> merged;
+  for (Difference& difference : differences) {
+    std::vector<std::string>& all = places[keyOf(difference)];
+    if (all.empty()) continue;  // went with the first of its kind
+    difference.place = all.front();
+    for (std::size_t i = 1; i < std::min(all.size(), kMostPlaces); ++i) difference.place += ", " + all[i];
+    if (all.size() > kMostPlaces)
+      difference.place += " and " + std::to_string(all.size() - kMostPlaces) + " more";
+    all.clear();
+    merged.push_back(std::move(difference));
+  }
+  return merged;
 }
 
 }  // namespace
@@ -65,7 +96,8 @@ std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, c
 std::vector<Difference> compareImages(const std::vector<ExpectedImage>& expected,
                                       const std::vector<FrameRun>& runs) {
   for (const FrameRun& run : runs) {
-    if (auto differences = compareRun(expected, run); !differences.empty()) return differences;
+    if (auto differences = compareRun(expected, run); !differences.empty())
+      return byPlaces(std::move(differences));
   }
   if (runs.size() < 2) return {{"", "the whole frame", "two runs", "a program that ended before"}};
   return {};

@@ -5,92 +5,86 @@
 namespace siminfo {
 namespace {
 
-constexpr std::string_view kBanner = "// Node Type: ";
-constexpr std::string_view kName = "// Name: '";
+bool isHead(std::string_view line) { return line.starts_with("void "); }
+bool isType(std::string_view line) { return line.starts_with("// Node Type: "); }
+bool isName(std::string_view line) { return line.starts_with("// Name: '"); }
+bool isEnd(std::string_view line) { return line.starts_with("// End of file"); }
 
 /// "void Fab1::SW::setNodeInfo() {" to "setNodeInfo"; empty for any other line.
-std::string_view methodOf(std::string_view line) {
-  if (!line.starts_with("void ") || !line.ends_with("() {")) return {};
-  line.remove_suffix(4);
-  const std::size_t at = line.rfind("::");
-  return at != std::string_view::npos ? line.substr(at + 2) : std::string_view();
+std::string_view methodOf(std::string_view head) {
+  if (!isHead(head) || !head.ends_with("() {")) return {};
+  head.remove_suffix(4);
+  const std::size_t at = head.rfind("::");
+  return at != std::string_view::npos ? head.substr(at + 2) : std::string_view();
 }
 
-std::string nameLine(const IBNode& node) {
-  return std::string(kName) + node.name + "', Alt: '" + node.alternativeName;
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    lines.push_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return lines;
 }
 
-/// The GUID as the banner's first line has it.
-bool namesGuid(std::string_view banner, std::uint64_t guid) {
-  constexpr std::string_view kGuid = ", Node GUID: 0x";
-  const std::size_t at = banner.find(kGuid);
-  if (at == std::string_view::npos) return false;
-  std::uint64_t value = 0;
-  for (const char digit : banner.substr(at + kGuid.size(), 16))
-    value = value << 4U | static_cast<std::uint64_t>(digit <= '9' ? digit - '0' : digit - 'a' + 10);
-  return value == guid;
-}
-
-bool isSectionOf(const DumpSection& section, const IBNode& node) {
-  const std::size_t lineEnd = section.banner.find('\n');
-  return lineEnd != std::string_view::npos && section.banner.substr(lineEnd + 1) == nameLine(node) &&
-         namesGuid(section.banner, node.guid);
+/// The banner among the lines in front of a frame. Where one of its lines was taken out or cannot be made out
+/// it is the other one, with the line beside it.
+TextLines findBanner(TextLines lines) {
+  const auto last = [&](bool (*isIt)(std::string_view)) {
+    const auto found = std::find_if(lines.rbegin(), lines.rend(), isIt);
+    return static_cast<std::size_t>(lines.rend() - found);  // one past it, or 0
+  };
+  const std::size_t type = last(isType);
+  const std::size_t name = last(isName);
+  if (type > 0) {
+    const std::size_t end = name > type ? name : std::min(type + 1, lines.size());
+    return lines.subspan(type - 1, end - (type - 1));
+  }
+  if (name == 0) return lines.last(0);
+  const std::size_t first = name > 1 && !lines[name - 2].empty() ? name - 2 : name - 1;
+  return lines.subspan(first, name - first);
 }
 
 }  // namespace
 
-FrameText DumpFrame::kind() const {
-  if (body.starts_with("#error")) return FrameText::kError;
-  if (body.starts_with("//")) return FrameText::kComment;
-  // An address with two "0x" where the GID belongs, and names declared twice in one scope in front of a pack
-  // line for a record that is not there.
-  const bool isUncompilable = (method == "setVSReductionManagerClassPortInfo" &&
-                               body.find("mad_buffer.RedirectGID = 0x0x") != std::string_view::npos) ||
-                              (method == "setZYRPushReductionCounters" &&
-                               body.find("SMP_KrelExtPortInfo_pack(") != std::string_view::npos);
-  return isUncompilable ? FrameText::kUncompilable : FrameText::kBlock;
-}
-
-DumpText::DumpText(std::string text) : text_(std::move(text)) {
-  const std::string_view all = text_;
-  head_ = all;
-  DumpFrame* open = nullptr;
-  std::size_t openAt = 0;
-  std::size_t bodyAt = 0;
-  std::size_t lineNumber = 0;
-  for (std::size_t at = 0; at < all.size();) {
-    const std::size_t end = std::min(all.find('\n', at), all.size());
-    const std::string_view line = all.substr(at, end - at);
-    ++lineNumber;
-    if (line.starts_with(kBanner)) {
-      if (sections_.empty()) head_ = all.substr(0, at);
-      const std::size_t second = all.find('\n', end + 1);
-      sections_.push_back({all.substr(at, second - at), {}});
-      open = nullptr;
-    } else if (const std::string_view method = methodOf(line); !method.empty() && !sections_.empty()) {
-      open = &sections_.back().frames.emplace_back(DumpFrame{method, lineNumber, 1, line, {}});
-      openAt = at;
-      bodyAt = end + 1;
-    } else if (open != nullptr) {
-      open->body = all.substr(bodyAt, at - bodyAt);
-      open->text = all.substr(openAt, end - openAt);
-      ++open->lines;
-      if (line == "}") open = nullptr;
+DumpText::DumpText(std::string text) : text_(std::move(text)), lines_(linesOf(text_)) {
+  std::size_t from = 0;  // the first line that is in no part yet
+  for (std::size_t at = 0; at < lines_.size();) {
+    if (!isHead(lines_[at])) {
+      ++at;
+      continue;
     }
-    at = end + 1;
+    const TextLines before = between(from, at);
+    // Frames of another node may follow without a banner, which then is what is missing.
+    const bool isAnother =
+        methodOf(lines_[at]) == "setNodeInfo" && before.size() > 1 && before[0].empty() && before[1].empty();
+    if (sections_.empty() || isAnother || std::ranges::any_of(before, isType) ||
+        std::ranges::any_of(before, isName))
+      from = openSection(from, at);
+    at = from = addFrame(from, at);
   }
+  tail_ = between(from, lines_.size());
 }
 
-std::vector<const DumpSection*> DumpText::sectionsOf(const std::vector<const IBNode*>& nodes) const {
-  std::vector<const DumpSection*> found;
-  auto from = sections_.begin();
-  for (const IBNode* node : nodes) {
-    const auto at = std::find_if(from, sections_.end(),
-                                 [&](const DumpSection& section) { return isSectionOf(section, *node); });
-    found.push_back(at != sections_.end() ? &*at : nullptr);
-    if (at != sections_.end()) from = at + 1;
-  }
-  return found;
+std::size_t DumpText::openSection(std::size_t from, std::size_t head) {
+  const TextLines banner = findBanner(between(from, head));
+  const std::size_t end = numberOf(banner) - 1 + banner.size();
+  sections_.push_back({between(from, end), banner, {}});
+  return end;
+}
+
+std::size_t DumpText::addFrame(std::size_t from, std::size_t head) {
+  const auto endsFrame = [](std::string_view line) {
+    return line == "}" || isHead(line) || isType(line) || isName(line) || isEnd(line);
+  };
+  const auto first = lines_.begin() + static_cast<std::ptrdiff_t>(head) + 1;
+  auto end = static_cast<std::size_t>(std::find_if(first, lines_.end(), endsFrame) - lines_.begin());
+  const bool isClosed = end < lines_.size() && lines_[end] == "}";
+  while (!isClosed && end > head + 1 && lines_[end - 1].empty()) --end;
+  sections_.back().frames.push_back({between(from, head), head + 1, lines_[head], methodOf(lines_[head]),
+                                     between(head + 1, end), isClosed});
+  return isClosed ? end + 1 : end;
 }
 
 }  // namespace siminfo

@@ -25,6 +25,9 @@ struct FramePlan {
   const IBPort* zero = nullptr;
   const IBPort* regular = nullptr;                ///< stands for all ports without a record of their own
   std::map<std::uint8_t, const IBPort*> special;  ///< by port number
+  /// The line that stands in the frame in place of a block, whole and as it is written, from its mark to its
+  /// quotation mark where it has one. Empty when the frame is carried.
+  std::string line;
 };
 
 struct ExpectedNumber {
@@ -49,12 +52,18 @@ class Expectation {
 
   /// The class, inside that of the dump, whose member functions restore the node.
   std::string nodeClass() const;
+  /// The two lines above the node's frames, without the second one's end.
+  std::string banner() const;
   FramePlan plan(std::string_view frame) const;
   /// The images that the frame must have changed when it has run; none unless it is carried.
   std::vector<ExpectedImage> images(std::string_view frame) const;
+  /// The comment lines of the frame's block in their order, without the spaces before them: the capabilities
+  /// that it lists by name. None unless it is carried.
+  std::vector<std::string> comments(std::string_view frame) const;
   /// Why the frame's record was not collected, in the snapshot's words; empty when it does not say.
   std::string absence(std::string_view frame) const;
-  /// The keys of the push counters that the node must be prepared to store.
+  /// The keys of the push counters that the node must be prepared to store: those of every port with a
+  /// record, chosen or not, so that a port's counters show where they should not be.
   std::vector<std::pair<unsigned, unsigned>> pushKeys() const;
 
  private:

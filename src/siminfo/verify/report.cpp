@@ -5,8 +5,8 @@
 #include <sstream>
 #include <tuple>
 
-#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/text/text_rules.h"
+#include "siminfo/verify/rules.h"
 
 namespace siminfo {
 namespace {
@@ -39,9 +39,9 @@ std::string rightAligned(const std::string& text, std::size_t width) {
 
 /// The heads of the columns are the frames' numbers, which a list above the table explains.
 void writeTable(std::ostream& out, const std::vector<NodeResult>& results) {
-  const auto frames = SimInfoDumpCPP::Frames();
+  const std::span<const Rule> frames = rules();
   for (std::size_t i = 0; i < frames.size(); ++i)
-    out << rightAligned(std::to_string(i + 1), 2) << " " << padded(std::string(frames[i].method), 38)
+    out << rightAligned(std::to_string(i + 1), 2) << " " << padded(std::string(frames[i].frame), 38)
         << (i % 2 == 1 ? "\n" : "");
   out << "\n";
   for (const OutcomeWords& words : kWords) out << words.mark << " " << words.words << "   ";
@@ -90,7 +90,7 @@ void writeReasons(std::ostream& out, const std::vector<NodeResult>& results) {
   for (const auto& [reason, names] : reasons) {
     if (reason.outcome != before) out << "\n" << wordsFor(reason.outcome).words << ":\n";
     before = reason.outcome;
-    out << "  " << SimInfoDumpCPP::Frames()[reason.frame].method;
+    out << "  " << rules()[reason.frame].frame;
     if (!reason.words.empty()) out << ": " << reason.words;
     out << "  [";
     for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i)
@@ -100,55 +100,67 @@ void writeReasons(std::ostream& out, const std::vector<NodeResult>& results) {
   }
 }
 
-void writeDifferences(std::ostream& out, const std::vector<NodeResult>& results) {
-  bool isFirst = true;
-  for (const NodeResult& result : results) {
-    for (std::size_t i = 0; i < result.frames.size(); ++i) {
-      const auto& differences = result.frames[i].differences;
-      if (differences.empty()) continue;
-      if (isFirst) out << "\ndiffers:\n";
-      isFirst = false;
-      for (const Difference& difference :
-           std::span(differences).first(std::min(differences.size(), kMostDifferences)))
-        out << "  " << printable(result.node->name) << ": " << SimInfoDumpCPP::Frames()[i].method << ": "
-            << difference.place << (difference.place.empty() ? "" : ": ") << difference.field << ": expected "
-            << difference.expected << ", found " << difference.found << "\n";
-      if (differences.size() > kMostDifferences)
-        out << "  " << printable(result.node->name) << ": " << SimInfoDumpCPP::Frames()[i].method << ": and "
-            << differences.size() - kMostDifferences << " more\n";
-    }
+void writeDifferences(std::ostream& out, const std::string& subject,
+                      const std::vector<Difference>& differences) {
+  for (const Difference& difference :
+       std::span(differences).first(std::min(differences.size(), kMostDifferences)))
+    out << "  " << subject << ": " << difference.place << (difference.place.empty() ? "" : ": ")
+        << difference.field << ": expected " << difference.expected << ", found " << difference.found << "\n";
+  if (differences.size() > kMostDifferences)
+    out << "  " << subject << ": and " << differences.size() - kMostDifferences << " more\n";
+}
+
+void writeDifferences(std::ostream& out, const Verification& verification) {
+  const OutcomeCounts counts = countOutcomes(verification);
+  if (verification.differences.empty() && counts.at(static_cast<std::size_t>(Outcome::kDiffers)) == 0) return;
+  out << "\ndiffers:\n";
+  writeDifferences(out, "the file", verification.differences);
+  for (const NodeResult& result : verification.nodes) {
+    for (std::size_t i = 0; i < result.frames.size(); ++i)
+      writeDifferences(out, printable(result.node->name) + ": " + std::string(rules()[i].frame),
+                       result.frames[i].differences);
   }
 }
 
 }  // namespace
 
-OutcomeCounts countOutcomes(const std::vector<NodeResult>& results) {
+OutcomeCounts countOutcomes(const Verification& verification) {
   OutcomeCounts counts{};
-  for (const NodeResult& result : results) {
+  for (const NodeResult& result : verification.nodes) {
     for (const FrameResult& frame : result.frames) ++counts.at(static_cast<std::size_t>(frame.outcome));
   }
   return counts;
 }
 
-std::string reportText(const std::vector<NodeResult>& results) {
+bool isProven(const Verification& verification) {
+  const OutcomeCounts counts = countOutcomes(verification);
+  const auto of = [&](Outcome outcome) { return counts.at(static_cast<std::size_t>(outcome)); };
+  return verification.differences.empty() && of(Outcome::kDiffers) + of(Outcome::kBroken) == 0;
+}
+
+std::string reportText(const Verification& verification) {
   std::ostringstream out;
-  writeTable(out, results);
-  writeReasons(out, results);
-  writeDifferences(out, results);
-  out << "\n" << summaryText(results) << "\n";
+  writeTable(out, verification.nodes);
+  writeReasons(out, verification.nodes);
+  writeDifferences(out, verification);
+  out << "\n" << summaryText(verification) << "\n";
   return out.str();
 }
 
-std::string summaryText(const std::vector<NodeResult>& results) {
+std::string summaryText(const Verification& verification) {
   std::size_t alike = 0;
-  for (const NodeResult& result : results) alike += result.alike;
+  for (const NodeResult& result : verification.nodes) alike += result.alike;
+  const std::size_t nodes = verification.nodes.size();
   std::ostringstream out;
-  out << results.size() << (results.size() == 1 ? " node" : " nodes");
-  if (alike > results.size()) out << " that stand for " << alike;
-  out << ", " << results.size() * SimInfoDumpCPP::Frames().size() << " frames: ";
-  const OutcomeCounts counts = countOutcomes(results);
+  out << nodes << (nodes == 1 ? " node" : " nodes");
+  if (alike > nodes) out << " that stand for " << alike;
+  out << ", " << nodes * rules().size() << " frames: ";
+  const OutcomeCounts counts = countOutcomes(verification);
   for (std::size_t i = 0; i < counts.size(); ++i)
     out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).counted;
+  out << "\nthe rest of the file: " << verification.differences.size()
+      << (verification.differences.size() == 1 ? " difference" : " differences") << "; "
+      << verification.whole;
   return out.str();
 }
 

@@ -4,18 +4,21 @@
 #include <string>
 #include <vector>
 
-#include "siminfo/verify/verifier.h"
+#include "siminfo/verify/results.h"
 
 namespace siminfo {
 
 /// Number of frames by outcome.
 using OutcomeCounts = std::array<std::size_t, kOutcomes>;
-OutcomeCounts countOutcomes(const std::vector<NodeResult>& results);
+OutcomeCounts countOutcomes(const Verification& verification);
+
+/// Whether nothing differs and everything that should compile does.
+bool isProven(const Verification& verification);
 
 /// The results for people: a table of nodes by frames, why frames are not carried, and every difference.
-std::string reportText(const std::vector<NodeResult>& results);
+std::string reportText(const Verification& verification);
 
 /// "6 nodes, 132 frames: 46 proven, ..."
-std::string summaryText(const std::vector<NodeResult>& results);
+std::string summaryText(const Verification& verification);
 
 }  // namespace siminfo

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "siminfo/generators/drovik_sim_info_dump.h"
+#include "siminfo/verify/rules.h"
 
 namespace siminfo {
 namespace {
@@ -11,10 +11,9 @@ std::string shapeOf(const Snapshot& snapshot, const IBNode& node) {
   const Expectation expectation(snapshot, node);
   std::ostringstream shape;
   shape << expectation.nodeClass() << ' ' << +node.numPorts << ' ' << node.orbelSwitch;
-  for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
-    const FramePlan plan = expectation.plan(frame.method);
+  for (const Rule& rule : rules()) {
+    const FramePlan plan = expectation.plan(rule.frame);
     shape << ';' << static_cast<int>(plan.carriage);
-    if (plan.carriage != Carriage::kCarried) continue;
     for (const auto& [num, port] : plan.special) shape << ' ' << +num;
   }
   // Ports differ in how many counter sets they have.

@@ -1,52 +1,41 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
-#include <optional>
+#include <stdexcept>
+#include <string>
 
-#include "siminfo/verify/comparison.h"
-#include "siminfo/verify/dump_text.h"
-#include "siminfo/verify/shapes.h"
-#include "siminfo/verify/workshop.h"
+#include "siminfo/snapshot/snapshot.h"
+#include "siminfo/verify/results.h"
+#include "siminfo/verify/selection.h"
 
 namespace siminfo {
 
-/// What came of a frame.
-enum class Outcome : std::uint8_t {
-  kProven,        ///< compiled, ran, and the simulated node answers as discovered
-  kOmitted,       ///< not carried, as the snapshot has it, and nothing of the node was changed
-  kRefused,       ///< an #error line, as the snapshot has it
-  kUncompilable,  ///< cannot compile as the format stands
-  kDiffers,       ///< does something else than the snapshot asks
-  kBroken,        ///< does not compile, though the format would have it
-};
-inline constexpr std::size_t kOutcomes = 6;
-
-struct FrameResult {
-  Outcome outcome;
-  std::string reason;   ///< the comment, the #error line or the compiler's message
-  std::string absence;  ///< why the frame's record was not collected, when the snapshot says so
-  std::vector<Difference> differences;
+/// What to verify, and with what.
+struct VerifyRequest {
+  NodeSelection selection;
+  std::string name;            ///< of the dump's class, a C++ identifier
+  bool isBuildable = false;    ///< generate the buildable form
+  unsigned jobs = 1;           ///< nodes compiled at a time
+  std::string compiler;        ///< in the manner of g++ and clang++
+  std::filesystem::path keep;  ///< the folder to work in and leave behind; empty: none is left
+  std::filesystem::path use;   ///< the folder of a file that is there already; empty: one is generated
 };
 
-struct NodeResult {
-  const IBNode* node;
-  std::string nodeClass;
-  std::size_t alike;
-  std::vector<FrameResult> frames;  ///< in the order of SimInfoDumpCPP::Frames()
+struct VerifyWatch {
+  std::function<bool()> isInterrupted;  ///< called by any thread; once it says true, the work ends
+  std::function<void(std::size_t done, std::size_t of)> progress;  ///< nodes
 };
 
-/// A generated file whose nodes are to be verified.
-struct GeneratedSource {
-  std::string name;  ///< of the dump's class
-  std::filesystem::path path;
-  const DumpText& text;
+/// Nothing could be verified: what is wrong, and what would be right.
+class VerifyError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
-/// Verifies the nodes, `jobs` of them at a time; `progress` is called with the number of those that are done,
-/// never by two threads at once, and may stop the work by returning false: then the results are cut short.
-/// A null section means that the file does not hold the node. Throws what a thread of it threw.
-std::vector<NodeResult> verifyNodes(const Snapshot& snapshot, const GeneratedSource& source,
-                                    const std::vector<Representative>& nodes, const Workshop& workshop,
-                                    unsigned jobs, const std::function<bool(std::size_t)>& progress);
+/// Generates the selected nodes, or takes a file that is there, and judges everything in it: its text by the
+/// rules, and what its functions do to simulated nodes. After an interrupt the result is worth nothing.
+/// Throws VerifyError and std::system_error. To be called while siminfo has one thread.
+Verification verify(Snapshot& snapshot, const VerifyRequest& request, const VerifyWatch& watch);
 
 }  // namespace siminfo

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
-#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/headers.h"
-#include "siminfo/verify/child_process.h"
+#include "siminfo/text/quoting.h"
+#include "siminfo/verify/file_words.h"
 
 namespace siminfo {
 namespace {
@@ -17,55 +18,44 @@ constexpr const char* kProgram = "node";
 constexpr const char* kImages = "images.txt";
 constexpr const char* kMessages = "messages.txt";
 
-/// The generated text as it stands, each frame with the line numbers of its file, and the program around it.
-std::string unitText(const Unit& unit, std::string_view head, const std::string& source) {
+std::string lineDirective(std::size_t line, const std::string& source) {
+  return "#line " + std::to_string(line) + " " + cppString(source) + "\n";
+}
+
+/// The frames with the line numbers of their file, and the program around them.
+std::string unitText(const Unit& unit, const std::string& dumpName, const std::string& source) {
   std::ostringstream text;
-  text << head << "\n#include \"../probe/verify_probe.h\"\n";
-  for (const DumpFrame* frame : unit.frames)
-    text << "#line " << frame->line << " \"" << source << "\"\n" << frame->text << "\n";
-  text << "#line 1 \"probe\"\nint main(int, char** arguments) {\n  VerifyProbe probe(" << unit.lastPort
-       << ", {";
+  text << includeLines(dumpName) << "#include \"../probe/verify_probe.h\"\n";
+  for (const UnitFrame& frame : unit.frames) text << lineDirective(frame.line, source) << frame.text << "\n";
+  text << lineDirective(1, "probe") << "int main(int, char** arguments) {\n  VerifyProbe probe("
+       << unit.lastPort << ", {";
   for (const auto& [header0, header1] : unit.pushKeys) text << "{" << header0 << ", " << header1 << "}, ";
   text << "}, arguments[1]);\n";
-  for (const DumpFrame* frame : unit.frames)
-    text << "  probe.run(\"" << frame->method << "\", [](drovik::Node* node) { " << unit.dumpClass
-         << "(node)." << frame->method << "(); });\n";
+  for (const UnitFrame& frame : unit.frames)
+    text << "  probe.run(\"" << frame.method << "\", [](drovik::Node* node) { " << dumpName
+         << "::" << unit.nodeClass << "(node)." << frame.method << "(); });\n";
   text << "}\n";
   return text.str();
 }
 
-/// The line of `source` that the compiler's message is about and what it says, or 0.
-std::size_t errorLine(const std::string& message, const std::string& source, std::string& words) {
-  const std::string prefix = source + ":";
-  const std::size_t mark = message.find("error: ");
-  if (!message.starts_with(prefix) || mark == std::string::npos) return 0;
-  std::size_t line = 0;
-  std::from_chars(message.data() + prefix.size(), message.data() + message.size(), line);
-  words = message.substr(mark + 7);
-  return line;
+std::string lineWords(const CompilerError& error) {
+  return "line " + std::to_string(error.line) + ": " + error.words;
 }
 
 /// Takes the frames that the compiler complains of out of the unit, or all of them when it complains of
 /// nothing in particular.
-void takeOutBroken(Unit& unit, const std::filesystem::path& messages, const std::string& source,
-                   UnitResult& result) {
-  std::ifstream file(messages);
-  std::string anything = "the compiler failed without a message";
+void takeOutBroken(Unit& unit, const CompilerMessages& messages, UnitResult& result) {
   std::map<std::string_view, std::string> broken;
-  for (std::string message; std::getline(file, message);) {
-    std::string words;
-    if (message.find("error") != std::string::npos && anything.starts_with("the compiler"))
-      anything = message;
-    const std::size_t line = errorLine(message, source, words);
-    for (const DumpFrame* frame : unit.frames) {
-      if (line >= frame->line && line < frame->line + frame->lines)
-        broken.emplace(frame->method, "line " + std::to_string(line) + ": " + words);
+  for (const CompilerError& error : messages.errors) {
+    for (const UnitFrame& frame : unit.frames) {
+      if (error.line >= frame.line && error.line < frame.line + frame.lines)
+        broken.emplace(frame.method, lineWords(error));
     }
   }
   if (broken.empty()) {
-    for (const DumpFrame* frame : unit.frames) broken.emplace(frame->method, anything);
+    for (const UnitFrame& frame : unit.frames) broken.emplace(frame.method, messages.anything);
   }
-  std::erase_if(unit.frames, [&](const DumpFrame* frame) { return broken.contains(frame->method); });
+  std::erase_if(unit.frames, [&](const UnitFrame& frame) { return broken.contains(frame.method); });
   result.broken.merge(broken);
 }
 
@@ -99,43 +89,58 @@ std::size_t readRuns(const std::filesystem::path& images, UnitResult& result) {
 
 }  // namespace
 
-Workshop::Workshop(std::filesystem::path root, std::string compiler)
-    : root_(std::move(root)), compiler_(std::move(compiler)) {
+Workshop::Workshop(std::filesystem::path root, std::string dumpName, std::string compiler,
+                   ChildProcesses children)
+    : root_(std::move(root)),
+      dumpName_(std::move(dumpName)),
+      compiler_(std::move(compiler)),
+      children_(std::move(children)) {
   writeSimulator(root_);
   for (const SimulatorHeader& header : kProbeHeaders)
     writeFile(root_ / "units/probe" / header.path, header.text);
+  writeFile(dumpFolder() / (lowerName(dumpName_) + ".h"), dumpHeader(dumpName_));
 }
 
-void Workshop::writeDumpHeader(const std::string& name) const {
-  const std::string lowerName = SimInfoDumpCPP::LowerName(name);
-  writeFile(dumpFolder(lowerName) / (lowerName + ".h"), dumpHeader(name));
+std::filesystem::path Workshop::dumpFolder() const { return root_ / "dumps" / lowerName(dumpName_); }
+
+bool Workshop::compile(const std::filesystem::path& folder, const std::vector<std::string>& options) const {
+  std::vector<std::string> command{compiler_, "-std=c++17", "-w",         "-I",
+                                   root_,     "-iquote",    dumpFolder(), folder / kSource};
+  command.insert(command.end(), options.begin(), options.end());
+  return children_.run(command, "/dev/null", folder / kMessages);
 }
 
-bool Workshop::compile(const std::filesystem::path& folder, const std::filesystem::path& include) const {
-  // Not optimised: the program runs for a moment, and compiling is what costs.
-  return runProgram({compiler_, "-std=c++17", "-O0", "-w", "-I", root_, "-iquote", include, folder / kSource,
-                     "-o", folder / kProgram},
-                    "/dev/null", folder / kMessages);
+CompilerMessages Workshop::messages(const std::filesystem::path& folder, const std::string& source) const {
+  std::ifstream file(folder / kMessages, std::ios_base::binary);
+  return {std::string{std::istreambuf_iterator<char>(file), {}}, source};
 }
 
-UnitResult Workshop::process(const Unit& given, std::string_view head,
-                             const std::filesystem::path& source) const {
-  const std::filesystem::path folder = root_ / "units" / given.folder;
-  const std::string dumpName =
-      SimInfoDumpCPP::LowerName(given.dumpClass.substr(0, given.dumpClass.find(':')));
-  Unit unit = given;
+UnitResult Workshop::process(Unit unit, const std::filesystem::path& source) const {
+  const std::filesystem::path folder = root_ / "units" / unit.folder;
   UnitResult result;
   for (bool isCompiled = false; !unit.frames.empty() && !isCompiled;) {
-    writeFile(folder / kSource, unitText(unit, head, source));
-    isCompiled = compile(folder, dumpFolder(dumpName));
-    if (!isCompiled) takeOutBroken(unit, folder / kMessages, source, result);
+    writeFile(folder / kSource, unitText(unit, dumpName_, source));
+    // Not optimised: the program runs for a moment, and compiling is what costs.
+    isCompiled = compile(folder, {"-O0", "-o", folder / kProgram});
+    if (children_.isStopped()) return result;
+    if (!isCompiled) takeOutBroken(unit, messages(folder, source), result);
   }
   // A function that ends the program takes none of those behind it along.
-  for (std::size_t skip = 0; skip < unit.frames.size();) {
-    runProgram({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
+  for (std::size_t skip = 0; skip < unit.frames.size() && !children_.isStopped();) {
+    children_.run({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
     skip += std::max<std::size_t>(1, readRuns(folder / kImages, result));
   }
   return result;
+}
+
+std::string Workshop::wholeFault(TextLines text, const std::filesystem::path& source) const {
+  const std::filesystem::path folder = root_ / "units/whole";
+  std::string copy = lineDirective(1, source);
+  for (const std::string_view line : text) copy.append(line).append("\n");
+  writeFile(folder / kSource, copy);
+  if (compile(folder, {"-fsyntax-only"})) return {};
+  const CompilerMessages found = messages(folder, source);
+  return found.errors.empty() ? found.anything : lineWords(found.errors.front());
 }
 
 }  // namespace siminfo

@@ -13,8 +13,8 @@ struct CapabilityAnswer {
   capability_mask mask;
 };
 
-/// Capability masks in memory, keyed by the node's recordIndex. A bit is supported when the node's mask has
-/// it.
+/// Capability masks in memory, keyed by the node's recordIndex. A capability is supported when the node's
+/// mask has its bit.
 class InMemoryCapabilities final : public CapabilityModule {
  public:
   /// Null when the node was not asked.

@@ -7,8 +7,7 @@
 namespace siminfo {
 
 /// Output files of a directory that appear whole or not at all. A file is written beside its place under a
-/// hidden name and renamed when it is complete; until then, and after every failure, what stood in its place
-/// stays.
+/// hidden name and renamed when it is complete; until then, and after a failure, the old file stays.
 class OutputDirectory {
  public:
   explicit OutputDirectory(std::filesystem::path directory) : directory_(std::move(directory)) {}
@@ -16,8 +15,7 @@ class OutputDirectory {
   OutputDirectory(const OutputDirectory&) = delete;
   OutputDirectory& operator=(const OutputDirectory&) = delete;
 
-  /// Opens `out` for the file of that name. Returns 0 or an errno value, and then failure() says what
-  /// happened.
+  /// Opens `out` for the file of that name. Returns 0, or an errno value, of which failure() says more.
   int open(const std::string& fileName, std::ofstream& out);
   /// Flushes, closes and checks the file, and puts it in its place. Returns like open().
   int close(std::ofstream& out);

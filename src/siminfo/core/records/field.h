@@ -15,7 +15,7 @@ namespace siminfo {
 
 /// How a person spells a field's value; generated source always spells it in hexadecimal.
 enum class FieldForm : std::uint8_t {
-  kNumber,    ///< one unsigned number
+  kNumber,    ///< one unsigned number, or an array of them
   kText,      ///< bytes that hold text, zero-padded
   kHexBytes,  ///< bytes without a meaning of their own, such as a GID
   kRecords,   ///< one record inside the record, or a fixed number of them
@@ -31,7 +31,9 @@ struct Field {
   std::uint16_t count;             ///< number of elements; 1 for a plain member
   std::span<const Field> members;  ///< the inner record's table, for kRecords alone
   std::uint16_t innerSize;         ///< bytes of one inner record, for kRecords alone
+  std::string_view innerName;      ///< the inner record's name, for kRecords alone
 
+  /// One single number, and not an array of them.
   constexpr bool isNumber() const { return form == FieldForm::kNumber && count == 1; }
   /// Bytes that the whole field takes in the record.
   constexpr std::size_t extent() const { return elementSize() * count; }
@@ -113,6 +115,8 @@ consteval Field makeField(std::string_view name, std::size_t offset, unsigned bi
   using Element = typename ElementOf<Member>::Type;
   static_assert(std::unsigned_integral<Element>, "records hold unsigned members");
   if (bits == 0 || bits > 8 * sizeof(Element)) throw "the field is wider on the wire than in the record";
+  const bool isByteArray = std::same_as<Member, std::array<std::uint8_t, kLength<Member>>>;
+  if (form != FieldForm::kNumber && !isByteArray) throw "text and meaningless bytes are arrays of bytes";
   return {name,
           form,
           static_cast<std::uint8_t>(bits),
@@ -120,17 +124,34 @@ consteval Field makeField(std::string_view name, std::size_t offset, unsigned bi
           static_cast<std::uint16_t>(offset),
           kLength<Member>,
           {},
-          0};
+          0,
+          {}};
 }
 
 template <class Member>
 consteval Field makeRecordField(std::string_view name, std::size_t offset) {
   using Inner = typename ElementOf<Member>::Type;
-  return {name,           FieldForm::kRecords, 64, 0, static_cast<std::uint16_t>(offset), kLength<Member>,
-          kFields<Inner>, sizeof(Inner)};
+  return {name,
+          FieldForm::kRecords,
+          64,
+          0,
+          static_cast<std::uint16_t>(offset),
+          kLength<Member>,
+          kFields<Inner>,
+          sizeof(Inner),
+          kRecordName<Inner>};
 }
 
 }  // namespace detail
+
+/// Place of a field in its record's table, which must have it.
+template <class Record>
+consteval std::size_t fieldIndex(std::string_view name) {
+  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
+    if (kFields<Record>[i].name == name) return i;
+  }
+  throw "the record has no such field";
+}
 
 /// Whether the table of `Record` names every member of it: a record filled from its table alone must equal
 /// one that was filled as a whole.

@@ -7,14 +7,14 @@
 
 namespace siminfo {
 
-/// Standard NodeInfo. Type, port count and GUIDs are the node's own and not repeated here.
+/// NodeInfo of the InfiniBand architecture. Type, port count and GUIDs are the node's own and not held here.
 struct SMP_NodeInfo {
-  std::uint8_t BaseVersion;
-  std::uint8_t ClassVersion;
-  std::uint16_t PartitionCap;
-  std::uint16_t DeviceID;
-  std::uint32_t revision;
-  std::uint32_t VendorID;
+  std::uint8_t BaseVersion;    ///< of the management datagrams that the node takes
+  std::uint8_t ClassVersion;   ///< of subnet management
+  std::uint16_t PartitionCap;  ///< entries of a port's partition-key table; of a switch, of port 0's
+  std::uint16_t DeviceID;      ///< the vendor's number for the kind of device
+  std::uint32_t revision;      ///< of the device, as the vendor counts
+  std::uint32_t VendorID;      ///< the vendor's IEEE number, 24 bits on the wire
   bool operator==(const SMP_NodeInfo&) const = default;
 };
 SIMINFO_RECORD(SMP_NodeInfo){
@@ -24,19 +24,19 @@ SIMINFO_RECORD(SMP_NodeInfo){
 };
 static_assert(tableCoversRecord<SMP_NodeInfo>());
 
-/// Standard SwitchInfo: what the switch can do, without what a subnet manager sets.
+/// SwitchInfo of the InfiniBand architecture: what the switch can do, without what a subnet manager sets.
 struct SMP_SwitchInfo {
-  std::uint16_t LinearFDBCap;
-  std::uint16_t RandomFDBCap;
-  std::uint16_t MCastFDBCap;
-  std::uint8_t OptimizedSLVLMapping;
-  std::uint16_t LidsPerPort;
-  std::uint16_t PartEnfCap;
-  std::uint8_t InbEnfCap;
-  std::uint8_t OutbEnfCap;
-  std::uint8_t FilterRawInbCap;
-  std::uint8_t FilterRawOutbCap;
-  std::uint8_t ENP0;
+  std::uint16_t LinearFDBCap;         ///< entries of the linear forwarding table
+  std::uint16_t RandomFDBCap;         ///< entries of the random forwarding table
+  std::uint16_t MCastFDBCap;          ///< entries of the multicast forwarding table
+  std::uint8_t OptimizedSLVLMapping;  ///< whether SL-to-VL tables of many ports can be set at once; 2 bits
+  std::uint16_t LidsPerPort;          ///< LIDs that a port can have in the random forwarding table
+  std::uint16_t PartEnfCap;           ///< entries of a port's partition table; 0: partitions are not enforced
+  std::uint8_t InbEnfCap;             ///< flag: can enforce partitions on packets that come in
+  std::uint8_t OutbEnfCap;            ///< flag: the same on packets that go out
+  std::uint8_t FilterRawInbCap;       ///< flag: can drop raw packets that come in
+  std::uint8_t FilterRawOutbCap;      ///< flag: the same for raw packets that go out
+  std::uint8_t ENP0;                  ///< flag: port 0 is an enhanced one, an end port like an adapter's
   bool operator==(const SMP_SwitchInfo&) const = default;
 };
 SIMINFO_RECORD(SMP_SwitchInfo){
@@ -54,7 +54,7 @@ SIMINFO_RECORD(SMP_SwitchInfo){
 };
 static_assert(tableCoversRecord<SMP_SwitchInfo>());
 
-/// Vendor-specific extended switch information.
+/// Vendor-specific extended switch information: one capability, of which nothing but the name is known here.
 struct SMP_ExtendedSwitchInfo {
   std::uint8_t turbo_path_cap;
   bool operator==(const SMP_ExtendedSwitchInfo&) const = default;
@@ -64,7 +64,8 @@ SIMINFO_RECORD(SMP_ExtendedSwitchInfo){
 };
 static_assert(tableCoversRecord<SMP_ExtendedSwitchInfo>());
 
-/// Vendor-specific extended node information.
+/// Vendor-specific extended node information, which nodes with SMP capability 13 have. Counts, flags and
+/// codes by the vendor's own names; they are passed on as the device answered them.
 struct ib_extended_node_info {
   std::uint8_t sl2vl_cap;
   std::uint8_t node_type_extended;
@@ -88,7 +89,7 @@ SIMINFO_RECORD(ib_extended_node_info){
 };
 static_assert(tableCoversRecord<ib_extended_node_info>());
 
-/// Software block of the vendor-specific general information.
+/// Software block of the vendor-specific general information: a version.
 struct SWInfo_Block_Element {
   std::uint8_t Major;
   std::uint8_t Minor;
@@ -102,7 +103,8 @@ SIMINFO_RECORD(SWInfo_Block_Element){
 };
 static_assert(tableCoversRecord<SWInfo_Block_Element>());
 
-/// Hardware block of the vendor-specific general information.
+/// Hardware block of the vendor-specific general information, in the vendor's own numbers and codes. Its
+/// DeviceID and num_ports are not held against NodeInfo: both are restored as they were answered.
 struct HWInfo_Block_Element {
   std::uint16_t DeviceHWRevision;
   std::uint16_t DeviceID;
@@ -122,7 +124,8 @@ SIMINFO_RECORD(HWInfo_Block_Element){
 };
 static_assert(tableCoversRecord<HWInfo_Block_Element>());
 
-/// Firmware block of the vendor-specific general information.
+/// Firmware block of the vendor-specific general information. There are two versions in it, one in bytes and
+/// one in the wider `Extended_` fields.
 struct FWInfo_Block_Element {
   std::uint8_t Major;
   std::uint8_t Minor;
@@ -152,7 +155,8 @@ SIMINFO_RECORD(FWInfo_Block_Element){
 };
 static_assert(tableCoversRecord<FWInfo_Block_Element>());
 
-/// Vendor-specific general information: one answer of the device that holds three blocks.
+/// Vendor-specific general information: one answer of the device that holds three blocks. Each block is a
+/// frame of its own in generated source.
 struct VSGeneralInfo {
   SWInfo_Block_Element SWInfo;
   HWInfo_Block_Element HWInfo;
@@ -166,12 +170,13 @@ SIMINFO_RECORD(VSGeneralInfo){
 };
 static_assert(tableCoversRecord<VSGeneralInfo>());
 
-/// Standard RouterInfo: capabilities alone.
+/// RouterInfo of the InfiniBand architecture: capabilities alone. No library at hand decodes it, and the last
+/// three fields have no place there that is known here; see docs/simulator.md.
 struct SMP_RouterInfo {
   std::uint32_t CapabilityMask;
-  std::uint32_t NextHopTableCap;
-  std::uint8_t AdjacentSiteLocalSubnetsTableCap;
-  std::uint16_t ar_group_to_router_lid_table_cap;
+  std::uint32_t NextHopTableCap;                   ///< capacity of the table of next hops
+  std::uint8_t AdjacentSiteLocalSubnetsTableCap;   ///< capacity of the table of adjacent subnets
+  std::uint16_t ar_group_to_router_lid_table_cap;  ///< capacity of the table from AR groups to router LIDs
   std::uint8_t cap_supported_subnets;
   std::uint16_t cap_router_lid;
   bool operator==(const SMP_RouterInfo&) const = default;
@@ -186,7 +191,8 @@ SIMINFO_RECORD(SMP_RouterInfo){
 };
 static_assert(tableCoversRecord<SMP_RouterInfo>());
 
-/// The four words of a capability mask, under the names that generated source has for them.
+/// The four words of a capability mask, under the names that generated source has for them. They are filled
+/// from the capability service; bit 0 of `capability0` is capability 0.
 struct GeneralInfoCapabilityMask {
   std::uint32_t capability0;
   std::uint32_t capability1;

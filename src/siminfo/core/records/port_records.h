@@ -7,15 +7,17 @@
 
 namespace siminfo {
 
-/// Standard PortInfo: what the port can do.
+/// PortInfo of the InfiniBand architecture: what the port can do. State, LIDs and all that a subnet manager
+/// sets stay the simulated port's own. Masks of widths and speeds have a bit for each that the port supports,
+/// from the lowest bit on; the last three fields have 4 bits on the wire.
 struct SMP_PortInfo {
-  std::uint32_t CapMsk;
-  std::uint16_t CapMsk2;
-  std::uint8_t LinkWidthSup;
-  std::uint8_t LinkSpeedExtSup2;
-  std::uint8_t LinkSpeedExtSup;
-  std::uint8_t LinkSpeedSup;
-  std::uint8_t MTUCap;
+  std::uint32_t CapMsk;           ///< bits as SimInfoData::PortInfoCapMaskBits names them
+  std::uint16_t CapMsk2;          ///< bits as SimInfoData::PortInfoCapMask2Bits names them
+  std::uint8_t LinkWidthSup;      ///< mask: 1x, 4x, 8x, 12x, 2x
+  std::uint8_t LinkSpeedExtSup2;  ///< mask of speeds that the next has no bits for; see docs/collect.md
+  std::uint8_t LinkSpeedExtSup;   ///< mask: FDR, EDR, HDR, NDR
+  std::uint8_t LinkSpeedSup;      ///< mask: 2.5, 5 and 10 Gbit/s a lane
+  std::uint8_t MTUCap;            ///< code: 1 is 256 bytes, and each step twice that, up to 5, 4096 bytes
   bool operator==(const SMP_PortInfo&) const = default;
 };
 SIMINFO_RECORD(SMP_PortInfo){
@@ -26,9 +28,12 @@ SIMINFO_RECORD(SMP_PortInfo){
 };
 static_assert(tableCoversRecord<SMP_PortInfo>());
 
-/// Vendor-specific extended port information.
+/// Vendor-specific extended port information, which nodes with SMP capability 9 have. For each speed that a
+/// field is named after there is what the port supports of forward error correction (FEC) and of
+/// retransmission. Whether the device calls the port special or an FNM port is restored with the rest; which
+/// port is treated so in generated source is IBPort's to say.
 struct SMP_KrelExtPortInfo {
-  std::uint8_t LinkSpeedSupported;
+  std::uint8_t LinkSpeedSupported;  ///< mask of the vendor's own speeds
   std::uint16_t CapabilityMask;
   std::uint16_t FDR10FECModeSupported;
   std::uint16_t FDRFECModeSupported;
@@ -72,10 +77,12 @@ SIMINFO_RECORD(SMP_KrelExtPortInfo){
 };
 static_assert(tableCoversRecord<SMP_KrelExtPortInfo>());
 
-/// Standard PortInfoExtended.
+/// PortInfoExtended of the InfiniBand architecture, which ports with bit 1 of PortInfo's CapMsk2 have. For
+/// each speed that a field is named after there is a mask of the modes of forward error correction (FEC) that
+/// the port supports.
 struct SMP_PortInfoExtended {
-  std::uint32_t CapMsk;
-  std::uint16_t FECModeActive;
+  std::uint32_t CapMsk;         ///< bits of this attribute's own, not those of PortInfo
+  std::uint16_t FECModeActive;  ///< the mode in use
   std::uint16_t FDRFECModeSupported;
   std::uint16_t EDRFECModeSupported;
   std::uint16_t HDRFECModeSupported;

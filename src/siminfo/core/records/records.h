@@ -6,8 +6,10 @@
 #include "siminfo/core/records/routing_records.h"
 
 // Every record that a node or a port may carry, and the getter by which the generator asks for it. The
-// store's interface, the in-memory store, the snapshot reader and the snapshot writer are made from these
-// rows.
+// store's interface, the store in memory and the snapshot's reader and writer are made from these rows.
+//
+// Records of the InfiniBand architecture's own attributes are what `siminfo collect` asks devices for. The
+// vendor-specific ones it does not know how to ask for: whoever does adds them to the snapshot.
 #define SIMINFO_NODE_RECORDS(RECORD)                                     \
   RECORD(SMP_NodeInfo, getSMPNodeInfo)                                   \
   RECORD(SMP_SwitchInfo, getSMPSwitchInfo)                               \

@@ -7,20 +7,25 @@
 
 namespace siminfo {
 
-/// ClassPortInfo of the reduction-management class, without its trap fields.
+// In-network reduction is the vendor's own. Switches with SMP capability 55 have a management class for it,
+// by which they answer for themselves and for their ports. Of its masks and counters nothing is known here
+// but their names; counters are passed on in the device's own units.
+
+/// ClassPortInfo of the InfiniBand architecture, as the reduction-management class answers it, without its
+/// trap fields. The fields from RedirectGID on say where requests of the class are to be sent instead.
 struct IB_ClassPortInfo {
-  std::uint16_t CapMsk;
+  std::uint16_t CapMsk;  ///< capabilities that every class may have, and the class's own from bit 8 on
   std::uint8_t ClassVersion;
-  std::uint8_t BaseVersion;
-  std::uint8_t RespTimeValue;
-  std::uint32_t CapMsk2;
+  std::uint8_t BaseVersion;    ///< of the management datagrams
+  std::uint8_t RespTimeValue;  ///< an answer takes at most 4.096 us times 2 to this power; 5 bits
+  std::uint32_t CapMsk2;       ///< further capabilities of the class; 27 bits on the wire
   std::array<std::uint8_t, 16> RedirectGID;  ///< in wire order
-  std::uint32_t RedirectFL;
-  std::uint8_t RedirectSL;
-  std::uint8_t RedirectTC;
+  std::uint32_t RedirectFL;                  ///< flow label, 20 bits on the wire
+  std::uint8_t RedirectSL;                   ///< service level, 4 bits on the wire
+  std::uint8_t RedirectTC;                   ///< traffic class
   std::uint16_t RedirectPKey;
   std::uint16_t RedirectLID;
-  std::uint32_t RedirectQP;
+  std::uint32_t RedirectQP;  ///< queue pair, 24 bits on the wire
   std::uint32_t RedirectQKey;
   bool operator==(const IB_ClassPortInfo&) const = default;
 };
@@ -35,7 +40,7 @@ SIMINFO_RECORD(IB_ClassPortInfo){
 };
 static_assert(tableCoversRecord<IB_ClassPortInfo>());
 
-/// What in-network reduction a switch offers.
+/// What in-network reduction a switch offers: a mask of features, and how much it has for two of them.
 struct ZYRReductionInfo {
   std::uint32_t capability_mask;
   std::uint16_t hbf_group_cap;
@@ -49,7 +54,7 @@ SIMINFO_RECORD(ZYRReductionInfo){
 };
 static_assert(tableCoversRecord<ZYRReductionInfo>());
 
-/// What in-network reduction a port offers.
+/// What in-network reduction a port offers: a mask of features.
 struct ZYRReductionPortInfo {
   std::uint32_t capability_mask;
   bool operator==(const ZYRReductionPortInfo&) const = default;
@@ -59,7 +64,8 @@ SIMINFO_RECORD(ZYRReductionPortInfo){
 };
 static_assert(tableCoversRecord<ZYRReductionPortInfo>());
 
-/// One set of a port's multicast reduction counters. Members in wire order, the table in emission order.
+/// One of a port's up to eight sets of multicast reduction counters; a set's number is a key and no more.
+/// Members in wire order, the table in emission order.
 struct ZYRReductionCounters {
   std::uint64_t incoming_good_mc_read_req_pkt;
   std::uint64_t incoming_good_mc_read_req_data;
@@ -107,7 +113,8 @@ SIMINFO_RECORD(ZYRReductionCounters){
 };
 static_assert(tableCoversRecord<ZYRReductionCounters>());
 
-/// A port's push-reduction counters, behind the two header fields by which the set is fetched and stored.
+/// A port's push-reduction counters, behind the two header fields by which a simulated node finds and stores
+/// the set. What the header fields mean is not known here.
 struct ZYRPushReductionCounters {
   std::uint16_t header0;
   std::uint16_t header1;
@@ -153,7 +160,9 @@ SIMINFO_RECORD(ZYRPushReductionCounters){
 };
 static_assert(tableCoversRecord<ZYRPushReductionCounters>());
 
-/// Configuration of one multicast-LID monitor. Only whether it was found matters, so nothing of it is kept.
+/// Configuration of one of a port's multicast-LID monitors, which are numbered. Counters mean something where
+/// their monitor was found: multicast counters hang on monitor 0, push counters on monitor 1. Only whether it
+/// was found matters, so nothing of it is kept.
 struct ZYRReductionConfigureMLIDMonitors {};
 
 }  // namespace siminfo

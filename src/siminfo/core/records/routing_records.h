@@ -10,7 +10,7 @@ namespace siminfo {
 /// Private linear forwarding tables of one mode: how many there are, and how large.
 struct PLFT_Description_Mode {
   std::uint8_t NumOfLFTables;
-  std::uint8_t LFTableSize;
+  std::uint8_t LFTableSize;  ///< in a unit of the device's own
   bool operator==(const PLFT_Description_Mode&) const = default;
 };
 SIMINFO_RECORD(PLFT_Description_Mode){
@@ -19,13 +19,14 @@ SIMINFO_RECORD(PLFT_Description_Mode){
 };
 static_assert(tableCoversRecord<PLFT_Description_Mode>());
 
-/// Vendor-specific information on a switch's private linear forwarding tables.
+/// Vendor-specific information on a switch's private linear forwarding tables (PLFT), which it may have
+/// beside the common one. Switches with SMP capabilities 0 and 12 have it.
 struct ib_private_lft_info {
-  std::uint8_t Active_Mode;
-  std::uint8_t ModeCap;
-  std::uint8_t NumPLFTs;
+  std::uint8_t Active_Mode;  ///< the mode in use
+  std::uint8_t ModeCap;      ///< the modes that there are
+  std::uint8_t NumPLFTs;     ///< the tables that there are
   std::uint8_t NoFallback;
-  std::array<PLFT_Description_Mode, 4> Description_Mode;
+  std::array<PLFT_Description_Mode, 4> Description_Mode;  ///< of every mode that there can be
   bool operator==(const ib_private_lft_info&) const = default;
 };
 SIMINFO_RECORD(ib_private_lft_info){
@@ -37,7 +38,8 @@ SIMINFO_RECORD(ib_private_lft_info){
 };
 static_assert(tableCoversRecord<ib_private_lft_info>());
 
-/// Vendor-specific adaptive-routing capabilities of a switch.
+/// Vendor-specific adaptive-routing capabilities, which switches with SMP capability 2 have. Flags, counts
+/// and codes by the vendor's own names; they are passed on as the device answered them.
 struct adaptive_routing_info {
   std::uint8_t dyn_cap_calc_sup;
   std::uint8_t by_transp_cap;
@@ -91,10 +93,10 @@ SIMINFO_RECORD(adaptive_routing_info){
 };
 static_assert(tableCoversRecord<adaptive_routing_info>());
 
-/// Congestion-control versions and capabilities of a node.
+/// Congestion-control versions and capabilities of a node, which nodes with SMP capability 44 have.
 struct CC_EnhancedCongestionInfo {
-  std::uint8_t ver1;
-  std::uint8_t ver0;
+  std::uint8_t ver1;  ///< flag: the node supports version 1 of the attributes
+  std::uint8_t ver0;  ///< flag: the node supports version 0; without it a switch has no general settings
   std::uint64_t CC_Capability_Mask;
   bool operator==(const CC_EnhancedCongestionInfo&) const = default;
 };
@@ -105,7 +107,7 @@ SIMINFO_RECORD(CC_EnhancedCongestionInfo){
 };
 static_assert(tableCoversRecord<CC_EnhancedCongestionInfo>());
 
-/// General congestion settings of a switch: capabilities alone.
+/// General congestion settings of a switch: capabilities alone, in units of the device's own.
 struct CC_CongestionSwitchGeneralSettings {
   std::uint32_t cap_total_buffer_size;
   std::uint8_t cap_cc_profile_step_size;

@@ -2,8 +2,7 @@
 
 namespace siminfo {
 
-// Names are kept as the devices' own documents spell them, slips included. Bit numbers stand at every eighth
-// row.
+// Names are kept as the devices' own documents spell them, slips included. Every eighth row has its number.
 
 // clang-format off
 const std::vector<const char*> SimInfoData::SMPCapMaskBits = {

@@ -1,6 +1,7 @@
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 
@@ -49,6 +50,7 @@ void SimInfoDumpCPP::GenerateExtendedPortInfo(
 
 void SimInfoDumpCPP::GenerateExtendedPortInfo(std::ostream& os, int indent,
                                               const SMP_KrelExtPortInfo* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   out << "\n";
   out.assignAll(indent, *record);

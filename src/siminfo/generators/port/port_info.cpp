@@ -5,12 +5,10 @@
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/node/sim_info_data.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
-
-/// A simulated port never claims to host a subnet manager, whatever the discovered one said.
-std::uint32_t withoutIsSM(std::uint32_t capMsk) { return capMsk & ~std::uint32_t{2}; }
 
 constexpr std::string_view kLoopHead =
     "    for (size_t i = 0; i < m_node->nodePortsInfo.size(); i++) {\n"
@@ -22,15 +20,19 @@ constexpr std::string_view kLoopEnd =
     "        SMP_PortInfo_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->nodePortsInfo[i]));\n"
     "    }";
 
-/// The lines that follow the masks and the link width, the last one left open.
-void assignSpeedsAndMTU(BlockEmitter& out, int indent, const SMP_PortInfo& record) {
-  out.assign(indent, "LinkSpeedExtSup2", record.LinkSpeedExtSup2);
-  out << "\n";
-  out.assign(indent, "LinkSpeedExtSup", record.LinkSpeedExtSup);
-  out << "\n";
-  out.assign(indent, "LinkSpeedSup", record.LinkSpeedSup);
-  out << "\n";
-  out.assign(indent, "MTUCap", record.MTUCap);
+// Fields that are told apart: the masks, which may be listed, the link width, which may be left out, and the
+// first of those behind it.
+constexpr std::size_t kMask = fieldIndex<SMP_PortInfo>("CapMsk");
+constexpr std::size_t kSecondMask = fieldIndex<SMP_PortInfo>("CapMsk2");
+constexpr std::size_t kLinkWidth = fieldIndex<SMP_PortInfo>("LinkWidthSup");
+constexpr std::size_t kSpeeds = fieldIndex<SMP_PortInfo>("LinkSpeedExtSup2");
+
+/// The record as it is restored: a simulated port never claims to host a subnet manager, whatever the
+/// discovered one said.
+SMP_PortInfo withoutIsSM(SMP_PortInfo record) {
+  constexpr std::uint32_t kIsSM = 1U << 1U;
+  record.CapMsk &= ~kIsSM;
+  return record;
 }
 
 }  // namespace
@@ -54,17 +56,7 @@ void SimInfoDumpCPP::GeneratePortInfoCA(std::ostream& os, const SMP_PortInfo* re
     return;
   }
   out << kLoopHead;
-  PrintCapabilityMask(8, os, withoutIsSM(record->CapMsk), false);
-  out << "\n";
-  out.assign(8, "CapMsk", withoutIsSM(record->CapMsk));
-  out << "\n";
-  PrintCapabilityMask(8, os, record->CapMsk2, true);
-  out << "\n";
-  out.assign(8, "CapMsk2", record->CapMsk2);
-  out << "\n\n";
-  out.assign(8, "LinkWidthSup", record->LinkWidthSup);
-  out << "\n\n";
-  assignSpeedsAndMTU(out, 8, *record);
+  GeneratePortInfoSW(os, record, 8, true, true);
   out << "\n" << kLoopEnd;
 }
 
@@ -90,24 +82,20 @@ void SimInfoDumpCPP::GeneratePortInfoSW(const IBNode& node, std::ostream& os, co
 
 void SimInfoDumpCPP::GeneratePortInfoSW(std::ostream& os, const SMP_PortInfo* record, int indent,
                                         bool capability_comments, bool link_width) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
-  if (capability_comments) PrintCapabilityMask(indent, os, withoutIsSM(record->CapMsk), false);
-  out << "\n";
-  out.assign(indent, "CapMsk", withoutIsSM(record->CapMsk));
-  if (capability_comments) {
+  const SMP_PortInfo restored = withoutIsSM(*record);
+  for (std::size_t i = 0; i < kFields<SMP_PortInfo>.size(); ++i) {
+    if (i == kLinkWidth && !link_width) continue;
+    const std::uint64_t value = kFields<SMP_PortInfo>[i].get(&restored);
+    const bool isSecondMask = i == kSecondMask;
+    const bool isListed = capability_comments && (i == kMask || isSecondMask);
+    const bool standsApart = i == kLinkWidth || i == kSpeeds || (isListed && isSecondMask);
+    if (standsApart) out << "\n";
+    if (isListed) PrintCapabilityMask(indent, os, static_cast<std::uint32_t>(value), isSecondMask);
     out << "\n";
-    PrintCapabilityMask(indent, os, record->CapMsk2, true);
+    out.assign(indent, kAssignmentHeads<SMP_PortInfo>[i], value);
   }
-  out << "\n";
-  out.assign(indent, "CapMsk2", record->CapMsk2);
-  out << "\n";
-  if (link_width) {
-    out << "\n";
-    out.assign(indent, "LinkWidthSup", record->LinkWidthSup);
-    out << "\n";
-  }
-  out << "\n";
-  assignSpeedsAndMTU(out, indent, *record);
 }
 
 void SimInfoDumpCPP::PrintCapabilityMask(int indent, std::ostream& os, unsigned int mask,

@@ -1,6 +1,7 @@
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
@@ -8,21 +9,30 @@ namespace {
 constexpr std::uint8_t kMonitor = 1;  // push counters hang on another monitor than the multicast counters do
 constexpr std::size_t kHeaderFields = 2;
 
-}  // namespace
+/// How the branches of the loop stand. To the letter of the format they share one scope, in which each
+/// declares the same names, and the loop ends with packing a record that is not there; whoever has to build
+/// the frame asks for a scope for each branch and for no such line.
+struct LoopForm {
+  std::string_view branchOpen;
+  std::string_view branchClose;
+  std::string_view pack;
+};
+constexpr LoopForm kExact{"", "",
+                          "        SMP_KrelExtPortInfo_pack(&mad_buffer, "
+                          "reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));\n"};
+constexpr LoopForm kBuildable{" {", "\n        }", ""};
 
-void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& out, const IBNode& node) const {
-  if (RefusesPortReduction(out, node)) return;
-  const auto find = [this](const IBPort& port) -> const ZYRPushReductionCounters* {
-    if (Records().getZYRReductionConfigureMLIDMonitors(port.recordIndex, kMonitor) == nullptr) return nullptr;
-    return Records().getZYRPushReductionCounters(port.recordIndex);
-  };
-  const auto [normal, special] = ChoosePorts<ZYRPushReductionCounters>(node, find);
-  GenerateZYRPushReductionCounters(out, normal, special);
+using PushCounters = ZYRPushReductionCounters;
+
+PortChoice<const PushCounters*> choosePorts(const KvormExtendedInfo& records, const IBNode& node) {
+  return ChoosePorts<PushCounters>(node, [&](const IBPort& port) -> const PushCounters* {
+    if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, kMonitor) == nullptr) return nullptr;
+    return records.getZYRPushReductionCounters(port.recordIndex);
+  });
 }
 
-void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
-    std::ostream& os, const ZYRPushReductionCounters* normal,
-    const std::map<std::uint8_t, const ZYRPushReductionCounters*>& special) const {
+void writeLoop(const SimInfoDumpCPP& generator, std::ostream& os, const PushCounters* normal,
+               const std::map<std::uint8_t, const PushCounters*>& special, const LoopForm& form) {
   BlockEmitter out(os);
   if (normal == nullptr) {
     out << "#error \"Failed to dump ZYRPushReductionCountersInfo MAD. Null pointer is provided.\"";
@@ -38,26 +48,45 @@ void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
   for (const auto& [num, record] : special) {
     if (record == nullptr) continue;
     out << "\n"
-           "        case " << num << ":";
-    GenerateZYRPushReductionCounters(os, 12, record);
+           "        case " << num << ":" << form.branchOpen;
+    generator.GenerateZYRPushReductionCounters(os, 12, record);
     out << "\n"
-           "            break;";
+           "            break;" << form.branchClose;
   }
   out << "\n"
-         "        default:";
-  GenerateZYRPushReductionCounters(os, 12, normal);
-  // The line before the last packs the extended port info: the format has it here, and no simulator's frame of
-  // this attribute compiles without its own answer to it.
-  out << "\n"
+         "        default:" << form.branchOpen;
+  generator.GenerateZYRPushReductionCounters(os, 12, normal);
+  out << form.branchClose << "\n"
          "        }\n"
          "\n"
-         "        SMP_KrelExtPortInfo_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));\n"
+      << form.pack <<
          "    }";
   // clang-format on
 }
 
+}  // namespace
+
+void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& out, const IBNode& node) const {
+  if (RefusesPortReduction(out, node)) return;
+  const auto [normal, special] = choosePorts(Records(), node);
+  writeLoop(*this, out, normal, special, kExact);
+}
+
+void SimInfoDumpCPP::GenerateBuildablePushCounters(std::ostream& out, const IBNode& node) const {
+  if (RefusesPortReduction(out, node)) return;
+  const auto [normal, special] = choosePorts(Records(), node);
+  writeLoop(*this, out, normal, special, kBuildable);
+}
+
+void SimInfoDumpCPP::GenerateZYRPushReductionCounters(
+    std::ostream& out, const ZYRPushReductionCounters* normal,
+    const std::map<std::uint8_t, const ZYRPushReductionCounters*>& special) const {
+  writeLoop(*this, out, normal, special, kExact);
+}
+
 void SimInfoDumpCPP::GenerateZYRPushReductionCounters(std::ostream& os, int indent,
                                                       const ZYRPushReductionCounters* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   const Spaces in{indent};
   // clang-format off

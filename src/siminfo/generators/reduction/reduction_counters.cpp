@@ -1,6 +1,9 @@
+#include <algorithm>
+
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 namespace {
@@ -50,6 +53,8 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os,
     out << "#error \"Failed to dump ZYRReductionCountersInfo MAD. Special port data is not provided.\"";
     return;
   }
+  // Beside port and counter index, a simulated node finds a set by its lean pipe. Discovered sets are those
+  // of this one; what the pipes are is between device and simulator.
   // clang-format off
   out << "\n"
          "    const u_int8_t lean_pipe = 0x0F;\n"
@@ -76,7 +81,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os,
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, std::uint8_t port,
                                                   const CounterSets& counters) const {
   BlockEmitter out(os);
-  const Spaces in{indent};
+  const Spaces in{std::max(indent, 0)};
   for (const auto& [index, record] : counters) {
     if (record == nullptr) continue;
     // The record's type has a name of its own in simulators, while its functions go by the attribute's name.
@@ -89,7 +94,7 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, 
            "\n" << in << "    ib_zyr_reduction_counters_t ctr = *p_ctr;"
            "\n" << in << "    ZYRReductionCounters_unpack(&mad_buffer, reinterpret_cast<u_int8_t*>(&ctr));"
            "\n";
-    GenerateZYRReductionCounters(os, indent + 4, record);
+    GenerateZYRReductionCounters(os, in.count + 4, record);
     out << "\n"
            "\n" << in << "    ZYRReductionCounters_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&ctr));"
            "\n" << in << "    m_node->setZyrReductionCounters(" << port << ", " << index << ", lean_pipe, &ctr);"
@@ -101,11 +106,11 @@ void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent, 
 
 void SimInfoDumpCPP::GenerateZYRReductionCounters(std::ostream& os, int indent,
                                                   const ZYRReductionCounters* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   constexpr std::size_t kCount = kFields<ZYRReductionCounters>.size();
   for (std::size_t i = 0; i < kCount; ++i) {
-    // The format writes this counter twice: among the first, and again in front of its data counter, the
-    // last.
+    // The format writes this counter twice: with its like, and again in front of its data counter, the last.
     if (i + 1 == kCount) {
       out << "\n";
       out.assign(indent, "generated_mc_read_resp_pkt", record->generated_mc_read_resp_pkt);

@@ -1,6 +1,7 @@
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/generators/port/port_selection.h"
+#include "siminfo/generators/refusals.h"
 
 namespace siminfo {
 
@@ -57,6 +58,7 @@ void SimInfoDumpCPP::GenerateZYRReductionPortInfo(
 
 void SimInfoDumpCPP::GenerateZYRReductionPortInfo(std::ostream& os, int indent,
                                                   const ZYRReductionPortInfo* record) const {
+  if (RefusesNull(os, record)) return;
   BlockEmitter out(os);
   out << "\n";
   out.assignAll(indent, *record);

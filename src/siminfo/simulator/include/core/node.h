@@ -12,10 +12,38 @@
 
 using phys_port_t = u_int8_t;
 
+// The attributes that a node stores: the record whose image it is, and the member, which is called what
+// generated source calls it.
+//   ONCE       the node has one
+//   BEHIND     the same, and generated source reaches it through an accessor
+//   BY_PORT    one for each port, port 0 included: generated loops run over all that there are
+//   BY_NUMBER  one for each value of a port number, whether the node has that port or not: generated loops
+//              begin at port 1 and run below numPorts
+#define DROVIK_NODE_IMAGES(ONCE, BEHIND, BY_PORT, BY_NUMBER)                \
+  ONCE(SMP_NodeInfo, nodeInfo)                                              \
+  ONCE(SMP_SwitchInfo, switchInfo)                                          \
+  ONCE(SMP_RouterInfo, routerInfo)                                          \
+  ONCE(GeneralInfoCapabilityMask, capMaskSMP)                               \
+  ONCE(GeneralInfoCapabilityMask, capMaskGMP)                               \
+  ONCE(SWInfo_Block_Element, swInfo)                                        \
+  ONCE(FWInfo_Block_Element, fwInfo)                                        \
+  ONCE(HWInfo_Block_Element, hwInfo)                                        \
+  ONCE(ib_extended_node_info, extNodeInfo)                                  \
+  ONCE(ib_private_lft_info, plftInfo)                                       \
+  ONCE(adaptive_routing_info, AdaptiveRoutingInfo)                          \
+  ONCE(CC_EnhancedCongestionInfo, enhancedCongestionInfo)                   \
+  ONCE(CC_CongestionSwitchGeneralSettings, congSWGeneralInfo)               \
+  ONCE(IB_ClassPortInfo, zyr_rma_class_port_info)                           \
+  ONCE(ZYRReductionInfo, zyr_red_info)                                      \
+  BEHIND(SMP_ExtendedSwitchInfo, extendedSwitchInfo, getExtendedSwitchInfo) \
+  BY_PORT(SMP_PortInfo, nodePortsInfo)                                      \
+  BY_PORT(SMP_KrelExtPortInfo, nodeExtPortsInfo)                            \
+  BY_PORT(SMP_PortInfoExtended, nodePortsInfoExt)                           \
+  BY_NUMBER(ZYRReductionPortInfo, zyrReductionPortInfo)
+
 namespace drovik {
 
-/// A simulated node: the stored attributes that a dump's set functions restore. Members are named as the
-/// generated source names them.
+/// A simulated node: the stored attributes that a dump's set functions restore.
 class Node {
  public:
   static constexpr unsigned kCounterSets = 8;  ///< per port
@@ -23,11 +51,7 @@ class Node {
 
   /// `lastPort` is the highest port number, as NodeInfo counts the ports.
   explicit Node(phys_port_t lastPort)
-      : numPorts(static_cast<phys_port_t>(lastPort + 1)),
-        nodePortsInfo(numPorts),
-        nodeExtPortsInfo(numPorts),
-        nodePortsInfoExt(numPorts),
-        portPkeyTables(numPorts) {
+      : numPorts(static_cast<phys_port_t>(lastPort + 1)), portPkeyTables(numPorts) {
     for (unsigned port = 1; port <= lastPort; ++port) {
       for (unsigned set = 0; set < kCounterSets; ++set) counterSets[{port, set, kLeanPipe}] = {};
     }
@@ -37,31 +61,20 @@ class Node {
   /// cases for the last port.
   phys_port_t numPorts;
 
-  SMP_NodeInfo_image nodeInfo;
-  SMP_SwitchInfo_image switchInfo;
-  SMP_RouterInfo_image routerInfo;
-  GeneralInfoCapabilityMask_image capMaskSMP;
-  GeneralInfoCapabilityMask_image capMaskGMP;
-  SWInfo_Block_Element_image swInfo;
-  FWInfo_Block_Element_image fwInfo;
-  HWInfo_Block_Element_image hwInfo;
-  ib_extended_node_info_image extNodeInfo;
-  ib_private_lft_info_image plftInfo;
-  adaptive_routing_info_image AdaptiveRoutingInfo;
-  CC_EnhancedCongestionInfo_image enhancedCongestionInfo;
-  CC_CongestionSwitchGeneralSettings_image congSWGeneralInfo;
-  IB_ClassPortInfo_image zyr_rma_class_port_info;
-  ZYRReductionInfo_image zyr_red_info;
+#define DROVIK_ONCE(Record, member) Record##_image member;
+#define DROVIK_BEHIND(Record, member, accessor) \
+  Record##_image member;                        \
+  Record##_image* accessor() { return &member; }
+#define DROVIK_BY_PORT(Record, member) \
+  std::vector<Record##_image> member = std::vector<Record##_image>(numPorts);
+#define DROVIK_BY_NUMBER(Record, member) std::array<Record##_image, 256> member;
+  DROVIK_NODE_IMAGES(DROVIK_ONCE, DROVIK_BEHIND, DROVIK_BY_PORT, DROVIK_BY_NUMBER)
+#undef DROVIK_ONCE
+#undef DROVIK_BEHIND
+#undef DROVIK_BY_PORT
+#undef DROVIK_BY_NUMBER
 
-  // By port number, port 0 included.
-  std::vector<SMP_PortInfo_image> nodePortsInfo;
-  std::vector<SMP_KrelExtPortInfo_image> nodeExtPortsInfo;
-  std::vector<SMP_PortInfoExtended_image> nodePortsInfoExt;
-  std::vector<std::vector<u_int16_t>> portPkeyTables;
-  /// One for each value of a port number, whether the node has that port or not.
-  std::array<ZYRReductionPortInfo_image, 256> zyrReductionPortInfo;
-
-  SMP_ExtendedSwitchInfo_image* getExtendedSwitchInfo() { return &extendedSwitchInfo; }
+  std::vector<std::vector<u_int16_t>> portPkeyTables;  ///< by port number
 
   /// Gives every port's partition-key table that many entries; keys that fit in stay.
   void resizePortPkeyTable(std::size_t entries) {
@@ -90,7 +103,6 @@ class Node {
     pushCounters[{header0, header1}] = *counters;
   }
 
-  SMP_ExtendedSwitchInfo_image extendedSwitchInfo;
   std::map<std::array<unsigned, 3>, ib_zyr_reduction_counters_t> counterSets;  ///< by port, set, lean pipe
   std::map<std::pair<unsigned, unsigned>, ZYRPushReductionCounters_view_t> pushCounters;  ///< by headers
 
@@ -101,32 +113,17 @@ class Node {
     const auto one = [&visit](const std::string& name, auto& image) {
       visit(name, &image.bytes[0], sizeof image.bytes);
     };
-    one("nodeInfo", nodeInfo);
-    one("switchInfo", switchInfo);
-    one("routerInfo", routerInfo);
-    one("capMaskSMP", capMaskSMP);
-    one("capMaskGMP", capMaskGMP);
-    one("swInfo", swInfo);
-    one("fwInfo", fwInfo);
-    one("hwInfo", hwInfo);
-    one("extNodeInfo", extNodeInfo);
-    one("plftInfo", plftInfo);
-    one("AdaptiveRoutingInfo", AdaptiveRoutingInfo);
-    one("enhancedCongestionInfo", enhancedCongestionInfo);
-    one("congSWGeneralInfo", congSWGeneralInfo);
-    one("zyr_rma_class_port_info", zyr_rma_class_port_info);
-    one("zyr_red_info", zyr_red_info);
-    one("extendedSwitchInfo", extendedSwitchInfo);
-
     const auto byPort = [&one](const std::string& name, auto& images) {
       for (std::size_t port = 0; port < images.size(); ++port)
         one(name + "[" + std::to_string(port) + "]", images[port]);
     };
-    byPort("nodePortsInfo", nodePortsInfo);
-    byPort("nodeExtPortsInfo", nodeExtPortsInfo);
-    byPort("nodePortsInfoExt", nodePortsInfoExt);
-    byPort("zyrReductionPortInfo", zyrReductionPortInfo);
-
+#define DROVIK_ONCE(Record, member) one(#member, member);
+#define DROVIK_BEHIND(Record, member, accessor) one(#member, member);
+#define DROVIK_BY_PORT(Record, member) byPort(#member, member);
+    DROVIK_NODE_IMAGES(DROVIK_ONCE, DROVIK_BEHIND, DROVIK_BY_PORT, DROVIK_BY_PORT)
+#undef DROVIK_ONCE
+#undef DROVIK_BEHIND
+#undef DROVIK_BY_PORT
     for (auto& [key, image] : counterSets)
       one("counterSets[" + std::to_string(key[0]) + ", " + std::to_string(key[1]) + ", " +
               std::to_string(key[2]) + "]",
@@ -137,3 +134,5 @@ class Node {
 };
 
 }  // namespace drovik
+
+#undef DROVIK_NODE_IMAGES

@@ -1,12 +1,14 @@
 #pragma once
 
 // The attributes of simulated nodes: a record type for each, its packed image, and <Struct>_unpack and
-// <Struct>_pack between the two. Packing writes the record's fields and leaves every other bit of the image
-// as it is, so that what a dump does not assign stays the simulator's own.
+// <Struct>_pack between the two. Unpacking takes the fields and, in `reserved`, all other bits along, and
+// packing writes both back, so that what a dump does not assign stays the simulator's own. A record that was
+// not unpacked has zeros there.
 
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstring>
 
 #include "bit_access.h"
 

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+
+#include "siminfo/snapshot/snapshot.h"
+
+namespace siminfo {
+
+/// A node and what is known of it, as the rules ask for it.
+struct Facts {
+  const Snapshot& snapshot;
+  const IBNode& node;
+
+  const InMemoryExtendedInfo& records() const { return snapshot.discovered.records; }
+  bool isSwitch() const { return node.type == kSwitch; }
+  bool isSpecial() const { return node.specialNodeType.has_value(); }
+
+  /// What came of the query for the node's mask: 0, or its error. A node that was not asked counts as
+  /// error 1.
+  int maskError(bool isGMP) const {
+    const CapabilityAnswer* found = snapshot.discovered.capabilities.find(node.recordIndex, isGMP);
+    return found != nullptr ? found->error : 1;
+  }
+  /// Null when the node did not answer with one.
+  const capability_mask* mask(bool isGMP) const {
+    const CapabilityAnswer* found = snapshot.discovered.capabilities.find(node.recordIndex, isGMP);
+    return found != nullptr && found->error == 0 ? &found->mask : nullptr;
+  }
+  bool hasSMP(std::uint8_t bit) const {
+    const capability_mask* smp = mask(false);
+    return smp != nullptr && (smp->words[bit / 32U] >> bit % 32U & 1U) != 0;
+  }
+
+  template <class Record>
+  const Record* record() const {
+    return records().find<Record>(node.recordIndex);
+  }
+  template <class Record>
+  const Record* record(const IBPort& port) const {
+    return records().find<Record>(port.recordIndex);
+  }
+};
+
+}  // namespace siminfo

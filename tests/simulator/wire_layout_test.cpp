@@ -1,0 +1,156 @@
+// Where the fields of attributes lie in the reference simulator's images. The table of standard attributes is
+// the architecture's, byte by byte, and shares nothing with the simulator's own.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <stdexcept>
+
+#include "siminfo/simulator/include/infiniband/drovik/bit_access.h"
+#include "siminfo/simulator/record_layout.h"
+
+namespace siminfo {
+namespace {
+
+struct Row {
+  std::string_view record;
+  std::string_view field;
+  std::size_t byte;    // where the bytes of the mask begin
+  std::size_t bytes;   // big-endian
+  std::uint64_t mask;  // the field's bits in them
+};
+
+constexpr Row kRows[]{
+    {"SMP_NodeInfo", "BaseVersion", 0, 1, 0xff},
+    {"SMP_NodeInfo", "ClassVersion", 1, 1, 0xff},
+    {"SMP_NodeInfo", "PartitionCap", 28, 2, 0xffff},
+    {"SMP_NodeInfo", "DeviceID", 30, 2, 0xffff},
+    {"SMP_NodeInfo", "revision", 32, 4, 0xffffffff},
+    {"SMP_NodeInfo", "VendorID", 36, 4, 0x00ffffff},  // behind LocalPortNum
+
+    {"SMP_SwitchInfo", "LinearFDBCap", 0, 2, 0xffff},
+    {"SMP_SwitchInfo", "RandomFDBCap", 2, 2, 0xffff},
+    {"SMP_SwitchInfo", "MCastFDBCap", 4, 2, 0xffff},
+    {"SMP_SwitchInfo", "OptimizedSLVLMapping", 11, 1, 0x03},  // behind LifeTimeValue and PortStateChange
+    {"SMP_SwitchInfo", "LidsPerPort", 12, 2, 0xffff},
+    {"SMP_SwitchInfo", "PartEnfCap", 14, 2, 0xffff},
+    {"SMP_SwitchInfo", "InbEnfCap", 16, 1, 0x80},
+    {"SMP_SwitchInfo", "OutbEnfCap", 16, 1, 0x40},
+    {"SMP_SwitchInfo", "FilterRawInbCap", 16, 1, 0x20},
+    {"SMP_SwitchInfo", "FilterRawOutbCap", 16, 1, 0x10},
+    {"SMP_SwitchInfo", "ENP0", 16, 1, 0x08},
+
+    {"SMP_PortInfo", "CapMsk", 20, 4, 0xffffffff},
+    {"SMP_PortInfo", "LinkWidthSup", 30, 1, 0xff},
+    {"SMP_PortInfo", "LinkSpeedSup", 32, 1, 0xf0},      // before PortState
+    {"SMP_PortInfo", "MTUCap", 41, 1, 0x0f},            // behind InitTypeReply
+    {"SMP_PortInfo", "LinkSpeedExtSup2", 56, 1, 0xff},  // this simulator's own choice
+    {"SMP_PortInfo", "CapMsk2", 60, 2, 0xffff},
+    {"SMP_PortInfo", "LinkSpeedExtSup", 62, 1, 0x0f},  // behind LinkSpeedExtActive
+
+    {"SMP_PortInfoExtended", "CapMsk", 0, 4, 0xffffffff},
+    {"SMP_PortInfoExtended", "FECModeActive", 4, 2, 0xffff},
+    {"SMP_PortInfoExtended", "FDRFECModeSupported", 6, 2, 0xffff},  // each with its Enabled behind it
+    {"SMP_PortInfoExtended", "EDRFECModeSupported", 10, 2, 0xffff},
+    {"SMP_PortInfoExtended", "HDRFECModeSupported", 14, 2, 0xffff},
+    {"SMP_PortInfoExtended", "NDRFECModeSupported", 18, 2, 0xffff},
+
+    {"SMP_RouterInfo", "CapabilityMask", 0, 4, 0xffffffff},  // all of it as this simulator has it
+    {"SMP_RouterInfo", "NextHopTableCap", 4, 4, 0xffffffff},
+    {"SMP_RouterInfo", "AdjacentSiteLocalSubnetsTableCap", 12, 1, 0xff},
+    {"SMP_RouterInfo", "ar_group_to_router_lid_table_cap", 16, 2, 0xffff},
+    {"SMP_RouterInfo", "cap_supported_subnets", 20, 1, 0xff},
+    {"SMP_RouterInfo", "cap_router_lid", 22, 2, 0xffff},
+
+    {"IB_ClassPortInfo", "BaseVersion", 0, 1, 0xff},
+    {"IB_ClassPortInfo", "ClassVersion", 1, 1, 0xff},
+    {"IB_ClassPortInfo", "CapMsk", 2, 2, 0xffff},
+    {"IB_ClassPortInfo", "CapMsk2", 4, 4, 0xffffffe0},
+    {"IB_ClassPortInfo", "RespTimeValue", 4, 4, 0x0000001f},
+    {"IB_ClassPortInfo", "RedirectTC", 24, 4, 0xff000000},
+    {"IB_ClassPortInfo", "RedirectSL", 24, 4, 0x00f00000},
+    {"IB_ClassPortInfo", "RedirectFL", 24, 4, 0x000fffff},
+    {"IB_ClassPortInfo", "RedirectLID", 28, 2, 0xffff},
+    {"IB_ClassPortInfo", "RedirectPKey", 30, 2, 0xffff},
+    {"IB_ClassPortInfo", "RedirectQP", 32, 4, 0x00ffffff},
+    {"IB_ClassPortInfo", "RedirectQKey", 36, 4, 0xffffffff},
+};
+
+using Bytes = std::array<std::uint8_t, 72>;
+
+/// The image with the value in the row's bits and the background in all others.
+Bytes imageBy(const Row& row, std::uint64_t value, Bytes image) {
+  for (std::size_t i = 0; i < row.bytes; ++i) {
+    const std::size_t shift = 8 * (row.bytes - 1 - i);
+    const std::uint64_t others = image[row.byte + i] & ~(row.mask >> shift);
+    const std::uint64_t bits = value << std::countr_zero(row.mask) >> shift;
+    image[row.byte + i] = static_cast<std::uint8_t>(others | bits);
+  }
+  return image;
+}
+
+const NumberLayout& numberAt(std::string_view record, std::string_view path) {
+  const auto& numbers = recordLayout(record).numbers;
+  const auto found = std::ranges::find(numbers, path, &NumberLayout::path);
+  if (found == numbers.end()) throw std::out_of_range(std::string(path) + ": is no number of the record");
+  return *found;
+}
+
+TEST(WireLayout, PutsEveryFieldWhereTheArchitectureHasIt) {
+  for (const Row& row : kRows) {
+    const NumberLayout& number = numberAt(row.record, row.field);
+    const std::uint64_t ones = row.mask >> std::countr_zero(row.mask);
+    for (const std::uint64_t value : {ones, 0x5aa5c33c & ones}) {
+      for (const unsigned background : {0x00U, 0xffU}) {
+        Bytes before;
+        before.fill(static_cast<std::uint8_t>(background));
+        Bytes image = before;
+        drovik::setBits(image.data(), number.bit, number.bits, value);
+        ASSERT_EQ(image, imageBy(row, value, before)) << row.record << "." << row.field;
+        ASSERT_EQ(drovik::getBits(image.data(), number.bit, number.bits), value) << row.field;
+      }
+    }
+  }
+  for (std::size_t i = 0; i < 16; ++i) {
+    const NumberLayout& byte = numberAt("IB_ClassPortInfo", "RedirectGID[" + std::to_string(i) + "]");
+    EXPECT_EQ(byte.bit, 8 * (8 + i));
+    EXPECT_EQ(byte.bits, 8U);
+  }
+}
+
+TEST(WireLayout, IsThatOfTheStandardAttributesAlone) {
+  for (const RecordLayout& layout : recordLayouts()) {
+    const bool isInTable = std::ranges::find(kRows, layout.functions, &Row::record) != std::end(kRows);
+    EXPECT_EQ(layout.isStandard, isInTable) << layout.type;
+    if (!isInTable) continue;
+    EXPECT_EQ(layout.bytes, layout.functions == "IB_ClassPortInfo" ? 72U : 64U) << layout.type;
+    for (const NumberLayout& number : layout.numbers) {
+      if (number.field->name == "RedirectGID") continue;
+      EXPECT_TRUE(std::ranges::any_of(
+          kRows, [&](const Row& row) { return row.record == layout.functions && row.field == number.path; }))
+          << layout.type << "." << number.path << ": is not in the table";
+    }
+  }
+}
+
+/// The fields one behind the other in whole bytes, also those of inner records, and a byte that none takes.
+TEST(OwnLayouts, LieInTheOrderOfTheirTables) {
+  const auto isAt = [](std::string_view record, std::string_view path, std::size_t byte, std::size_t bytes) {
+    const NumberLayout& number = numberAt(record, path);
+    return number.bit == 8 * byte && number.bits == 8 * bytes;
+  };
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "LinkSpeedSupported", 0, 1));
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "CapabilityMask", 1, 2));
+  EXPECT_TRUE(isAt("SMP_KrelExtPortInfo", "FDR10FECModeSupported", 3, 2));
+  EXPECT_TRUE(isAt("FWInfo_Block_Element", "PSID.PSID[15]", 22, 1));
+  EXPECT_TRUE(isAt("FWInfo_Block_Element", "INI_File_Version", 23, 4));
+  EXPECT_TRUE(isAt("ib_private_lft_info", "Description_Mode[0].LFTableSize", 4, 1));
+  EXPECT_TRUE(isAt("ib_private_lft_info", "Description_Mode[3].NumOfLFTables", 11, 1));
+  EXPECT_TRUE(isAt("CC_EnhancedCongestionInfo", "CC_Capability_Mask", 2, 8));
+  EXPECT_EQ(recordLayout("CC_EnhancedCongestionInfo").bytes, 11U);
+}
+
+}  // namespace
+}  // namespace siminfo
