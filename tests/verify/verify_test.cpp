@@ -71,8 +71,8 @@ struct ValueCase {
 const ValueCase kValueCases[] = {
     {"setNodeInfo", "VendorID = 0x2c9", "VendorID = 0x2c8", "VendorID: expected 0x2c9, found 0x2c8"},
     {"setPortInfo", "0x24048", "0x24049", "port 1, port 2, port 3: CapMsk: expected 0x24048, found 0x24049"},
-    {"setGMPCapability", "capability2 = 0x0", "capability2 = 0x0 + m_node->numPorts - 6 + 1", "capability2: expected 0x0, found 0x1"},
-    {"setSMPCapability", "    mad_buffer.capability1", "    // ", "capability1: expected 0x801400, found what was there before"},
+    {"setGMPCapability", "capability2 = 0x0", "capability2 = 0x0 + m_node->numPorts - 7 + 1", "capability2: expected 0x0, found 0x1"},
+    {"setSMPCapability", "    mad_buffer.capability1", "    // ", "capability1: expected 0xffffffff, found what was there before"},
     {"setFWInfo", "_pack(&mad_buffer, reinterpret_cast<u_int8_t*>(&m_node->fwInfo));", " copy = mad_buffer;",
      "every field: expected the discovered values, found what was there before"},
     {"setSWInfo", "mad_buffer.Major = 0x5;", "mad_buffer.Major = 0x5", "line "},
@@ -82,7 +82,7 @@ const ValueCase kValueCases[] = {
     {"setPrivateLftInfo", "[2].LFTableSize", "[3].LFTableSize", "Description_Mode[2].LFTableSize: expected 0x2e, found what was there"},
     {"setVSReductionManagerClassPortInfo", "RedirectTC = 0x43", "RedirectTC = 0x44", "RedirectTC: expected 0x43, found 0x44"},
     {"setZYRReductionPortInfo", "i < m_node->numPorts", "i <= m_node->numPorts",
-     "zyrReductionPortInfo[6]: the whole image: expected unchanged, found changed"},
+     "zyrReductionPortInfo[7]: the whole image: expected unchanged, found changed"},
     {"setZYRReductionInfo", "mad_buffer.hbf", "*static_cast<volatile int*>(nullptr) = 0; mad_buffer.hbf",
      "the whole frame: expected a function that returns, found a program that ended in it"},
     {"setZYRReductionCounters", "dropped_pkt = 0xa", "dropped_pkt = 0xb", "port 4, counter set 0: dropped_pkt: expected 0xab861db3a5, found 0xbb861db3a5"},
@@ -289,8 +289,8 @@ TEST(Buildable, ChangesTheKnownLinesOnly) {
     }
     std::getline(buildable, theirs);
   }
-  EXPECT_EQ(changed, (std::vector<std::string>{"        case 4:", "        default:", "pack"}));
-  EXPECT_EQ(added.size(), 2U);  // each branch's closing brace
+  EXPECT_EQ(changed, (std::vector<std::string>{"        case 4:", "        case 6:", "        default:", "pack"}));
+  EXPECT_EQ(added.size(), 3U);  // each branch's closing brace
 }
 
 }  // namespace
