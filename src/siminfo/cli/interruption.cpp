@@ -20,9 +20,11 @@ void setEndSignals(void (*handler)(int)) {
   for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
 }
 
-void askForEnd(int) {
-  wasAsked = true;
+/// Two signals at once may come to two threads, and each of these is in here then.
+void askForEnd(int signal) {
+  const bool isSecond = wasAsked.exchange(true);
   setEndSignals(SIG_DFL);
+  if (isSecond) std::raise(signal);
 }
 
 }  // namespace
