@@ -232,9 +232,11 @@ TEST(Simulator, CompilesTheGeneratedFileWithoutWarnings) {
   for (const std::string compiler : {"g++", "clang++"}) {
     if (run(compiler + " --version").status != 0) GTEST_SKIP() << compiler << " is missing";
     for (const std::string standard : {"17", "20"}) {
-      const ProgramRun compiled =
-          run(compiler + " -std=c++" + standard + " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " +
-              root + " " + root + "/dumps/fab1/fab1_generated.cpp -o " + root + "/node.o");
+      std::ostringstream command;
+      command << compiler << " -std=c++" << standard
+              << " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " << root << " " << root
+              << "/dumps/fab1/fab1_generated.cpp -o " << root << "/node.o";
+      const ProgramRun compiled = run(command.str());
       EXPECT_EQ(compiled.status, 0) << compiled.output;
     }
   }
