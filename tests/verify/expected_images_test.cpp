@@ -24,7 +24,7 @@ IBNode& addFullNode(Snapshot& snapshot, const std::string& name, int type, std::
   return node;
 }
 IBPort& addFullPort(Snapshot& snapshot, IBNode& node, std::uint8_t num,
-                    std::vector<std::uint32_t> sets = {0}) {
+                    const std::vector<std::uint32_t>& sets = {0}) {
   DiscoveredFabric& discovered = snapshot.discovered;
   IBPort& port = *discovered.fabric.addPort(node, num);
   port.portState = 2;

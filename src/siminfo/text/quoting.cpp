@@ -24,7 +24,7 @@ std::string escaped(std::string_view text, SpellControl spellControl) {
 
 std::string octal(unsigned char byte) {
   std::string digits("\\");
-  for (const unsigned shift : {6U, 3U, 0U}) digits += static_cast<char>('0' + (byte >> shift & 7U));
+  for (const unsigned shift : {6U, 3U, 0U}) digits += static_cast<char>('0' + (unsigned{byte} >> shift & 7U));
   return digits;
 }
 
