@@ -1,16 +1,7 @@
 // siminfo verify as a whole: generated functions are compiled and run.
 
-#include <pthread.h>
-
-#include <mutex>
-#include <set>
-
 #include "siminfo/simulator/headers.h"
 #include "siminfo/simulator/record_layout.h"
-#include "siminfo/snapshot/reader.h"
-#include "siminfo/verify/compiler_messages.h"
-#include "siminfo/verify/selection.h"
-#include "siminfo/verify/work_queue.h"
 #include "tests/program.h"
 #include "tests/support.h"
 
@@ -135,87 +126,11 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   EXPECT_TRUE(wrong.says("the rest of the file: 1 difference; does not compile as a whole")) << wrong.output;
 }
 
-/// A switch with ports 0 to 3, as a line of a snapshot.
-std::string switchLine(int guid, int device, int downPort, int specialPort) {
-  std::ostringstream line;
-  line << R"({"name":"n)" << guid << R"(","guid":)" << guid
-       << R"(,"type":"switch","num_ports":3,"records":{"SMP_NodeInfo":{"BaseVersion":1,"ClassVersion":1,)"
-       << R"("PartitionCap":1,"DeviceID":)" << device << R"(,"revision":1,"VendorID":1}},"ports":[)";
-  for (int num = 0; num < 4; ++num)
-    line << (num > 0 ? "," : "") << R"({"num":)" << num << (num == downPort ? R"(,"state":"down")" : "")
-         << (num == specialPort ? R"(,"kinds":["fnm"])" : "") << R"(,"records":{"SMP_PortInfo":{"CapMsk":)"
-         << num
-         << R"(,"CapMsk2":0,"LinkWidthSup":1,"LinkSpeedExtSup2":1,"LinkSpeedExtSup":1,"LinkSpeedSup":1,)"
-         << R"("MTUCap":1}}})";
-  line << "]}\n";
-  return line.str();
-}
-
-TEST(Selection, TakesOneNodeOfEachShape) {
-  const ScratchDirectory directory;
-  const std::string file = (directory.path() / "fabric.jsonl").string();
-  // The second node differs in values alone, the third in a port that shares another one's record anyway. The
-  // last has another one's GUID, by which nodes are generated.
-  std::ofstream(file) << "{\"fabric_snapshot\":1}\n"
-                      << switchLine(1, 5, -1, 3) << switchLine(2, 6, -1, 3) << switchLine(3, 5, 2, 3)
-                      << switchLine(4, 5, -1, 2)
-                      << R"({"name":"o","guid":4,"type":"ca","num_ports":0,"in_sub_fabric":false})"
-                      << R"({"name":"x","guid":1,"type":"switch","num_ports":3})"
-                      << R"({"name":"y","guid":5,"type":"switch","num_ports":3})";
-  const Snapshot snapshot = readSnapshotFile(file);
-  const auto described = [](const std::vector<ExpectedNode>& nodes) {
-    std::string text;
-    for (const ExpectedNode& of : nodes)
-      text += of.node->name + "/" + std::to_string(of.alike) + (of.isRequired ? " " : "? ");
-    return text;
-  };
-  EXPECT_EQ(described(nodesToGenerate(snapshot, {{}, false})), "n1/3 n4/1 x/2 ");
-  EXPECT_EQ(described(nodesToGenerate(snapshot, {{2, 5}, false})), "n2/1 y/1 ");
-  EXPECT_EQ(described(nodesToGenerate(snapshot, {{1}, true})), "n1/1 x/1 ");
-  EXPECT_EQ(described(nodesToGenerate(snapshot, {{1, 2, 3}, false})), "n1/3 x/1 ");
-  EXPECT_EQ(described(nodesToGenerate(snapshot, {{9}, false})), "");
-  EXPECT_EQ(described(nodesOfFile(snapshot, {{}, false})), "n1/1 n2/1? n3/1? n4/1 x/1 y/1? ");
-  EXPECT_EQ(described(nodesOfFile(snapshot, {{}, true})), "n1/1 n2/1 n3/1 n4/1 x/1 y/1 ");
-}
-
 TEST(Verify, RefusesWhatItCannotDo) {
   EXPECT_EQ(verify(kSmallFabric + " --name SW").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --compiler /nonexistent/c++").status, 3);
   EXPECT_EQ(verify(kSmallFabric + " --guid 5").status, 3);
   EXPECT_EQ(verify(kSmallFabric + " --use /nonexistent").status, 3);
-}
-
-/// Two compilers' ways of saying it, in a file of a difficult name.
-TEST(CompilerMessages, AreReadBehindAnyName) {
-  const std::string name = "/a \"b\":1:2: error: c/fab1_generated.cpp";
-  const CompilerMessages found(name + ": In member function 'void Fab1::SW::setNodeInfo()':\n" + name +
-                                   ":12:5: error: 'x' was not declared\n" + name +
-                                   ":13: fatal error: gone\n" + name +
-                                   ":14:1: note: error: none\nprobe:3:1: error: elsewhere\n",
-                               name);
-  ASSERT_EQ(found.errors.size(), 2U);
-  EXPECT_EQ(found.errors[0].line, 12U);
-  EXPECT_EQ(found.errors[0].words, "'x' was not declared");
-  EXPECT_EQ(found.errors[1].line, 13U);
-  EXPECT_EQ(found.errors[1].words, "gone");
-  EXPECT_EQ(CompilerMessages("ld: undefined reference\ncollect2: error: ld\n", name).anything,
-            "collect2: error: ld");
-  EXPECT_EQ(CompilerMessages("", name).anything, "the compiler failed without a message");
-}
-
-/// A system that has no more threads: their stacks cannot be had.
-TEST(WorkQueue, WorksOnTheThreadsThatItGets) {
-  pthread_attr_t before;
-  pthread_attr_t huge;
-  ASSERT_EQ(pthread_getattr_default_np(&before), 0);
-  pthread_attr_init(&huge);
-  pthread_attr_setstacksize(&huge, std::size_t{1} << 47U);
-  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
-  EXPECT_THROW(std::thread([] {}).join(), std::system_error);
-  std::set<std::size_t> done;
-  WorkQueue(20, [](std::size_t) { return true; }).run(4, [&](std::size_t number) { done.insert(number); });
-  pthread_setattr_default_np(&before);
-  EXPECT_EQ(done.size(), 20U);
 }
 
 /// The generated file stands two folders below the simulator, as it was written, and no compiler finds
@@ -232,9 +147,11 @@ TEST(Simulator, CompilesTheGeneratedFileWithoutWarnings) {
   for (const std::string compiler : {"g++", "clang++"}) {
     if (run(compiler + " --version").status != 0) GTEST_SKIP() << compiler << " is missing";
     for (const std::string standard : {"17", "20"}) {
-      const ProgramRun compiled =
-          run(compiler + " -std=c++" + standard + " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " +
-              root + " " + root + "/dumps/fab1/fab1_generated.cpp -o " + root + "/node.o");
+      std::ostringstream command;
+      command << compiler << " -std=c++" << standard
+              << " -Wall -Wextra -Wpedantic -Wconversion -Werror -c -I " << root << " " << root
+              << "/dumps/fab1/fab1_generated.cpp -o " << root << "/node.o";
+      const ProgramRun compiled = run(command.str());
       EXPECT_EQ(compiled.status, 0) << compiled.output;
     }
   }

@@ -212,12 +212,11 @@ class FileChecker {
     std::ranges::move(differences, std::back_inserter(result_.differences));
   }
 
-  /// The lines in front of a node's frames; the first node has the file's head before its own.
+  /// The lines in front of a node's frames; in front of the first node's, the head of the file is among them.
   void checkOpening(const DumpSection& section, std::vector<ExpectedLine> head,
                     const std::vector<ExpectedLine>& opening, const std::string& name) {
-    const std::string what = head.empty() ? "in front of " + name : "the head of the file";
     std::ranges::copy(opening, std::back_inserter(head));
-    add(checkLines(section.opening, head, what, lastFrame()));
+    add(checkLines(section.opening, head, "in front of " + name, lastFrame()));
   }
 
   void checkSection(const DumpSection& section, const ExpectedNode& of, const std::vector<ExpectedLine>& head,

@@ -150,18 +150,17 @@ std::optional<Difference> twiceFault(const DumpFrame& frame) {
 }  // namespace
 
 UnitFrame unitFrame(const DumpFrame& frame) {
-  const ExactForm* form = formsOf(frame.method);
-  UnitFrame unit{frame.method, frame.line, frame.body.size() + 2, std::string(frame.head)};
-  if (form != nullptr && isExact(frame, *form)) {
-    unit.isExact = true;
-    unit.unproven = form->unproven;
-  }
+  const ExactForm* exact = formsOf(frame.method);
+  if (exact != nullptr && !isExact(frame, *exact)) exact = nullptr;
+  UnitFrame unit{frame.method,     frame.line, frame.body.size() + 2, std::string(frame.head),
+                 exact != nullptr, {}};
+  if (exact != nullptr) unit.unproven = exact->unproven;
   for (const std::string_view line : frame.body) {
     unit.text += '\n';
-    if (!unit.isExact)
+    if (exact == nullptr)
       unit.text += line;
-    else if (!form->impossible.matches(line))
-      unit.text += form->compilable(line);
+    else if (!exact->impossible.matches(line))
+      unit.text += exact->compilable(line);
   }
   unit.text += "\n}";
   return unit;

@@ -18,12 +18,11 @@ enum class FrameForm : std::uint8_t { kExact, kBuildable, kEither };
 /// compiler takes, which are made into lines that it does.
 struct UnitFrame {
   std::string_view method;
-  std::size_t line;      ///< of its head in the file, from 1
-  std::size_t lines;     ///< from its head to its closing brace
-  std::string text;      ///< of these lines
-  bool isExact = false;  ///< in the exact form of one of the two frames
-  std::string_view unproven =
-      {};  ///< the field whose value was on a line that no compiler takes; empty: none
+  std::size_t line;           ///< of its head in the file, from 1
+  std::size_t lines;          ///< from its head to its closing brace
+  std::string text;           ///< of these lines
+  bool isExact;               ///< in the exact form of one of the two frames
+  std::string_view unproven;  ///< the field whose value was on a line that no compiler takes; empty: none
 };
 UnitFrame unitFrame(const DumpFrame& frame);
 
