@@ -15,16 +15,16 @@ static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets
 void setEndSignals(void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
-  // A second signal waits until the first one is dealt with, and then is the end.
+  // A second signal to the same thread waits until the first one is dealt with.
   for (const int signal : kEndSignals) sigaddset(&action.sa_mask, signal);
   for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
 }
 
-/// Two signals at once may come to two threads, and each of these is in here then.
+/// Two signals may come to two threads at the same moment.
 void askForEnd(int signal) {
-  const bool isSecond = wasAsked.exchange(true);
+  if (!wasAsked.exchange(true)) return;
   setEndSignals(SIG_DFL);
-  if (isSecond) std::raise(signal);
+  raise(signal);
 }
 
 }  // namespace
