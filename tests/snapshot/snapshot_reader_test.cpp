@@ -1,29 +1,8 @@
-#include <algorithm>
-
-#include "siminfo/snapshot/reader.h"
-#include "siminfo/snapshot/writer.h"
+#include "tests/snapshot/snapshot_text.h"
 #include "tests/support.h"
 
 namespace siminfo {
 namespace {
-
-/// Hands out a text in pieces of at most `piece` bytes.
-DocumentStream::ReadBytes pieces(const std::string& text, std::size_t piece = ~std::size_t{0}) {
-  return [text, piece, at = std::size_t{0}](char* to, std::size_t size) mutable {
-    const std::size_t count = std::min({size, piece, text.size() - at});
-    std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(at), count, to);
-    at += count;
-    return count;
-  };
-}
-
-Snapshot read(const std::string& text, unsigned jobs = 1) { return readSnapshot(pieces(text), "f", jobs); }
-
-std::string written(const Snapshot& snapshot) {
-  std::ostringstream out;
-  writeSnapshot(snapshot, out);
-  return out.str();
-}
 
 const std::string kHeader = "{\"fabric_snapshot\": 1}\n";
 std::string node(const std::string& more, const std::string& name = "n") {

@@ -148,6 +148,11 @@ class PortParser : OwnerParser {
                                                      {{"state"}, &PortParser::parseState},
                                                      {{"in_sub_fabric"}, &PortParser::parseInSubFabric},
                                                      {{"kinds"}, &PortParser::parseKinds},
+                                                     {{"guid"}, &PortParser::parseGuid},
+                                                     {{"lid"}, &PortParser::parseLid},
+                                                     {{"lmc"}, &PortParser::parseLmc},
+                                                     {{"phys_state"}, &PortParser::parsePhysState},
+                                                     {{"link"}, &PortParser::parseLink},
                                                      {{"records"}, &PortParser::parseRecords},
                                                      {{"absent"}, &PortParser::parseAbsent},
                                                  });
@@ -174,8 +179,55 @@ class PortParser : OwnerParser {
     });
   }
 
+  void parseGuid(json::value value, const Place& at) { identity().guid = readInteger(at, value, kGuidForm); }
+  void parseLid(json::value value, const Place& at) {
+    identity().lid = readInteger<std::uint16_t>(at, value, {0, 0xffff});
+  }
+  void parseLmc(json::value value, const Place& at) {
+    identity().lmc = readInteger<std::uint8_t>(at, value, {0, 7});
+  }
+  void parsePhysState(json::value value, const Place& at) {
+    identity().physState = readInteger<std::uint8_t>(at, value, {0, 15});
+  }
+  void parseLink(json::value value, const Place& place) {
+    enum Key : std::size_t { kNode, kPort, kWidth, kSpeed, kSpeedExt };
+    static const KeyTable keys("a link",
+                               {{"node", true}, {"port", true}, {"width"}, {"speed"}, {"speed_ext"}});
+    Link& link = identity().link.emplace();
+    draft_.portIdentities.back().linkAt = place.at;
+    readMembers(place, value, keys, [&](std::size_t key, json::value member, const Place& at) {
+      switch (static_cast<Key>(key)) {
+        case kNode:
+          link.node = readLineText(at, member);
+          break;
+        case kPort:
+          link.port = readInteger<std::uint8_t>(at, member, {0, kMostPorts});
+          if (link.port == 0) refuse(at, "is 0; expected 1 or more, as port 0 has no link");
+          break;
+        case kWidth:
+          link.width = readInteger<std::uint8_t>(at, member, {0, 255});
+          break;
+        case kSpeed:
+          link.speed = readInteger<std::uint8_t>(at, member, {0, 15});
+          break;
+        case kSpeedExt:
+          link.speedExt = readInteger<std::uint8_t>(at, member, {0, 15});
+          break;
+      }
+    });
+  }
+
+  /// Most ports of most snapshots have none.
+  PortIdentity& identity() {
+    if (!hasIdentity_)
+      draft_.portIdentities.push_back({static_cast<Owner>(draft_.ports.size()), {}, nullptr});
+    hasIdentity_ = true;
+    return draft_.portIdentities.back().identity;
+  }
+
   IBPort port_;
   const char* numAt_ = nullptr;
+  bool hasIdentity_ = false;
 };
 
 /// Reads one node document into a draft.
@@ -195,6 +247,8 @@ class NodeParser : OwnerParser {
                       {{"special_type"}, &NodeParser::parseSpecialType},
                       {{"orbel_switch"}, &NodeParser::parseOrbelSwitch},
                       {{"capabilities"}, &NodeParser::parseCapabilities},
+                      {{"system_guid"}, &NodeParser::parseSystemGuid},
+                      {{"description"}, &NodeParser::parseDescription},
                       {{"records"}, &NodeParser::parseRecords},
                       {{"absent"}, &NodeParser::parseAbsent},
                       {{"ports"}, &NodeParser::parsePorts},
@@ -225,6 +279,12 @@ class NodeParser : OwnerParser {
     node_.specialNodeType = readInteger<int>(at, value, kIntForm);
   }
   void parseOrbelSwitch(json::value value, const Place& at) { node_.orbelSwitch = readBool(at, value); }
+  void parseSystemGuid(json::value value, const Place& at) {
+    draft_.identity.systemGuid = readInteger(at, value, kGuidForm);
+  }
+  void parseDescription(json::value value, const Place& at) {
+    draft_.identity.description = readLineText(at, value);
+  }
   void parsePorts(json::value value, const Place& at) {
     readElements(at, value,
                  [&](json::value port, const Place& place) { PortParser(draft_).parse(port, place); });
@@ -269,6 +329,11 @@ class NodeParser : OwnerParser {
         refuse(num, number + " is above \"num_ports\", " + std::to_string(node_.numPorts));
       if (seen.test(draft.port.num)) refuse(num, number + " is the number of an earlier port as well");
       seen.set(draft.port.num);
+    }
+    for (const PortIdentityDraft& each : draft_.portIdentities) {
+      const Place port{&ports, {}, each.owner, each.linkAt};
+      if (each.linkAt != nullptr && draft_.ports[each.owner].port.num == 0)
+        refuse(port.member("link"), "is a link of port 0, which has none");
     }
   }
 
@@ -315,6 +380,8 @@ void NodeDraft::clear() {
   counters.clear();
   monitors.clear();
   absent.clear();
+  identity = {};
+  portIdentities.clear();
   bytes.clear();
 }
 
@@ -323,10 +390,10 @@ void parseNode(json::object document, const char* text, NodeDraft& draft) {
   NodeParser(draft).parse(document, Place{nullptr, {}, 0, text});
 }
 
-bool addToSnapshot(const NodeDraft& draft, Snapshot& snapshot) {
+const IBNode* addToSnapshot(const NodeDraft& draft, Snapshot& snapshot) {
   auto& [fabric, store, capabilities] = snapshot.discovered;
   IBNode* node = fabric.addNode(draft.node.name, draft.node.numPorts);
-  if (node == nullptr) return false;
+  if (node == nullptr) return nullptr;
   const Indices indices = addNodeAndPorts(draft, *node, fabric);
   if (draft.smp) capabilities.setAnswer(node->recordIndex, false, *draft.smp);
   if (draft.gmp) capabilities.setAnswer(node->recordIndex, true, *draft.gmp);
@@ -344,7 +411,10 @@ bool addToSnapshot(const NodeDraft& draft, Snapshot& snapshot) {
     auto& absent = owner == kNodeItself ? snapshot.absentOnNodes : snapshot.absentOnPorts;
     absent[indices.of(owner)][record] = reason;
   }
-  return true;
+  if (draft.identity != NodeIdentity{}) snapshot.nodeIdentities.set(node->recordIndex, draft.identity);
+  for (const PortIdentityDraft& each : draft.portIdentities)
+    snapshot.portIdentities.set(indices.of(each.owner), each.identity);
+  return node;
 }
 
 }  // namespace siminfo

@@ -39,6 +39,12 @@ struct AbsentDraft {
   std::string reason;
 };
 
+struct PortIdentityDraft {
+  Owner owner;
+  PortIdentity identity;
+  const char* linkAt;  ///< its link in the document's text, if it has one
+};
+
 /// A node document that was read and judged, and has not yet become part of a fabric. Everything lies flat,
 /// so that a draft that is used again needs no new memory.
 struct NodeDraft {
@@ -51,7 +57,9 @@ struct NodeDraft {
   std::vector<CountersDraft> counters;
   std::vector<MonitorDraft> monitors;
   std::vector<AbsentDraft> absent;
-  std::vector<std::uint64_t> bytes;  ///< the records' memory, suitably aligned for all of them
+  NodeIdentity identity;
+  std::vector<PortIdentityDraft> portIdentities;  ///< of the ports that have one
+  std::vector<std::uint64_t> bytes;               ///< the records' memory, suitably aligned for all of them
 
   void clear();
 };
@@ -59,7 +67,7 @@ struct NodeDraft {
 /// Reads a node document into the draft, in place of what was there. Throws a Refusal.
 void parseNode(json::object document, const char* text, NodeDraft& draft);
 
-/// Makes the node part of the fabric. False when there is a node of that name already.
-bool addToSnapshot(const NodeDraft& draft, Snapshot& snapshot);
+/// Makes the node part of the fabric. Null when there is a node of that name already.
+const IBNode* addToSnapshot(const NodeDraft& draft, Snapshot& snapshot);
 
 }  // namespace siminfo

@@ -4,12 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <optional>
 #include <system_error>
 
 #include "siminfo/snapshot/document_parser.h"
 #include "siminfo/snapshot/format.h"
 #include "siminfo/snapshot/line_parsers.h"
+#include "siminfo/snapshot/links.h"
 #include "siminfo/snapshot/node_parser.h"
 
 namespace siminfo {
@@ -21,23 +24,69 @@ constexpr std::size_t kLinesPerThread = 256UL * 1024;  // bytes that a thread is
 struct Header {
   std::string source;
   std::string collectedAt;
+  std::string fabric;
+  std::optional<std::uint64_t> nodes;  // documents up to the next header or the end
+  const char* nodesAt = nullptr;       // in the document's text
 };
 
+/// A document of a snapshot: the header, or a node.
+struct Document {
+  bool isHeader = true;
+  Header header;
+  NodeDraft node;
+};
+
+constexpr std::array<KeyTable::Key, 5> kHeaderKeys{
+    {{"fabric_snapshot", true}, {"source"}, {"collected_at"}, {"fabric"}, {"nodes"}}};
+
 void parseHeader(json::object document, const char* text, Header& header) {
-  enum Key : std::size_t { kVersion, kSource, kCollectedAt };
+  enum Key : std::size_t { kVersion, kSource, kCollectedAt, kFabric, kNodes };
   static const KeyTable keys("the header, which is the first document,",
-                             {{"fabric_snapshot", true}, {"source"}, {"collected_at"}});
+                             {kHeaderKeys.begin(), kHeaderKeys.end()});
+  header = {};
   readMembers(Place{nullptr, {}, 0, text}, document, keys,
               [&](std::size_t key, json::value value, const Place& at) {
-                if (key == kVersion) {
-                  const std::uint64_t version = readInteger(at, value, {});
-                  if (version != kFormatVersion)
-                    refuse(at, "is format " + std::to_string(version) + "; expected format " +
-                                   std::to_string(kFormatVersion));
-                } else {
-                  (key == kSource ? header.source : header.collectedAt) = readLineText(at, value);
+                switch (static_cast<Key>(key)) {
+                  case kVersion:
+                    if (const std::uint64_t version = readInteger(at, value, {}); version != kFormatVersion)
+                      refuse(at, "is format " + std::to_string(version) + "; expected format " +
+                                     std::to_string(kFormatVersion));
+                    break;
+                  case kSource:
+                    header.source = readLineText(at, value);
+                    break;
+                  case kCollectedAt:
+                    header.collectedAt = readLineText(at, value);
+                    break;
+                  case kFabric:
+                    header.fabric = readLineText(at, value);
+                    break;
+                  case kNodes:
+                    header.nodes = readInteger(at, value, {});
+                    header.nodesAt = at.at;
+                    break;
                 }
               });
+}
+
+/// Whether the object that begins at `text` is a header: nodes and headers have no key in common, so the
+/// first key of a document tells which it is.
+bool isHeader(const char* text) {
+  while (std::string_view("{ \t\r\n").find(*text) != std::string_view::npos) ++text;
+  return std::ranges::any_of(kHeaderKeys, [text](const KeyTable::Key& key) {
+    static_assert(DocumentStream::kPadding > 20, "a key may be compared beyond the document's end");
+    return *text == '"' && std::char_traits<char>::compare(text + 1, key.name.data(), key.name.size()) == 0 &&
+           text[key.name.size() + 1] == '"';
+  });
+}
+
+/// Files may be joined, so a header may stand between nodes.
+void parseDocument(json::object object, const char* text, Document& document) {
+  document.isHeader = isHeader(text);
+  if (document.isHeader)
+    parseHeader(object, text, document.header);
+  else
+    parseNode(object, text, document.node);
 }
 
 /// Reads the documents of one snapshot, in their order.
@@ -53,8 +102,12 @@ class SnapshotReader {
     parse(parseHeader, header);
     snapshot_.source = snapshot_.discovered.fabric.source = header.source;
     snapshot_.collectedAt = header.collectedAt;
+    snapshot_.fabric = header.fabric;
+    takeHeader(header);
     if (jobs > 1) readLines(jobs);
     readDocuments();
+    requireAllNodes();
+    judgeLinks();
     if (progress_) progress_(lines_.size(), documents_.bytesRead());
     return std::move(snapshot_);
   }
@@ -71,18 +124,48 @@ class SnapshotReader {
       if (parsers.isEmpty()) return;
       const ParsedLines& parsed = parsers.oldest();
       if (!parsed.isComplete) break;
-      for (std::size_t i = 0; i < parsed.count; ++i) add(parsed.drafts[i], parsed.lineOf[i]);
+      for (std::size_t i = 0; i < parsed.count; ++i)
+        add(parsed.drafts[i], [line = parsed.lineOf[i]](const char*) { return line; });
       parsers.drop();
     }
     while (!parsers.isEmpty()) documents_.putBack(parsers.takeBack());
   }
 
   void readDocuments() {
-    NodeDraft draft;
+    Document document;
     while (documents_.next()) {
-      parse(parseNode, draft);
-      add(draft, lineOf(draft.nameAt));
+      parse(parseDocument, document);
+      if (document.isHeader) {
+        requireAllNodes();
+        takeHeader(document.header);
+      } else {
+        add(document.node, [this](const char* at) { return lineOf(at); });
+      }
     }
+  }
+
+  void takeHeader(const Header& header) {
+    promised_ = header.nodes;
+    promisedLine_ = header.nodes ? lineOf(header.nodesAt) : 0;
+    nodesBefore_ = lines_.size();
+  }
+
+  /// A file that was cut between two documents looks whole, but for this number.
+  void requireAllNodes() const {
+    const std::size_t nodes = lines_.size() - nodesBefore_;
+    if (promised_ && *promised_ != nodes)
+      refuseAt(
+          "nodes",
+          "is " + std::to_string(*promised_) + ", and " + std::to_string(nodes) +
+              " follow; the file was cut, or nodes were added or taken out: then take this key out as well",
+          promisedLine_);
+  }
+
+  void judgeLinks() const {
+    links_.judge(snapshot_.discovered.fabric, [this](const LinkJudge::End& end, const std::string& what) {
+      const LinkPlace& place = linkPlaces_[end.place];
+      refuseAt("ports[" + std::to_string(place.element) + "].link", what, place.line);
+    });
   }
 
   /// Parses the current document: first as the one line that it is as a rule, and then, if that fails, to the
@@ -104,15 +187,25 @@ class SnapshotReader {
     }
   }
 
-  void add(const NodeDraft& draft, std::size_t line) {
-    if (!addToSnapshot(draft, snapshot_)) {
+  /// `lineAt` gives the line on which a place of the document is.
+  template <class LineAt>
+  void add(const NodeDraft& draft, LineAt lineAt) {
+    const IBNode* node = addToSnapshot(draft, snapshot_);
+    if (node == nullptr) {
       const IBNode* first = snapshot_.discovered.fabric.nodeByName.at(draft.node.name);
       refuseAt("name",
                "is the name of the node on line " + std::to_string(lines_[first->recordIndex]) +
                    " as well; expected names to be unique",
-               line);
+               lineAt(draft.nameAt));
     }
-    lines_.push_back(line);
+    lines_.push_back(lineAt(draft.nameAt));
+    for (const PortIdentityDraft& each : draft.portIdentities) {
+      if (!each.identity.link) continue;
+      const std::uint8_t num = draft.ports[each.owner].port.num;
+      const PortIdentity* stored = snapshot_.portIdentities.find(node->ports[num]->recordIndex);
+      links_.add({node, num, &*stored->link, linkPlaces_.size()});
+      linkPlaces_.push_back({lineAt(each.linkAt), each.owner});
+    }
     if (progress_ && lines_.size() % kNodesPerProgress == 0) progress_(lines_.size(), documents_.bytesRead());
   }
 
@@ -141,6 +234,19 @@ class SnapshotReader {
   DocumentParser parser_;
   Snapshot snapshot_;
   std::vector<std::size_t> lines_;  // of the nodes' names, by recordIndex
+
+  // What the latest header promised.
+  std::optional<std::uint64_t> promised_;
+  std::size_t promisedLine_ = 0;
+  std::size_t nodesBefore_ = 0;
+
+  /// Where a link stands in the file.
+  struct LinkPlace {
+    std::size_t line;
+    std::size_t element;  // of the array "ports"
+  };
+  std::vector<LinkPlace> linkPlaces_;
+  LinkJudge links_;
 };
 
 /// Closes what it opened, and leaves standard input alone.

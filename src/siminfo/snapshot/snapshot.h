@@ -5,6 +5,7 @@
 #include <string>
 
 #include "siminfo/core/in_memory/in_memory_drovik.h"
+#include "siminfo/snapshot/identity.h"
 
 namespace siminfo {
 
@@ -15,9 +16,12 @@ using AbsentRecords = std::map<std::string, std::string>;
 struct Snapshot {
   std::string source;       ///< what was collected from; may be empty
   std::string collectedAt;  ///< when, in the file's own words; may be empty
+  std::string fabric;       ///< the name that its owner gives the fabric; may be empty
   DiscoveredFabric discovered;
   std::map<std::uint32_t, AbsentRecords> absentOnNodes;  ///< by the node's recordIndex
   std::map<std::uint32_t, AbsentRecords> absentOnPorts;  ///< by the port's recordIndex
+  RecordColumn<NodeIdentity> nodeIdentities;             ///< by the node's recordIndex
+  RecordColumn<PortIdentity> portIdentities;             ///< by the port's recordIndex
 };
 
 }  // namespace siminfo

@@ -49,6 +49,39 @@ void writeCounters(JsonLine& line, const InMemoryExtendedInfo& store, std::uint3
   line.close('}');
 }
 
+template <std::integral Int>
+void writeIfTold(JsonLine& line, std::string_view key, const std::optional<Int>& value) {
+  if (!value) return;
+  line.key(key);
+  if constexpr (sizeof(Int) > sizeof(std::uint32_t))
+    line.wide(*value);
+  else
+    line.number(*value);
+}
+
+void writeIdentity(JsonLine& line, const NodeIdentity* identity) {
+  if (identity == nullptr) return;
+  writeIfTold(line, "system_guid", identity->systemGuid);
+  if (identity->description) line.key("description").string(*identity->description);
+}
+
+void writeIdentity(JsonLine& line, const PortIdentity* identity) {
+  if (identity == nullptr) return;
+  writeIfTold(line, "guid", identity->guid);
+  writeIfTold(line, "lid", identity->lid);
+  writeIfTold(line, "lmc", identity->lmc);
+  writeIfTold(line, "phys_state", identity->physState);
+  if (!identity->link) return;
+  const Link& link = *identity->link;
+  line.key("link").open('{');
+  line.key("node").string(link.node);
+  line.key("port").number(link.port);
+  writeIfTold(line, "width", link.width);
+  writeIfTold(line, "speed", link.speed);
+  writeIfTold(line, "speed_ext", link.speedExt);
+  line.close('}');
+}
+
 void writePort(JsonLine& line, const IBPort& port, const Snapshot& snapshot) {
   const InMemoryExtendedInfo& store = snapshot.discovered.records;
   const std::uint32_t index = port.recordIndex;
@@ -63,6 +96,7 @@ void writePort(JsonLine& line, const IBPort& port, const Snapshot& snapshot) {
     }
     line.close(']');
   }
+  writeIdentity(line, snapshot.portIdentities.find(index));
   bool hasCounters = false;
   for (std::uint32_t set = 0; set < InMemoryExtendedInfo::kCounterSets; ++set)
     hasCounters = hasCounters || store.getZYRReductionCounters(index, set) != nullptr;
@@ -110,6 +144,7 @@ void writeNode(JsonLine& line, const IBNode& node, const Snapshot& snapshot) {
   if (!node.inSubFabric) line.key("in_sub_fabric").truth(false);
   if (node.specialNodeType) line.key("special_type").number(*node.specialNodeType);
   if (node.orbelSwitch) line.key("orbel_switch").truth(true);
+  writeIdentity(line, snapshot.nodeIdentities.find(node.recordIndex));
   writeCapabilities(line, snapshot.discovered.capabilities, node.recordIndex);
   writeRecords(line, kNodeRecordKinds, snapshot.discovered.records, node.recordIndex, false, [] {});
   writeAbsent(line, snapshot.absentOnNodes, node.recordIndex);
@@ -131,6 +166,8 @@ void writeSnapshot(const Snapshot& snapshot, std::ostream& out) {
   line.key("fabric_snapshot").number(kFormatVersion);
   if (!snapshot.source.empty()) line.key("source").string(snapshot.source);
   if (!snapshot.collectedAt.empty()) line.key("collected_at").string(snapshot.collectedAt);
+  if (!snapshot.fabric.empty()) line.key("fabric").string(snapshot.fabric);
+  line.key("nodes").number(snapshot.discovered.fabric.nodeByName.size());
   line.close('}');
   line.writeTo(out);
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
