@@ -38,6 +38,20 @@ def is_caught(process, number):
         return int(re.search(r"SigCgt:\s*(\w+)", status.read())[1], 16) >> number - 1 & 1 == 1
 
 
+def links_of(nodes):
+    """Every link, by the GUIDs that ibnetdiscover has for its ends: a switch has one for all of its ports."""
+    guids = {(node["name"], port["num"]): node["guid"] if node["type"] == "switch" else port.get("guid")
+             for node in nodes.values() for port in node["ports"]}
+    return [(int(guids[near], 16), near[1], int(guids[far], 16), far[1])
+            for node in nodes.values() for port in node["ports"] if "link" in port
+            for near, far in [((node["name"], port["num"]), (port["link"]["node"], port["link"]["port"]))]]
+
+
+def without_links(nodes):
+    return {guid: {**node, "ports": [{key: value for key, value in port.items() if key != "link"}
+                                     for port in node["ports"]]} for guid, node in nodes.items()}
+
+
 class Collected:
     """What one run of `siminfo collect` gave."""
 
@@ -130,6 +144,11 @@ class CollectTest(unittest.TestCase):
         self.assertEqual(
             {(kind.lower(), int(ports), int(guid, 16), name) for kind, ports, guid, name in told},
             {(node["type"], node["num_ports"], guid, node["name"]) for guid, node in nodes.items()})
+        _, ports, _ = fabric.run(["ibnetdiscover", "-p"])
+        end = r"(?:CA|SW|RT)\s+\d+\s+(\d+) 0x(\w+)"
+        links = re.findall(rf"^{end} (?:\S+ \S+) - {end} ", ports, re.MULTILINE)
+        self.assertEqual(sorted((int(guid, 16), int(num), int(far, 16), int(far_num))
+                                for num, guid, far_num, far in links), sorted(links_of(nodes)))
         return len(told)
 
     def test_every_device_is_found_whatever_the_paths(self):
@@ -159,6 +178,7 @@ class CollectTest(unittest.TestCase):
             saved = Collected(fabric, "--load-cache", cache)
             self.assertEqual(saved.status, 0, saved.err)
             self.assertEqual(saved.header["source"], "fabric.cache")
+            self.assertEqual(links_of(saved.nodes), links_of(live.nodes))
             # A discovery knows of an adapter only the ports that it came through.
             unknown = {(guid, port["num"]) for guid, node in saved.nodes.items() for port in node["ports"]
                        if "records" not in port}
@@ -261,7 +281,9 @@ class CollectTest(unittest.TestCase):
             plain = Collected(fabric)
             switches = {guid: node for guid, node in plain.nodes.items() if node["type"] == "switch"}
             misplaced = Collected(fabric, alter="places")
-            self.assertEqual((misplaced.status, misplaced.nodes), (5, switches), misplaced.err)
+            self.assertEqual((misplaced.status, without_links(misplaced.nodes)), (5, without_links(switches)),
+                             misplaced.err)
+            self.assertEqual(len(links_of(misplaced.nodes)), 4, "those between the two switches")
             self.assert_line(misplaced.err, "Switch1 (0x0000000000200000)", "port 1, 2", "255")
 
             twins = Collected(fabric, alter="twins")
@@ -269,7 +291,7 @@ class CollectTest(unittest.TestCase):
             self.assertEqual(set(twins.nodes), {0x42, *switches})
             lost = re.findall("port ([0-9, ]+):.* 0x0000000000000042 ", twins.err)
             self.assertEqual(sum(len(ports.split(", ")) for ports in lost), 3, twins.err)
-            self.assertEqual(generated(fabric, twins.text)[0], 0)
+            self.assertEqual(generated(fabric, twins.text)[0], 0, "a link that contradicts another one is left out")
 
     def test_node_names_from_a_map(self):
         with ibsim.Ibsim(self.example()) as fabric:

@@ -32,6 +32,8 @@ struct CacheFile {
   std::uint8_t hostType = IB_NODE_CA;
   std::uint8_t typeBefore = IB_NODE_SWITCH;  // as the node's own fields have it
   std::uint32_t capabilityMask2 = 2;
+  std::uint64_t peerOfHost = kSwitch1;  // by its port's GUID; the host's is behind the switch's port
+  std::uint64_t peerPort = 1;
   std::string behind;
 
   std::string bytes() {
@@ -52,9 +54,9 @@ struct CacheFile {
     number(1, 1);
     number(hostGuid + 1, 8);
     number(1, 1);
-    port(kSwitch1, 0, kSwitch1, 0);
-    port(kSwitch1, portNumber, ownerGuid, 1);
-    port(hostGuid + 1, 1, hostGuid, 1);
+    port(kSwitch1, 0, kSwitch1, 0, 0);
+    port(kSwitch1, portNumber, ownerGuid, hostGuid + 1, 1);
+    port(hostGuid + 1, 1, hostGuid, peerOfHost, peerPort);
     return text_ + behind;
   }
 
@@ -79,7 +81,8 @@ struct CacheFile {
     attribute(info);
     text_ += description + std::string(IB_SMP_DATA_SIZE - description.size(), '\0');
   }
-  void port(std::uint64_t guid, std::uint64_t num, std::uint64_t owner, std::uint8_t hasPeer) {
+  void port(std::uint64_t guid, std::uint64_t num, std::uint64_t owner, std::uint64_t peer,
+            std::uint64_t peerNum) {
     Attribute info{};
     mad_set_field(info.data(), 0, IB_PORT_STATE_F, 4);
     mad_set_field(info.data(), 0, IB_PORT_CAPMASK_F, 0x8048);
@@ -89,8 +92,9 @@ struct CacheFile {
     number(0, 4);
     attribute(info);
     number(owner, 8);
-    number(hasPeer, 1);
-    number(0, 9);
+    number(peer != 0 ? 1 : 0, 1);
+    number(peer, 8);
+    number(peerNum, 1);
   }
 
   std::string text_;
@@ -136,21 +140,62 @@ TEST_F(DiscoveryCacheTest, BecomesASnapshot) {
   const std::string unknown =
       R"("state":"unknown","absent":{"SMP_PortInfo":"not asked: read from a saved )"
       R"(discovery","SMP_PortInfoExtended":"not asked: read from a saved discovery"}})";
-  EXPECT_EQ(body,
-            R"({"name":"host_","alternative_name":"host\\u{00ff}","guid":"0x1234","type":"ca","num_ports":1,)"
-            R"("records":{"SMP_NodeInfo":{"BaseVersion":0,"ClassVersion":0,"PartitionCap":0,"DeviceID":0,)"
-            R"("revision":0,"VendorID":713}},"ports":[{"num":1,"state":"active",)" +
-                port + "]}\n" +
-                R"({"name":"sw1","guid":"0x2c9","type":"switch","num_ports":3,"records":{"SMP_NodeInfo":)"
-                R"({"BaseVersion":0,"ClassVersion":0,"PartitionCap":0,"DeviceID":0,"revision":0,)"
-                R"("VendorID":713},"SMP_SwitchInfo":{"LinearFDBCap":49152,"RandomFDBCap":0,"MCastFDBCap":0,)"
-                R"("OptimizedSLVLMapping":0,"LidsPerPort":0,"PartEnfCap":0,"InbEnfCap":0,"OutbEnfCap":0,)"
-                R"("FilterRawInbCap":0,"FilterRawOutbCap":0,"ENP0":0}},"ports":[{"num":0,"state":"active",)" +
-                port + R"(,{"num":1,"state":"active",)" + port + R"(,{"num":2,)" + unknown + R"(,{"num":3,)" +
-                unknown + "]}\n");
+  EXPECT_EQ(
+      body,
+      R"({"name":"host_","alternative_name":"host\\u{00ff}","guid":"0x1234","type":"ca","num_ports":1,)"
+      R"("system_guid":"0x0","description":"host\\u{00ff}","records":{"SMP_NodeInfo":{"BaseVersion":0,"ClassVersion":0,"PartitionCap":0,"DeviceID":0,)"
+      R"("revision":0,"VendorID":713}},"ports":[{"num":1,"state":"active","guid":"0x1235",)"
+      R"("phys_state":0,"link":{"node":"sw1","port":1,"width":0,"speed":0,"speed_ext":0},)" +
+          port + "]}\n" +
+          R"({"name":"sw1","guid":"0x2c9","type":"switch","num_ports":3,"system_guid":"0x0",)"
+          R"("description":"sw1","records":{"SMP_NodeInfo":)"
+          R"({"BaseVersion":0,"ClassVersion":0,"PartitionCap":0,"DeviceID":0,"revision":0,)"
+          R"("VendorID":713},"SMP_SwitchInfo":{"LinearFDBCap":49152,"RandomFDBCap":0,"MCastFDBCap":0,)"
+          R"("OptimizedSLVLMapping":0,"LidsPerPort":0,"PartEnfCap":0,"InbEnfCap":0,"OutbEnfCap":0,)"
+          R"("FilterRawInbCap":0,"FilterRawOutbCap":0,"ENP0":0}},"ports":[{"num":0,"state":"active",)"
+          R"("guid":"0x2c9","phys_state":0,)" +
+          port +
+          R"(,{"num":1,"state":"active","phys_state":0,"link":{"node":"host_","port":1,"width":0,)"
+          R"("speed":0,"speed_ext":0},)" +
+          port + R"(,{"num":2,)" + unknown + R"(,{"num":3,)" + unknown + "]}\n");
   EXPECT_EQ(collected.missing,
             std::vector<std::string>{
                 "sw1 (0x00000000000002c9): SMP_PortInfo of port 2, 3: not in the saved discovery"});
+}
+
+/// What the snapshot's reader would refuse is not written; what leads out of the file is not known.
+TEST_F(DiscoveryCacheTest, LeavesOutLinksThatContradictEachOther) {
+  struct Case {
+    std::uint64_t peer, port;
+    std::size_t warnings, links;
+  };
+  for (const auto& [peer, port, warnings, links] : {
+           Case{kSwitch1, 1, 0, 2},    // as it is
+           Case{kHost1 + 1, 1, 1, 1},  // a loopback plug: two ports lead to the host's
+           Case{kSwitch1, 2, 0, 1},    // a port of the switch that the file does not have
+           Case{0x99, 1, 0, 1},
+           Case{0, 0, 0, 1},
+       }) {
+    CacheFile file;
+    file.peerOfHost = peer;
+    file.peerPort = port;
+    write(file.bytes());
+    const Collected collected = collect();
+    std::ostringstream text;
+    writeSnapshot(collected.snapshot, text);
+    EXPECT_EQ(collected.warnings.size(), warnings) << peer << " " << port;
+    std::size_t found = 0;
+    for (std::size_t at = text.str().find("\"link\""); at != std::string::npos;
+         at = text.str().find("\"link\"", at + 1))
+      ++found;
+    EXPECT_EQ(found, links) << peer << " " << port;
+    std::istringstream written(text.str());
+    EXPECT_NO_THROW(readSnapshot(
+        [&](char* to, std::size_t size) {
+          return static_cast<std::size_t>(written.read(to, static_cast<std::streamsize>(size)).gcount());
+        },
+        "snapshot"));
+  }
 }
 
 TEST_F(DiscoveryCacheTest, SaysWhatItCannotDecode) {

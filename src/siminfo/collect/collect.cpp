@@ -9,6 +9,7 @@
 
 #include "siminfo/collect/attribute_layouts.h"
 #include "siminfo/collect/discovery_cache.h"
+#include "siminfo/collect/identity.h"
 #include "siminfo/collect/live_discovery.h"
 #include "siminfo/collect/mad_fields.h"
 #include "siminfo/collect/names.h"
@@ -111,6 +112,8 @@ void build(const WalkedFabric& fabric, const UserFiles& files, const std::string
   for (std::size_t i = 0; i < names.size(); ++i)
     builder.add(fabric.nodes[i], names[i], alternativeName(fabric.nodes[i], files.names));
   builder.finish();
+  for (std::string& line : addIdentities(fabric, names, collected.snapshot))
+    collected.warnings.push_back(std::move(line));
 }
 
 Collected fromCache(const CollectOptions& options, const UserFiles& files) {

@@ -119,15 +119,24 @@ class CacheReader {
     const auto owner = named_.find(key);
     if (owner == named_.end() || number(8) != owner->second)
       refuse(start, "the port belongs to no node, or to another one than it says");
-    skip(10);
+    const bool hasPeer = number(1) != 0;
+    const std::uint64_t peerGuid = number(8);
+    const PortKey peer{peerGuid, static_cast<unsigned>(number(1))};
+    if (hasPeer) peers_.push_back({owner->second, key.second, peer});
     const auto node = nodes_.find(owner->second);
     WalkedPort& place = node->second.ports[key.second];
     if (place.info) refuse(start, "the port is there twice");
     port.isExpected = true;
+    port.guid = guid;
     place = port;
   }
 
   WalkedFabric finish() {
+    // The file names a far end by its port, and ports may come in any order.
+    for (const Peer& each : peers_) {
+      if (const auto owner = named_.find(each.farEnd); owner != named_.end())
+        nodes_.at(each.node).ports[each.port].peer = {owner->second, each.farEnd.second};
+    }
     WalkedFabric fabric;
     for (auto& [guid, node] : nodes_) fabric.nodes.push_back(std::move(node));
     return fabric;
@@ -137,6 +146,12 @@ class CacheReader {
   std::vector<std::uint8_t> bytes_;
   std::size_t at_ = 0;
   std::map<std::uint64_t, WalkedNode> nodes_;
+  struct Peer {
+    std::uint64_t node;  // by GUID
+    unsigned port;
+    PortKey farEnd;
+  };
+  std::vector<Peer> peers_;
   std::map<PortKey, std::uint64_t> named_;  // ports that nodes name as theirs
 };
 

@@ -55,7 +55,10 @@ WalkedNode fromLibrary(const ibnd_node_t& found) {
     const ibnd_port_t* port = found.ports[number];
     if (port == nullptr) continue;
     node.ports[number].info = answered(port->info);
-    node.ports[number].hasPeer = port->remoteport != nullptr;
+    node.ports[number].guid = port->guid;
+    if (port->remoteport != nullptr)
+      node.ports[number].peer = {port->remoteport->node->guid,
+                                 static_cast<unsigned>(port->remoteport->portnum)};
     node.ports[number].isExpected = true;
   }
   return node;

@@ -123,7 +123,7 @@ void Questions::addPeer(const WalkedFabric& fabric, const WalkedNode& node, unsi
   const WalkedPort& port = node.ports[number];
   const bool isLinked = port.info && madField(*port.info, IB_PORT_PHYS_STATE_F) == kLinkUp;
   const std::size_t mostHops = limits_.maxHops != 0 ? limits_.maxHops : IB_SUBNET_PATH_HOPS_MAX - 1;
-  if (!isLinked || port.hasPeer || node.route.size() >= mostHops) return;
+  if (!isLinked || port.peer || node.route.size() >= mostHops) return;
   questions_.push_back(
       {behind(node, number), IB_ATTR_NODE_INFO, 0, [&, number](const auto& data, const Reason& reason) {
          missOfPort(node, number, "the device at the far end",

@@ -10,11 +10,18 @@
 
 namespace siminfo {
 
+/// The far end of a port's cable.
+struct PeerPort {
+  std::uint64_t nodeGuid = 0;
+  unsigned port = 0;
+};
+
 /// A port as its device described it: attributes as they were answered.
 struct WalkedPort {
   std::optional<Attribute> info;      ///< PortInfo
   std::optional<Attribute> extended;  ///< PortInfoExtended
-  bool hasPeer = false;               ///< the node behind it was found; false in a saved discovery
+  std::uint64_t guid = 0;             ///< 0 when it is not known
+  std::optional<PeerPort> peer;       ///< what was found behind it
   bool isExpected = false;            ///< the device must answer for this port
   AbsentRecords absent;
 };
