@@ -2,7 +2,7 @@
 # project's folder in $root. Everything it says goes to standard error.
 
 # Packages that building and running need, and those that tests, benchmarks and lint need besides.
-build_packages=(g++ cmake ninja-build pkg-config libsimdjson-dev libcli11-dev
+build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
 test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags valgrind)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev)

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The program as its users meet it: exit status, standard output, standard error and files."""
 
+import json
 import os
 import pathlib
 import re
@@ -64,7 +65,6 @@ class CommandLine(unittest.TestCase):
             (["--guid-file", "guids"], ["an-1", "rtr-1"], ""),
             (["--one-per-class"], ["an-1", "host-1 HCA-1", "rtr-1", "sw1-reduction"], ""),
             (["--one-per-class", "--guid", "2c90000000042"], ["sw3-partial"], ""),
-            (["--one-per-class", "--guid", "77"], [], "is no node"),
         ]
         (self.dir / "guids").write_text("# two of them\n0x2c90000000061  # a router\n\n  2c90000000071\n")
         for arguments, names, warning in cases:
@@ -73,7 +73,58 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(self.banners(), names, arguments)
             warnings = [line for line in done.stderr.splitlines() if "warning" in line]
             self.assertEqual(len(warnings), 1 if warning else 0, done.stderr)
+            dropped = "2 nodes: sw2-plain, sw3-partial" if arguments == ["--one-per-class"] else None
+            self.assertEqual(dropped and dropped in done.stderr, dropped and True, done.stderr)
             self.assertIn(warning, "".join(warnings))
+
+    def test_a_selection_that_is_empty_leaves_everything_as_it_is(self):
+        self.assertEqual(self.generate().returncode, 0)
+        before = (self.dir / "out" / "fab1_generated.cpp").read_text()
+        for arguments in (["--guid", "77"], ["--one-per-class", "--guid", "77"], ["--models", "--guid", "77"]):
+            done = self.generate(*arguments)
+            self.assertEqual((done.returncode, done.stdout), (3, ""), arguments)
+            self.assertIn("no node is selected", done.stderr)
+            self.assertEqual(os.listdir(self.dir / "out"), ["fab1_generated.cpp"])
+        self.assertEqual((self.dir / "out" / "fab1_generated.cpp").read_text(), before)
+        nobody = self.run_program("generate", "-", "--name", "F", stdin=HEADER)
+        self.assertEqual((nobody.returncode, os.path.exists(self.dir / "f_generated.cpp")), (3, False))
+
+    def test_leaves_what_is_missing_to_the_simulator(self):
+        self.assertEqual(self.generate("--buildable").returncode, 0)
+        exact = (self.dir / "out" / "fab1_generated.cpp").read_text()
+        done = self.generate("--buildable", "--missing", "comment")
+        commented = (self.dir / "out" / "fab1_generated.cpp").read_text()
+        self.assertEqual(commented, re.sub("^#error ", "// ", exact, flags=re.M))
+        missing = re.findall(r"set\w+(?=\(\) \{\n#error)", exact)
+        told = dict(re.findall(r"(set\w+) (\d+)", done.stderr))
+        self.assertEqual({name: int(count) for name, count in told.items()},
+                         {name: missing.count(name) for name in missing})
+        for arguments, status in (([], 1), (["--missing", "comment"], 0)):
+            verified = self.run_program("verify", SMALL, "--name", "Fab1", "--use", "out", *arguments)
+            self.assertEqual(verified.returncode, status, verified.stdout)
+
+    def test_models_are_files_of_their_own(self):
+        for arguments in (["--missing", "comment"], ["--buildable"], ["--simulator-header"], ["--one-per-class"],
+                          ["--shards", "0"], ["--shards", "4097"]):
+            self.assertEqual(self.generate("--models", *arguments).returncode, 2, arguments)
+        for option in ("--shards=2", "--project", "--exact-ports"):
+            self.assertEqual(self.generate(option).returncode, 2, option)
+        done = self.generate("--models", "--shards", 2)
+        self.assertEqual(done.stdout, "".join(f"out/fab1_{name}\n" for name in
+                                              ("models_0.cpp", "models_1.cpp", "nodes.tsv", "models.def")))
+        self.assertIn("setPortInfo 5", done.stderr)
+        self.assertIn("--exact-ports", done.stderr)
+        sources = [(self.dir / "out" / f"fab1_models_{shard}.cpp").read_text() for shard in (0, 1)]
+        self.assertEqual(sum(source.count("// Model: ") for source in sources), 6)
+        self.assertTrue(all("small_fabric" not in source and "// Node Type" not in source for source in sources))
+        table = (self.dir / "out" / "fab1_nodes.tsv").read_text().splitlines()
+        self.assertEqual(table[0].split("\t"), ["guid", "model", "ports", "name"])
+        self.assertRegex(table[4], r"^0x0002c90000000041\tSW_[0-9a-f]{16}\t6\tsw1-reduction$")
+        listed = (self.dir / "out" / "fab1_models.def").read_text().splitlines()
+        self.assertEqual(sorted(line.split("\t")[1] for line in table[1:]),
+                         [re.match(r"SIMINFO_MODEL\(\w+, (\w+), \d+\)$", line)[1] for line in listed])
+        other = self.run_program("generate", SMALL, "--name", "FAB1", "--models", "--output-dir", "out")
+        self.assertIn("the files of Fab1 in out are replaced", other.stderr)
 
     def test_refuses_a_bad_command_line(self):
         (self.dir / "file").write_text("")
@@ -180,6 +231,34 @@ class CommandLine(unittest.TestCase):
             text = (self.dir / "ft_generated.cpp").read_text()
             outputs.add(re.sub("0x0x[0-9a-f]+", "", text))
         self.assertEqual(len(outputs), 1)
+
+
+    def test_a_fat_tree_says_what_is_connected_to_what(self):
+        def tree(*arguments):
+            return subprocess.run([sys.executable, SOURCE / "examples" / "make_fat_tree.py", *arguments], check=True,
+                                  capture_output=True, text=True).stdout
+        for leaves in (1, 5):
+            lines = tree("--leaves", str(leaves), "--links", "--distinct").splitlines()
+            nodes = {node["name"]: node for node in map(json.loads, lines[1:])}
+            links = {(name, port["num"]): (port["link"]["node"], port["link"]["port"])
+                     for name, node in nodes.items() for port in node["ports"] if "link" in port}
+            spines = (leaves + 1) // 2
+            expected = {(f"leaf-{leaf:04}", host + 1): (f"host-{leaf:04}-{host:02}", 1)
+                        for leaf in range(leaves) for host in range(32)}
+            uplinks = {(f"leaf-{leaf:04}", 33 + k): f"spine-{(32 * leaf + k) % spines:04}"
+                       for leaf in range(leaves) for k in range(32)}
+            self.assertEqual({end: far for end, far in links.items() if end in expected}, expected)
+            self.assertEqual({end: links[end][0] for end in uplinks}, uplinks)
+            self.assertEqual(links, {far: near for near, far in links.items()})
+            self.assertEqual(len(links), 2 * 64 * leaves)
+            for key, count in (("lid", len(nodes)), ("guid", len(nodes) + leaves * 16)):
+                given = [port[key] for node in nodes.values() for port in node["ports"] if key in port]
+                self.assertEqual((len(given), len(set(given))), (count, count), key)
+            done = self.run_program("generate", "-", "--name", "F", "--models", stdin="\n".join(lines))
+            self.assertIn(f" {len(nodes)} nodes, {len(nodes)} models,", done.stderr)
+        plain = tree("--leaves", "2")
+        self.assertNotIn('"link"', plain)
+        self.assertEqual(json.loads(plain.splitlines()[0])["nodes"], len(plain.splitlines()) - 1)
 
 
 if __name__ == "__main__":

@@ -141,7 +141,7 @@ TEST_F(Driver, CountsWhatCameOfTheFrames) {
   EXPECT_EQ(summary.nodes, 1U);
   EXPECT_EQ(summary.frames(), 22U);
   EXPECT_EQ(summary.blocks, 3U);  // NodeInfo, SwitchInfo, SMP capabilities
-  EXPECT_EQ(summary.errors, 6U);  // PortInfo, GMP capabilities, AR, private LFT, both of congestion control
+  EXPECT_EQ(summary.missingFrames(), 6U);  // PortInfo, GMP capabilities, AR, private LFT, both of congestion control
 }
 
 TEST_F(Driver, ReturnsTheStatusOfAFailedOpenAndDoesNothingElse) {

@@ -66,6 +66,17 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
   return guids;
 }
 
+CLI::Option* addMissingOption(CLI::App& command, Missing& missing) {
+  const std::map<std::string, Missing> forms{{"error", Missing::kError}, {"comment", Missing::kComment}};
+  return command
+      .add_option("--missing", missing,
+                  "What stands for data that a node must have and that was not collected: an #error\n"
+                  "line, which stops the simulator's build, or a comment of the same words")
+      ->type_name("error|comment")
+      ->transform(CLI::CheckedTransformer(forms).description(""))
+      ->default_str("error");
+}
+
 bool isCppIdentifier(std::string_view text) {
   return !text.empty() && isLetter(text[0]) && std::ranges::find(kKeywords, text) == kKeywords.end() &&
          std::ranges::all_of(text, [](char character) {

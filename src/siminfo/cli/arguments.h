@@ -1,15 +1,21 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "siminfo/generators/drovik_sim_info_dump.h"
+
 namespace siminfo {
 
 /// The GUIDs of the --guid options, and of the --guid-file unless its name is empty. Throws a CommandError.
 std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const std::string& fileName);
+
+/// Adds --missing, which says what stands for data that a node must have and that was not collected.
+CLI::Option* addMissingOption(CLI::App& command, Missing& missing);
 
 /// Whether a C++ class can be named so.
 bool isCppIdentifier(std::string_view text);

@@ -7,49 +7,33 @@
 #include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
+#include "siminfo/cli/generate_options.h"
 #include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/simulator/headers.h"
-#include "siminfo/text/number_text.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
 
-struct GenerateOptions {
-  std::string snapshot;
-  std::string name;
-  std::vector<std::string> guids;
-  std::string guidFile;
-  std::string outputDir = ".";
-  bool onePerClass = false;
-  bool buildable = false;
-  bool simulatorHeader = false;
-  unsigned jobs = 0;
-};
-
 using NodesByClass = std::map<std::string, std::vector<const IBNode*>>;
 
-NodesByClass selectedNodes(const SimInfoDumpCPP& generator, const IBFabric& fabric,
-                           const std::set<std::uint64_t>& guids) {
-  NodesByClass nodes;
-  for (const auto& [name, node] : fabric.nodeByName) {
-    if (SimInfoDumpCPP::Selects(guids, node)) nodes[generator.GetDumpedNodeType(*node)].push_back(node);
-  }
-  return nodes;
+NodesByClass byClass(const SimInfoDumpCPP& generator, const std::vector<const IBNode*>& nodes) {
+  NodesByClass classes;
+  for (const IBNode* node : nodes) classes[generator.GetDumpedNodeType(*node)].push_back(node);
+  return classes;
 }
 
-std::set<std::uint64_t> firstOfEachClass(const NodesByClass& nodes) {
-  std::set<std::uint64_t> guids;
-  for (const auto& [nodeClass, ofClass] : nodes) guids.insert(ofClass.front()->guid);
-  return guids;
-}
-
-void warnOfUnknownGuids(const IBFabric& fabric, std::set<std::uint64_t> guids) {
-  for (const auto& [name, node] : fabric.nodeByName) {
-    if (node->inSubFabric) guids.erase(node->guid);
+/// Leaves the first node of each class, and says which were left out.
+void keepFirstOfEachClass(NodesByClass& nodes) {
+  std::vector<std::string> dropped;
+  for (auto& [nodeClass, ofClass] : nodes) {
+    for (std::size_t i = 1; i < ofClass.size(); ++i) dropped.push_back(printable(ofClass[i]->name));
+    ofClass.resize(1);
   }
-  for (const std::uint64_t guid : guids)
-    printWarning("GUID " + guidText(guid) + " is no node of the sub-fabric; nothing is generated for it");
+  if (!dropped.empty())
+    printNote("left out by --one-per-class: " + counted(dropped.size(), "node") + ": " + someOf(dropped));
 }
 
 void warnOfSharedClasses(const NodesByClass& nodes) {
@@ -65,15 +49,11 @@ void warnOfSharedClasses(const NodesByClass& nodes) {
 }
 
 void checkOptions(const GenerateOptions& options) {
-  checkName(options.name, options.simulatorHeader);
+  checkName(options.name, options.simulatorHeader || options.project);
   std::error_code error;
   if (std::filesystem::exists(options.outputDir, error) &&
       !std::filesystem::is_directory(options.outputDir, error))
     throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + " is no directory");
-}
-
-std::string counted(std::size_t number, const std::string& thing) {
-  return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
 }
 
 /// Beside the source, under the name by which the source includes it.
@@ -88,39 +68,58 @@ void writeSimulatorHeader(const GenerateOptions& options) {
   printResult(files.path().string() + "\n");
 }
 
-ExitStatus generate(const GenerateOptions& options) {
-  checkOptions(options);
-  std::set<std::uint64_t> guids = readGuids(options.guids, options.guidFile);
-  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
-
-  std::error_code error;
-  std::filesystem::create_directories(options.outputDir, error);
-  if (error)
-    throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + ": " + error.message());
-
-  InMemoryDrovik engine(snapshot->discovered, options.outputDir);
+/// The nodes themselves: one file.
+ExitStatus generateNodes(const GenerateOptions& options, Snapshot& snapshot,
+                         const std::vector<const IBNode*>& selected) {
+  InMemoryDrovik engine(snapshot.discovered, options.outputDir);
   const SimInfoDumpCPP generator(
-      engine, options.buildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames());
-  warnOfUnknownGuids(engine.fabric(), guids);
-  NodesByClass nodes = selectedNodes(generator, engine.fabric(), guids);
-  if (options.onePerClass && !nodes.empty()) {
-    guids = firstOfEachClass(nodes);
-    nodes = selectedNodes(generator, engine.fabric(), guids);
+      engine, options.buildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames(),
+      options.missing);
+  NodesByClass nodes = byClass(generator, selected);
+  if (options.onePerClass) keepFirstOfEachClass(nodes);
+  std::set<std::uint64_t> guids;
+  for (const auto& [nodeClass, ofClass] : nodes) {
+    for (const IBNode* node : ofClass) guids.insert(node->guid);
   }
-  warnOfSharedClasses(nodes);
+  // By its GUID a node is generated, so those that share one come along.
+  warnOfSharedClasses(byClass(generator, selectNodes(engine.fabric(), guids, options.snapshot)));
 
   GenerationSummary summary;
   generator.Generate(options.name, guids, summary);
   if (!engine.files().failure().empty()) throw CommandError(kBadInput, engine.files().failure());
   printResult(engine.files().path().string() + "\n");
   if (options.simulatorHeader) writeSimulatorHeader(options);
-  printNote(counted(summary.nodes, "node") + ", " + counted(summary.frames(), "frame") + ": " +
-            counted(summary.blocks, "block") + ", " + counted(summary.comments, "comment") + ", " +
-            counted(summary.errors, "#error line"));
+  reportFrames(counted(summary.nodes, "node"), summary, options.missing);
   return kDone;
 }
 
+ExitStatus generate(const GenerateOptions& options) {
+  checkOptions(options);
+  const std::set<std::uint64_t> guids = readGuids(options.guids, options.guidFile);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
+  const std::vector<const IBNode*> nodes = selectNodes(snapshot->discovered.fabric, guids, options.snapshot);
+  std::error_code error;
+  std::filesystem::create_directories(options.outputDir, error);
+  if (error)
+    throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + ": " + error.message());
+  return options.models ? generateModels(options, *snapshot, nodes)
+                        : generateNodes(options, *snapshot, nodes);
+}
+
 }  // namespace
+
+void reportFrames(const std::string& what, const GenerationSummary& summary, Missing missing) {
+  const bool isComment = missing == Missing::kComment;
+  printNote(what + ", " + counted(summary.frames(), "frame") + ": " + counted(summary.blocks, "block") +
+            ", " + counted(summary.comments, "comment") + ", " +
+            counted(summary.missingFrames(), isComment ? "comment" : "#error line") +
+            (isComment ? " for what was not collected" : ""));
+  if (!isComment || summary.missing.empty()) return;
+  std::string methods;
+  for (const auto& [method, frames] : summary.missing)
+    methods.append(methods.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(frames));
+  printNote("not collected, and left to the simulator: " + methods);
+}
 
 void addGenerateCommand(CLI::App& program, Command& chosen) {
   const auto options = std::make_shared<GenerateOptions>();
@@ -143,15 +142,38 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
   command->add_option("--output-dir", options->outputDir, "Directory of the file; made when it is missing")
       ->type_name("DIR")
       ->capture_default_str();
-  command->add_flag("--one-per-class", options->onePerClass,
-                    "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
-  command->add_flag(
+  CLI::Option* onePerClass =
+      command->add_flag("--one-per-class", options->onePerClass,
+                        "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
+  CLI::Option* buildable = command->add_flag(
       "--buildable", options->buildable,
       "In the two frames whose exact text no compiler accepts: the GID of the reduction class port\n"
       "info byte by byte, and each branch of the push counters in a scope of its own");
-  command->add_flag(
+  CLI::Option* header = command->add_flag(
       "--simulator-header", options->simulatorHeader,
       "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
+  CLI::Option* missing = addMissingOption(*command, options->missing);
+  CLI::Option* models =
+      command
+          ->add_flag("--models", options->models,
+                     "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
+                     "<lower name>_models_0.cpp, _nodes.tsv and _models.def")
+          ->excludes(onePerClass, buildable, header, missing);
+  command->add_option("--shards", options->shards, "Source files that the models are spread over")
+      ->type_name("N")
+      ->check(CLI::Range(1, 4096))
+      ->capture_default_str()
+      ->needs(models);
+  command
+      ->add_flag(
+          "--project", options->project,
+          "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
+          "program that restores every node")
+      ->needs(models);
+  command
+      ->add_flag("--exact-ports", options->exactPorts,
+                 "Give every port with values of its own a branch, as special ports have one")
+      ->needs(models);
   command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
       ->type_name("N")
       ->check(CLI::Range(1, 1024));

@@ -76,6 +76,7 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   command->add_flag("--all", options->request.selection.all, "Every node, and not one of each shape");
   command->add_flag("--buildable", options->request.isBuildable,
                     "The buildable form of the two frames that cannot compile as the format stands");
+  addMissingOption(*command, options->request.missing);
   command->add_option("--jobs", options->request.jobs, "Nodes compiled at a time")
       ->type_name("N")
       ->check(CLI::Range(1U, 256U))

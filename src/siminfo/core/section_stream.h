@@ -26,6 +26,13 @@ class SectionBuffer final : public std::streambuf {
     if (static_cast<std::size_t>(epptr() - pptr()) < size) grow(size);
     return pptr();
   }
+  /// Exchanges a piece of the text for one that is not longer.
+  void replace(std::size_t at, std::size_t size, std::string_view with) {
+    char* to = std::copy(with.begin(), with.end(), pbase() + at);
+    const char* rest = pbase() + at + size;
+    std::memmove(to, rest, static_cast<std::size_t>(pptr() - rest));
+    commit(to + (pptr() - rest));
+  }
   void commit(const char* textEnd) { pbump(static_cast<int>(textEnd - pptr())); }
 
  protected:
@@ -60,6 +67,7 @@ class SectionStream final : public std::ostream {
 
   std::string_view text() const { return buffer_.text(); }
   void clearText() { buffer_.clear(); }
+  void replace(std::size_t at, std::size_t size, std::string_view with) { buffer_.replace(at, size, with); }
 
  private:
   SectionBuffer buffer_{64UL * 1024};

@@ -72,16 +72,6 @@ void printBanner(std::ostream& os, const IBNode& node) {
                    << "// Name: '" << node.name << "', Alt: '" << node.getAlternativeName() << "\n";
 }
 
-/// Diagnostics stand at column 0, and nothing else that a generator writes does.
-void countFrame(std::string_view body, GenerationSummary& summary) {
-  if (body.starts_with("#error"))
-    ++summary.errors;
-  else if (body.starts_with("//"))
-    ++summary.comments;
-  else
-    ++summary.blocks;
-}
-
 void passOn(SectionStream& sections, std::ostream& file) {
   file.write(sections.text().data(), static_cast<std::streamsize>(sections.text().size()));
   sections.clearText();
@@ -90,6 +80,12 @@ void passOn(SectionStream& sections, std::ostream& file) {
 }  // namespace
 
 int CopyrightYear(const std::tm* now) { return now != nullptr ? now->tm_year + 1900 : kYearWithoutClock; }
+
+std::size_t GenerationSummary::missingFrames() const {
+  std::size_t all = 0;
+  for (const auto& [method, frames] : missing) all += frames;
+  return all;
+}
 
 std::span<const SimInfoDumpCPP::Frame> SimInfoDumpCPP::Frames() { return kFrames; }
 
@@ -119,11 +115,7 @@ int SimInfoDumpCPP::Generate(const std::string& name, const std::set<std::uint64
   if (status != 0) return status;
 
   SectionStream os;
-  PrintCopyright(os);
-  drovik_->fabric().WriteFileHeader(os, "//");
-  BlockEmitter(os) << "// Host Name: " << hostName() << "\n\n";
-  PrintIncludes(os, lowerName);
-
+  PrintHead(os, lowerName);
   for (const auto& [key, node] : drovik_->fabric().nodeByName) {
     if (!Selects(guids, node)) continue;
     PrintNode(os, name, *node, summary);
@@ -176,20 +168,50 @@ void SimInfoDumpCPP::PrintIncludes(std::ostream& os, const std::string& lowerNam
                    << "#include <infiniband/drovik/drovik_fabric.h>\n";
 }
 
+void SimInfoDumpCPP::PrintHead(std::ostream& os, const std::string& lowerName) const {
+  PrintCopyright(os);
+  drovik_->fabric().WriteFileHeader(os, "//");
+  BlockEmitter(os) << "// Host Name: " << hostName() << "\n\n";
+  PrintIncludes(os, lowerName);
+}
+
 void SimInfoDumpCPP::PrintNode(SectionStream& os, const std::string& name, const IBNode& node,
                                GenerationSummary& summary) const {
   printBanner(os, node);
-  const std::string classPrefix = "void " + name + "::" + GetDumpedNodeType(node) + "::";
+  PrintFrames(
+      os, name + "::" + GetDumpedNodeType(node), [&node](const Frame&) -> const IBNode& { return node; },
+      summary);
+}
+
+void SimInfoDumpCPP::PrintFrames(SectionStream& os, const std::string& className, const NodeOfFrame& nodeOf,
+                                 GenerationSummary& summary) const {
+  const std::string head = "void " + className + "::";
   BlockEmitter out(os);
   for (const Frame& frame : frames_) {
     if (&frame != &frames_.front()) out << "\n";
-    out << classPrefix << frame.method << "() {\n";
+    out << head << frame.method << "() {\n";
     const std::size_t start = os.text().size();
-    (this->*frame.generate)(os, node);
-    countFrame(os.text().substr(start), summary);
+    (this->*frame.generate)(os, nodeOf(frame));
+    FinishBody(os, start, frame.method, summary);
     out << "\n}\n";
   }
   ++summary.nodes;
+}
+
+/// Counts what the body that begins at `start` is, and gives what is missing its form. Diagnostics stand at
+/// column 0, and nothing else that a generator writes does.
+void SimInfoDumpCPP::FinishBody(SectionStream& os, std::size_t start, std::string_view method,
+                                GenerationSummary& summary) const {
+  constexpr std::string_view kError = "#error ";
+  const std::string_view body = os.text().substr(start);
+  if (body.starts_with(kError)) {
+    ++summary.missing[method];
+    if (missing_ == Missing::kComment) os.replace(start, kError.size(), "// ");
+  } else if (body.starts_with("//")) {
+    ++summary.comments;
+  } else {
+    ++summary.blocks;
+  }
 }
 
 }  // namespace siminfo

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <ostream>
 #include <set>
@@ -16,14 +17,22 @@ namespace siminfo {
 
 class SectionStream;
 
+/// How generated source says that data is missing which the node must have.
+enum class Missing : std::uint8_t {
+  kError,    ///< an #error line, which stops the simulator's build
+  kComment,  ///< a comment of the same words: the attribute is left to the simulator
+};
+
 /// What came of the frames of a run.
 struct GenerationSummary {
   std::size_t nodes = 0;
   std::size_t blocks = 0;    ///< frames that restore their attribute
   std::size_t comments = 0;  ///< frames whose attribute does not apply to the node
-  std::size_t errors = 0;    ///< frames that stop the simulator's build
+  /// Frames whose data is missing, by their method; written as the run's Missing has it.
+  std::map<std::string_view, std::size_t> missing;
 
-  std::size_t frames() const { return blocks + comments + errors; }
+  std::size_t missingFrames() const;
+  std::size_t frames() const { return blocks + comments + missingFrames(); }
 };
 
 /// Writes the source from which a fabric simulator's nodes answer as the discovered ones did. Reads the
@@ -44,8 +53,9 @@ class SimInfoDumpCPP {
   static std::span<const Frame> BuildableFrames();
 
   /// The engine is borrowed and must outlive the generator. `frames` is one of the two above.
-  explicit SimInfoDumpCPP(Drovik& drovik, std::span<const Frame> frames = Frames())
-      : drovik_(&drovik), frames_(frames) {}
+  explicit SimInfoDumpCPP(Drovik& drovik, std::span<const Frame> frames = Frames(),
+                          Missing missing = Missing::kError)
+      : drovik_(&drovik), frames_(frames), missing_(missing) {}
 
   /// Writes "<lower name>_generated.cpp" through the engine's file services, with every node of the
   /// sub-fabric whose GUID is in `guids`, or every node of it when `guids` is empty. Returns 0, or the status
@@ -63,6 +73,15 @@ class SimInfoDumpCPP {
   std::string GetDumpedNodeType(const IBNode& node) const;
   void PrintCopyright(std::ostream& os) const;
   void PrintIncludes(std::ostream& os, const std::string& lowerName) const;
+  /// All that a file holds before its first node.
+  void PrintHead(std::ostream& os, const std::string& lowerName) const;
+
+  /// The node that a frame is generated from. It need not be in the fabric, as long as its record indices are
+  /// the store's.
+  using NodeOfFrame = std::function<const IBNode&(const Frame&)>;
+  /// Every frame of a node, as member functions of `className`, with one empty line between them.
+  void PrintFrames(SectionStream& os, const std::string& className, const NodeOfFrame& nodeOf,
+                   GenerationSummary& summary) const;
 
   // Each writes the body of one frame: an attribute block, or the one line that says why there is none. The
   // last line is left open, and the driver ends it.
@@ -154,9 +173,12 @@ class SimInfoDumpCPP {
 
   void PrintNode(SectionStream& os, const std::string& name, const IBNode& node,
                  GenerationSummary& summary) const;
+  void FinishBody(SectionStream& os, std::size_t start, std::string_view method,
+                  GenerationSummary& summary) const;
 
   Drovik* drovik_;
   std::span<const Frame> frames_;
+  Missing missing_;
 };
 
 /// The year that the copyright notice ends with; `now` may be null.

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include "siminfo/core/block_emitter.h"
@@ -86,6 +87,12 @@ void writeView(BlockEmitter& out, const RecordLayout& layout) {
   out << "};\n";
 }
 
+bool holds(const std::filesystem::path& path, std::string_view text) {
+  std::ifstream file(path, std::ios_base::binary);
+  const std::string there{std::istreambuf_iterator<char>(file), {}};
+  return file && there == text;
+}
+
 }  // namespace
 
 std::string recordsHeader() {
@@ -132,6 +139,7 @@ std::string dumpHeader(const std::string& name) {
 
 void writeFile(const std::filesystem::path& path, std::string_view text) {
   std::filesystem::create_directories(path.parent_path());
+  if (holds(path, text)) return;
   errno = 0;
   std::ofstream file(path, std::ios_base::binary);
   file.write(text.data(), static_cast<std::streamsize>(text.size()));

@@ -35,7 +35,7 @@ std::string dumpHeader(const std::string& name);
 /// header. Throws std::system_error.
 void writeSimulator(const std::filesystem::path& root);
 
-/// Writes the whole file, or throws std::system_error.
+/// Makes the file hold the text, and does not touch one that does. Throws std::system_error.
 void writeFile(const std::filesystem::path& path, std::string_view text);
 
 }  // namespace siminfo

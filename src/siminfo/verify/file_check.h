@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/snapshot/snapshot.h"
 #include "siminfo/verify/difference.h"
 #include "siminfo/verify/dump_text.h"
@@ -15,8 +16,9 @@ namespace siminfo {
 /// What a generated file has to be.
 struct ExpectedFile {
   const Snapshot& snapshot;
-  std::string name;                 ///< of the dump's class
-  std::vector<ExpectedNode> nodes;  ///< in the order in which they are written
+  std::string name;                   ///< of the dump's class
+  std::vector<ExpectedNode> nodes;    ///< in the order in which they are written
+  Missing missing = Missing::kError;  ///< what stands for data that a node must have
 };
 
 /// A frame that a node must have, as it is in the file.

@@ -5,16 +5,27 @@
 namespace siminfo {
 namespace {
 
+constexpr std::string_view kCommentMark = "// ";
+constexpr std::string_view kErrorMark = "#error ";
+
 FrameResult differs(std::vector<Difference> differences) {
   return {Outcome::kDiffers, {}, {}, std::move(differences)};
 }
 
 /// The comment or #error line without its mark.
 std::string withoutMark(std::string line) {
-  for (const std::string_view mark : {"// ", "#error "}) {
+  for (const std::string_view mark : {kCommentMark, kErrorMark}) {
     if (line.starts_with(mark)) return line.substr(mark.size());
   }
   return line;
+}
+
+/// A frame whose missing data is written as a comment: it compiles, and must change nothing.
+FramePlan asComment(FramePlan plan) {
+  if (plan.carriage != Carriage::kRefused) return plan;
+  plan.carriage = Carriage::kOmitted;
+  plan.line.replace(0, kErrorMark.size(), kCommentMark);
+  return plan;
 }
 
 FrameResult notCarried(const Expectation& expectation, std::string_view method, const FramePlan& plan) {
@@ -39,7 +50,8 @@ NodeVerdict judgeNode(const FoundNode& found, const ExpectedFile& expected, Fram
   bool isBeforeFaulty = false;
   for (std::size_t i = 0; i < found.frames.size(); ++i) {
     const auto& [frame, fault, inFront] = found.frames[i];
-    const FramePlan plan = expectation.plan(rules()[i].frame);
+    FramePlan plan = expectation.plan(rules()[i].frame);
+    if (expected.missing == Missing::kComment) plan = asComment(std::move(plan));
     std::vector<Difference> faults = fault ? std::vector{*fault} : bodyFaults(*frame, plan, form);
     const bool isFaulty = !faults.empty();
     if (isFaulty) {

@@ -23,7 +23,8 @@ std::filesystem::path generateInto(const std::filesystem::path& folder, Snapshot
   std::set<std::uint64_t> guids;
   for (const ExpectedNode& of : nodes) guids.insert(of.node->guid);
   InMemoryDrovik engine(snapshot.discovered, folder);
-  SimInfoDumpCPP(engine, request.isBuildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames())
+  SimInfoDumpCPP(engine, request.isBuildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames(),
+                 request.missing)
       .Generate(request.name, guids);
   if (!engine.files().failure().empty()) throw VerifyError(engine.files().failure());
   return engine.files().path();
@@ -68,7 +69,7 @@ class Verifier {
       : snapshot_(snapshot), request_(request), workshop_(workshop), path_(path), text_(readFile(path)) {}
 
   Verification run(const std::vector<ExpectedNode>& nodes, const VerifyWatch& watch) const {
-    const ExpectedFile expected{snapshot_, request_.name, nodes};
+    const ExpectedFile expected{snapshot_, request_.name, nodes, request_.missing};
     FileCheck check = checkFile(text_, expected);
     if (check.nodes.empty()) throw VerifyError(path_.string() + ": has no node of the snapshot in it");
     Verification verification{{}, std::move(check.differences), {}};

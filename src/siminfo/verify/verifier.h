@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/snapshot/snapshot.h"
 #include "siminfo/verify/results.h"
 #include "siminfo/verify/selection.h"
@@ -14,12 +15,13 @@ namespace siminfo {
 /// What to verify, and with what.
 struct VerifyRequest {
   NodeSelection selection;
-  std::string name;            ///< of the dump's class, a C++ identifier
-  bool isBuildable = false;    ///< generate the buildable form
-  unsigned jobs = 1;           ///< nodes compiled at a time
-  std::string compiler;        ///< in the manner of g++ and clang++
-  std::filesystem::path keep;  ///< the folder to work in and leave behind; empty: none is left
-  std::filesystem::path use;   ///< the folder of a file that is there already; empty: one is generated
+  std::string name;                   ///< of the dump's class, a C++ identifier
+  bool isBuildable = false;           ///< generate the buildable form
+  Missing missing = Missing::kError;  ///< generate this for data that a node must have
+  unsigned jobs = 1;                  ///< nodes compiled at a time
+  std::string compiler;               ///< in the manner of g++ and clang++
+  std::filesystem::path keep;         ///< the folder to work in and leave behind; empty: none is left
+  std::filesystem::path use;          ///< the folder of a file that is there already; empty: one is generated
 };
 
 struct VerifyWatch {

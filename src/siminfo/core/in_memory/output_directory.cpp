@@ -27,6 +27,17 @@ std::filesystem::path createBeside(const std::filesystem::path& target) {
   return {};
 }
 
+/// Whether the file is there and is this text, byte for byte.
+bool holds(const std::filesystem::path& path, std::string_view text) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error) ||
+      std::filesystem::file_size(path, error) != text.size())
+    return false;
+  std::ifstream file(path, std::ios_base::binary);
+  const std::string there{std::istreambuf_iterator<char>(file), {}};
+  return file && there == text;
+}
+
 }  // namespace
 
 int OutputDirectory::open(const std::string& fileName, std::ofstream& out) {
@@ -60,6 +71,15 @@ int OutputDirectory::close(std::ofstream& out) {
   if (::rename(temporary_.c_str(), target_.c_str()) != 0) return fail(path_, errno);
   temporary_.clear();
   return 0;
+}
+
+int OutputDirectory::put(const std::string& fileName, std::string_view text) {
+  path_ = directory_ / fileName;
+  if (holds(path_, text)) return 0;
+  std::ofstream out;
+  if (const int error = open(fileName, out); error != 0) return error;
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return close(out);
 }
 
 int OutputDirectory::fail(const std::filesystem::path& path, int error) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 
 namespace siminfo {
 
@@ -19,6 +20,10 @@ class OutputDirectory {
   int open(const std::string& fileName, std::ofstream& out);
   /// Flushes, closes and checks the file, and puts it in its place. Returns like open().
   int close(std::ofstream& out);
+
+  /// Puts the text in the place of that file, which is not touched when it holds that text already. Returns
+  /// like open().
+  int put(const std::string& fileName, std::string_view text);
 
   /// Where the file that was opened last stands once it is closed.
   const std::filesystem::path& path() const { return path_; }

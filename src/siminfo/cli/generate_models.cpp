@@ -1,0 +1,51 @@
+#include <system_error>
+
+#include "siminfo/cli/console.h"
+#include "siminfo/cli/generate_options.h"
+#include "siminfo/cli/selection.h"
+#include "siminfo/models/project.h"
+
+namespace siminfo {
+namespace {
+
+/// Ports for which the simulated node answers with another port's values.
+void reportStandIns(const StandIns& standIns, bool exactPorts) {
+  std::string frames;
+  for (const auto& [method, ports] : standIns)
+    frames.append(frames.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(ports));
+  if (frames.empty()) return;
+  printNote("ports that answer with another port's values: " + frames +
+            (exactPorts ? "; these have one record for all ports" : "; --exact-ports gives each its own"));
+}
+
+}  // namespace
+
+ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
+                          const std::vector<const IBNode*>& nodes) {
+  // What a model's file says must not depend on where the fabric was read from.
+  snapshot.discovered.fabric.source.clear();
+  InMemoryDrovik engine(snapshot.discovered, options.outputDir);
+  const ModelWriter writer(engine, options.exactPorts);
+  const ModelSet set = writer.findModels(nodes);
+  const ModelFiles files = options.project ? projectFiles(options.name, options.shards, options.outputDir)
+                                           : ModelFiles{options.name, options.shards, options.outputDir};
+  if (const std::string other = otherOwner(files); !other.empty())
+    printWarning("the files of " + other + " in " + options.outputDir +
+                 " are replaced: names of files tell " + options.name + " from " + other + " by nothing");
+  try {
+    std::string written;
+    const auto paths = options.project
+                           ? writeProject(writer, set, options.name, options.shards, options.outputDir)
+                           : writeModelFiles(writer, set, files);
+    for (const std::filesystem::path& path : paths) written += path.string() + "\n";
+    printResult(written);
+  } catch (const std::system_error& error) {
+    throw CommandError(kBadInput, error.what());
+  }
+  reportFrames(counted(set.nodes.size(), "node") + ", " + counted(set.models.size(), "model"), set.summary,
+               Missing::kComment);
+  reportStandIns(set.standIns, options.exactPorts);
+  return kDone;
+}
+
+}  // namespace siminfo

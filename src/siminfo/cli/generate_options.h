@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/generators/drovik_sim_info_dump.h"
+#include "siminfo/snapshot/snapshot.h"
+
+namespace siminfo {
+
+/// What the command line of `siminfo generate` says.
+struct GenerateOptions {
+  std::string snapshot;
+  std::string name;
+  std::vector<std::string> guids;
+  std::string guidFile;
+  std::string outputDir = ".";
+  bool onePerClass = false;
+  bool buildable = false;
+  bool simulatorHeader = false;
+  Missing missing = Missing::kError;
+  bool models = false;
+  unsigned shards = 1;
+  bool project = false;
+  bool exactPorts = false;
+  unsigned jobs = 0;
+};
+
+/// Tells what came of the frames; `what` was generated of `summary`.
+void reportFrames(const std::string& what, const GenerationSummary& summary, Missing missing);
+
+/// Writes every distinct device once, and a table of the nodes that are of each: `siminfo generate --models`.
+ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
+                          const std::vector<const IBNode*>& nodes);
+
+}  // namespace siminfo

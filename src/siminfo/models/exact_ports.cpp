@@ -1,0 +1,157 @@
+#include "siminfo/models/exact_ports.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "siminfo/core/records/records.h"
+
+namespace siminfo {
+namespace {
+
+/// What a frame writes of a port's record, field by field; empty when the port has none.
+using Values = std::vector<std::uint64_t>;
+
+template <class Record>
+Values valuesOf(const Record* record) {
+  Values values;
+  if (record == nullptr) return values;
+  for (const Field& field : kFields<Record>) {
+    for (std::size_t i = 0; i < field.count; ++i) values.push_back(field.get(record, i));
+  }
+  return values;
+}
+
+Values portInfo(const KvormExtendedInfo& records, const IBNode& node, const IBPort& port) {
+  const SMP_PortInfo* found = records.getSMPPortInfo(port.recordIndex);
+  if (found == nullptr) return {};
+  SMP_PortInfo written = *found;
+  written.CapMsk &= ~std::uint32_t{2};                 // IsSM is never written
+  if (node.isOrbelSwitch()) written.LinkWidthSup = 0;  // nor this, of an ordinary port
+  return valuesOf(&written);
+}
+Values extendedPortInfo(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
+  return valuesOf(records.getSMPKrelExtPortInfo(port.recordIndex));
+}
+Values portInfoExtended(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
+  return valuesOf(records.getSMPPortInfoExtended(port.recordIndex));
+}
+Values reductionPortInfo(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
+  return valuesOf(records.getZYRReductionPortInfo(port.recordIndex));
+}
+/// The frame names the port that it writes for, so no port's sets are another one's: the number is part of
+/// them.
+Values reductionCounters(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
+  Values values;
+  if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, 0) == nullptr) return values;
+  for (std::uint32_t set = 0; set < 8; ++set) {
+    if (records.getZYRReductionCounters(port.recordIndex, set) != nullptr) values = {port.num};
+  }
+  return values;
+}
+Values pushCounters(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
+  if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, 1) == nullptr) return {};
+  return valuesOf(records.getZYRPushReductionCounters(port.recordIndex));
+}
+
+bool isAnyNode(const Drovik&, const IBNode&) { return true; }
+bool hasExtendedPortInfo(const Drovik& engine, const IBNode& node) {
+  return engine.capabilityModule().IsSupportedSMPCapability(&node, kIsExtendedPortInfoSupported);
+}
+bool hasReduction(const Drovik& engine, const IBNode& node) {
+  return node.type == kSwitch &&
+         engine.capabilityModule().IsSupportedSMPCapability(&node, kIsZYRReductionManagementSupported) &&
+         engine.extendedInfo().getZYRClassPortInfo(node.recordIndex) != nullptr;
+}
+
+/// A frame that is written by port.
+struct PortFrame {
+  std::string_view method;
+  bool (*applies)(const Drovik& engine, const IBNode& node);
+  Values (*values)(const KvormExtendedInfo& records, const IBNode& node, const IBPort& port);
+  bool (*hasBranches)(const IBNode& node);  ///< or one record for all ports
+};
+
+bool always(const IBNode&) { return true; }
+bool never(const IBNode&) { return false; }
+bool onSwitches(const IBNode& node) { return node.type == kSwitch; }
+
+constexpr std::array kPortFrames{
+    PortFrame{"setPortInfo", isAnyNode, portInfo, onSwitches},
+    PortFrame{"setExtendedPortInfo", hasExtendedPortInfo, extendedPortInfo, always},
+    PortFrame{"setPortInfoExtended", isAnyNode, portInfoExtended, never},
+    PortFrame{"setZYRReductionPortInfo", hasReduction, reductionPortInfo, always},
+    PortFrame{"setZYRReductionCounters", hasReduction, reductionCounters, always},
+    PortFrame{"setZYRPushReductionCounters", hasReduction, pushCounters, always},
+};
+
+bool isUp(const IBPort& port) { return port.portState > 1; }
+bool isSpecial(const IBPort& port) { return port.isFNMPort() || port.isFNM1Port() || port.isSpecialPort(); }
+
+/// Calls `visit(port, values)` with every port behind port 0 that has a record, in ascending order.
+template <class Visit>
+void visitPorts(const Drovik& engine, const IBNode& node, const PortFrame& frame, Visit visit) {
+  if (!frame.applies(engine, node)) return;
+  for (std::size_t num = 1; num < node.ports.size() && num <= node.numPorts; ++num) {
+    const IBPort* port = node.ports[num];
+    if (port == nullptr || !port->getInSubFabric()) continue;
+    if (Values values = frame.values(engine.extendedInfo(), node, *port); !values.empty())
+      visit(*port, values);
+  }
+}
+
+/// The values of the port that stands for all ordinary ones; empty when there is none.
+Values standingValues(const Drovik& engine, const IBNode& node, const PortFrame& frame) {
+  Values standing;
+  visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
+    const bool canStand = isUp(port) && (!isSpecial(port) || !frame.hasBranches(node));
+    if (standing.empty() && canStand) standing = values;
+  });
+  return standing;
+}
+
+}  // namespace
+
+void countStandIns(const Drovik& engine, const IBNode& node, bool exactPorts, StandIns& counts) {
+  for (const PortFrame& frame : kPortFrames) {
+    const bool hasBranches = frame.hasBranches(node);
+    if (exactPorts && hasBranches) continue;
+    const Values standing = standingValues(engine, node, frame);
+    if (standing.empty()) continue;
+    visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
+      const bool hasBranch = hasBranches && isUp(port) && isSpecial(port);
+      if (!hasBranch && values != standing) ++counts[frame.method];
+    });
+  }
+}
+
+PushKeys pushKeysOf(const Drovik& engine, const IBNode& node, bool exactPorts) {
+  constexpr std::string_view kMethod = "setZYRPushReductionCounters";
+  const auto& frame = *std::ranges::find(kPortFrames, kMethod, &PortFrame::method);
+  const ExactNode exact(engine, node, kMethod);
+  PushKeys keys;
+  bool hasStanding = false;
+  visitPorts(engine, exactPorts ? exact.node() : node, frame, [&](const IBPort& port, const Values&) {
+    if (!isUp(port) || (!isSpecial(port) && hasStanding)) return;
+    hasStanding = hasStanding || !isSpecial(port);
+    const auto* record = engine.extendedInfo().getZYRPushReductionCounters(port.recordIndex);
+    keys.emplace(record->header0, record->header1);
+  });
+  return keys;
+}
+
+ExactNode::ExactNode(const Drovik& engine, const IBNode& node, std::string_view method) : node_(node) {
+  const auto* frame = std::ranges::find(kPortFrames, method, &PortFrame::method);
+  if (frame == kPortFrames.end() || !frame->hasBranches(node)) return;
+  const Values standing = standingValues(engine, node, *frame);
+  visitPorts(engine, node, *frame, [&](const IBPort& port, const Values& values) {
+    if (isUp(port) && (isSpecial(port) || values == standing)) return;
+    IBPort& own = ports_.emplace_back(port);
+    own.special = true;
+    own.portState = 4;  // Active: the frames leave out what is Down
+    node_.ports[port.num] = &own;
+  });
+}
+
+}  // namespace siminfo

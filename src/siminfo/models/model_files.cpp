@@ -1,0 +1,116 @@
+#include "siminfo/models/model_files.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <optional>
+#include <system_error>
+
+#include "siminfo/core/block_emitter.h"
+#include "siminfo/core/in_memory/output_directory.h"
+#include "siminfo/core/section_stream.h"
+#include "siminfo/text/number_text.h"
+
+namespace siminfo {
+namespace {
+
+/// One file after the other in a folder, each whole or not at all.
+class Folder {
+ public:
+  explicit Folder(const std::filesystem::path& path) : files_(path) {}
+
+  void put(const std::string& name, const SectionStream& text) {
+    if (const int error = files_.put(name, text.text()); error != 0)
+      throw std::system_error(error, std::generic_category(), files_.path().string());
+    written_.push_back(files_.path());
+  }
+  std::vector<std::filesystem::path> written() { return std::move(written_); }
+
+ private:
+  OutputDirectory files_;
+  std::vector<std::filesystem::path> written_;
+};
+
+void printNodes(SectionStream& os, const ModelSet& set) {
+  BlockEmitter out(os);
+  out << "guid\tmodel\tports\tname\n";
+  for (const auto& [node, model] : set.nodes)
+    out << guidText(node->guid) << "\t" << set.models[model].name << "\t" << node->numPorts << "\t"
+        << node->name << "\n";
+}
+
+/// The number of a shard by the name of its source or of its list in a project; nothing when it is neither.
+std::optional<unsigned long> shardNumber(const ModelFiles& files, std::string_view name) {
+  const std::string begin = files.lowerName() + "_models_";
+  constexpr std::size_t kEnd = 4;
+  if (!name.starts_with(begin) || !(name.ends_with(".cpp") || name.ends_with(".def"))) return std::nullopt;
+  name.remove_prefix(begin.size());
+  name.remove_suffix(kEnd);
+  const auto number = parseUnsigned(name);
+  if (!number || std::to_string(*number) != name) return std::nullopt;
+  return *number;
+}
+
+void removeLeftShards(const ModelFiles& files) {
+  std::vector<std::filesystem::path> left;
+  for (const auto& entry : std::filesystem::directory_iterator(files.folder)) {
+    const auto number = shardNumber(files, entry.path().filename().string());
+    if (number && *number >= files.shards && entry.is_regular_file()) left.push_back(entry.path());
+  }
+  for (const auto& path : left) std::filesystem::remove(path);
+}
+
+}  // namespace
+
+std::string ModelFiles::lowerName() const { return SimInfoDumpCPP::LowerName(name); }
+std::string ModelFiles::shardFile(unsigned shard) const {
+  return lowerName() + "_models_" + std::to_string(shard) + ".cpp";
+}
+std::string ModelFiles::nodesFile() const { return lowerName() + "_nodes.tsv"; }
+std::string ModelFiles::listFile() const { return lowerName() + "_models.def"; }
+
+std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, const ModelSet& set,
+                                                   const ModelFiles& files) {
+  std::filesystem::create_directories(files.folder);
+  Folder folder(files.folder);
+  SectionStream text;
+  for (unsigned shard = 0; shard < files.shards; ++shard) {
+    text.clearText();
+    writer.printHead(text, files.lowerName());
+    for (const Model& model : set.models) {
+      if (files.shardOf(model) == shard) writer.printModel(text, files.name, model);
+    }
+    folder.put(files.shardFile(shard), text);
+  }
+  removeLeftShards(files);
+  text.clearText();
+  printNodes(text, set);
+  folder.put(files.nodesFile(), text);
+  text.clearText();
+  printList(text, set, [](const Model&) { return true; });
+  folder.put(files.listFile(), text);
+  return folder.written();
+}
+
+void printList(SectionStream& os, const ModelSet& set, const std::function<bool(const Model&)>& isListed) {
+  BlockEmitter out(os);
+  for (const Model& model : set.models) {
+    if (isListed(model))
+      out << "SIMINFO_MODEL(" << model.nodeClass << ", " << model.name << ", " << model.ports << ")\n";
+  }
+}
+
+std::string otherOwner(const ModelFiles& files) {
+  constexpr std::string_view kVoid = "void ";
+  for (unsigned shard = 0; shard < files.shards; ++shard) {
+    std::ifstream file(files.folder / files.shardFile(shard), std::ios_base::binary);
+    for (std::string line; std::getline(file, line);) {
+      if (!line.starts_with(kVoid)) continue;
+      const std::string owner = line.substr(kVoid.size(), line.find("::") - kVoid.size());
+      return owner != files.name ? owner : std::string();
+    }
+  }
+  return {};
+}
+
+}  // namespace siminfo
