@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import platform
+import shutil
 import statistics
 import subprocess
 import sys
@@ -81,6 +82,55 @@ def compare_whole_program(build, snapshot, folder, rounds):
     row("the same on one core", ratios[1])
 
 
+def write_project(build, snapshot, folder, *options):
+    """Generates and configures a project; returns its build folder."""
+    shutil.rmtree(folder, ignore_errors=True)
+    timed([build / "siminfo", "generate", snapshot, "--name", "Whole", "--models", "--project", "--output-dir", folder,
+           *options])
+    subprocess.run(["cmake", "-S", folder, "-B", folder / "build", "-DCMAKE_CXX_COMPILER=g++", "-DCMAKE_CXX_FLAGS=-O0"],
+                   stdout=subprocess.DEVNULL, check=True)
+    return folder / "build"
+
+
+def build_project(folder):
+    subprocess.run(["cmake", "--build", folder, "--target", "clean"], stdout=subprocess.DEVNULL, check=True)
+    return timed(["cmake", "--build", folder, "-j", "2"])[0]
+
+
+def compare_models(build, snapshot, folder, rounds):
+    models = [build / "siminfo", "generate", snapshot, "--name", "Whole", "--models", "--shards", "8", "--output-dir",
+              folder / "models"]
+    runs = [(generate(build, snapshot, folder, 2), timed([*models, "--jobs", "2"])) for _ in range(rounds)]
+    row("`generate --models` of the largest fabric: time over that of `generate`", [b[0] / a[0] for a, b in runs], "", "1.2")
+    row("the same: peak memory", [b[1] / a[1] for a, b in runs], "", "1.2")
+    with open(snapshot, encoding="utf-8") as text:
+        adapter = next(json.loads(line)["guid"] for line in text if '"type":"ca"' in line)
+    one = write_project(build, snapshot, folder / "one", "--guid", adapter)
+    whole = write_project(build, snapshot, folder / "whole", "--shards", "2")
+    builds = [(build_project(one), build_project(whole)) for _ in range(min(rounds, 5))]
+    row("building its project with g++ -O0 on two cores: time over that of one adapter", [b / a for a, b in builds], "5", "20")
+
+
+def show_projects(build, folder, sizes):
+    print("\n| leaves | nodes | models | source MB | generate s | build s | restore s | nodes restored |")
+    print("|--:|--:|--:|--:|--:|--:|--:|--:|")
+    for leaves in sizes:
+        snapshot = make_fabric(folder, leaves)
+        generated = timed([build / "siminfo", "generate", snapshot, "--name", "Whole", "--models", "--shards", "2",
+                           "--output-dir", folder / "models"])[0]
+        project = write_project(build, snapshot, folder / "whole", "--shards", "2")
+        sources = list((folder / "whole/dumps/whole").glob("whole_models_*.cpp"))
+        built = timed(["cmake", "--build", project, "-j", "2"])[0]
+        start = time.perf_counter()
+        restored = subprocess.run([project / "whole_nodes"], capture_output=True, text=True, check=True).stdout
+        seconds = time.perf_counter() - start
+        models = len((folder / "whole/dumps/whole/whole_models.def").read_text().splitlines())
+        print(f"| {leaves} | {leaves * 33 + (leaves + 1) // 2} | {models} |"
+              f" {sum(source.stat().st_size for source in sources) / 1e6:.1f} | {generated:.3f} | {built:.1f} |"
+              f" {seconds:.2f} | {len(restored.splitlines())} |", flush=True)
+        snapshot.unlink()
+
+
 def show_growth(build, folder, sizes):
     print("\n| leaves | nodes | snapshot MB | output MB | seconds | us a node | peak MiB | records MiB | peak less 64 MiB, over records |")
     print("|--:|--:|--:|--:|--:|--:|--:|--:|--:|")
@@ -118,7 +168,10 @@ def main():
         row("instructions a line, the stream of the driver", [callgrind.per_unit(repeat, "emit", small)], "160", "")
         row("instructions a line, any other stream", [callgrind.per_unit(repeat, "emit-stream", small)], "160", "")
         row("instructions a loaded field", [callgrind.per_unit(repeat, "load", small)], "", "")
-        show_growth(options.build, folder, [1, 4, 16, 64] if options.quick else [1, 2, 4, 8, 16, 31, 62, 124, 248, 496, 992])
+        compare_models(options.build, make_fabric(folder, 64 if options.quick else 992), folder, rounds)
+        sizes = [1, 4, 16, 64] if options.quick else [1, 2, 4, 8, 16, 31, 62, 124, 248, 496, 992]
+        show_projects(options.build, folder, sizes)
+        show_growth(options.build, folder, sizes)
 
 
 if __name__ == "__main__":
