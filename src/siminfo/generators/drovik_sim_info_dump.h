@@ -76,8 +76,8 @@ class SimInfoDumpCPP {
   /// All that a file holds before its first node.
   void PrintHead(std::ostream& os, const std::string& lowerName) const;
 
-  /// The node that a frame is generated from. It need not be in the fabric, as long as its record indices are
-  /// the store's.
+  /// The node that a frame is generated from. It need not be in the fabric; its record indices are the
+  /// store's.
   using NodeOfFrame = std::function<const IBNode&(const Frame&)>;
   /// Every frame of a node, as member functions of `className`, with one empty line between them.
   void PrintFrames(SectionStream& os, const std::string& className, const NodeOfFrame& nodeOf,

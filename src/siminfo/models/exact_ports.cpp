@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "siminfo/core/records/records.h"
+#include "siminfo/generators/port/port_selection.h"
 
 namespace siminfo {
 namespace {
@@ -40,8 +41,8 @@ Values portInfoExtended(const KvormExtendedInfo& records, const IBNode&, const I
 Values reductionPortInfo(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
   return valuesOf(records.getZYRReductionPortInfo(port.recordIndex));
 }
-/// The frame names the port that it writes for, so no port's sets are another one's: the number is part of
-/// them.
+/// The frame names the port that it writes for. So no port's sets are another one's, and its number is a
+/// value.
 Values reductionCounters(const KvormExtendedInfo& records, const IBNode&, const IBPort& port) {
   Values values;
   if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, 0) == nullptr) return values;
@@ -86,9 +87,6 @@ constexpr std::array kPortFrames{
     PortFrame{"setZYRPushReductionCounters", hasReduction, pushCounters, always},
 };
 
-bool isUp(const IBPort& port) { return port.portState > 1; }
-bool isSpecial(const IBPort& port) { return port.isFNMPort() || port.isFNM1Port() || port.isSpecialPort(); }
-
 /// Calls `visit(port, values)` with every port behind port 0 that has a record, in ascending order.
 template <class Visit>
 void visitPorts(const Drovik& engine, const IBNode& node, const PortFrame& frame, Visit visit) {
@@ -105,7 +103,7 @@ void visitPorts(const Drovik& engine, const IBNode& node, const PortFrame& frame
 Values standingValues(const Drovik& engine, const IBNode& node, const PortFrame& frame) {
   Values standing;
   visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
-    const bool canStand = isUp(port) && (!isSpecial(port) || !frame.hasBranches(node));
+    const bool canStand = TakesPart(port) && (!IsSpecial(port) || !frame.hasBranches(node));
     if (standing.empty() && canStand) standing = values;
   });
   return standing;
@@ -120,7 +118,7 @@ void countStandIns(const Drovik& engine, const IBNode& node, bool exactPorts, St
     const Values standing = standingValues(engine, node, frame);
     if (standing.empty()) continue;
     visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
-      const bool hasBranch = hasBranches && isUp(port) && isSpecial(port);
+      const bool hasBranch = hasBranches && TakesPart(port) && IsSpecial(port);
       if (!hasBranch && values != standing) ++counts[frame.method];
     });
   }
@@ -133,8 +131,8 @@ PushKeys pushKeysOf(const Drovik& engine, const IBNode& node, bool exactPorts) {
   PushKeys keys;
   bool hasStanding = false;
   visitPorts(engine, exactPorts ? exact.node() : node, frame, [&](const IBPort& port, const Values&) {
-    if (!isUp(port) || (!isSpecial(port) && hasStanding)) return;
-    hasStanding = hasStanding || !isSpecial(port);
+    if (!TakesPart(port) || (!IsSpecial(port) && hasStanding)) return;
+    hasStanding = hasStanding || !IsSpecial(port);
     const auto* record = engine.extendedInfo().getZYRPushReductionCounters(port.recordIndex);
     keys.emplace(record->header0, record->header1);
   });
@@ -146,7 +144,7 @@ ExactNode::ExactNode(const Drovik& engine, const IBNode& node, std::string_view 
   if (frame == kPortFrames.end() || !frame->hasBranches(node)) return;
   const Values standing = standingValues(engine, node, *frame);
   visitPorts(engine, node, *frame, [&](const IBPort& port, const Values& values) {
-    if (isUp(port) && (isSpecial(port) || values == standing)) return;
+    if (TakesPart(port) && (IsSpecial(port) || values == standing)) return;
     IBPort& own = ports_.emplace_back(port);
     own.special = true;
     own.portState = 4;  // Active: the frames leave out what is Down

@@ -15,8 +15,7 @@ namespace siminfo {
 using StandIns = std::map<std::string_view, std::size_t>;
 
 /// Adds the ports of the node that answer with the values of the port that stands for the ordinary ones,
-/// though their own differ. With `exactPorts` these are the ports of the frames that have one record for all
-/// ports.
+/// though their own differ. With `exactPorts` only frames that have one record for all ports have such.
 void countStandIns(const Drovik& engine, const IBNode& node, bool exactPorts, StandIns& counts);
 
 /// A copy of a node for one frame, in which every port with values of its own is special, so that the frame

@@ -16,8 +16,7 @@
 namespace siminfo {
 namespace {
 
-/// Stands in a text for the node's name. No snapshot can hold it, as a control character would leave the
-/// line.
+/// Stands in a text for the node's name. No snapshot can hold it: names have no control characters.
 const std::string kAnyName = "\x1f";
 
 /// A model before it has a name, with what tells it from all others.

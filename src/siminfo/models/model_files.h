@@ -20,8 +20,7 @@ struct ModelFiles {
   std::string shardFile(unsigned shard) const;
   std::string nodesFile() const;
   std::string listFile() const;
-  /// Which source file a model is in. Its hash alone decides, so that other models' coming and going does not
-  /// move it.
+  /// Which source file a model is in. Its hash alone decides: other models come and go without moving it.
   unsigned shardOf(const Model& model) const { return static_cast<unsigned>(model.hash % shards); }
 };
 

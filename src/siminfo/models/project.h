@@ -10,8 +10,8 @@ namespace siminfo {
 
 /// A folder that builds by itself: the files of a dump's models in dumps/<lower name>/, the reference
 /// simulator in core/ and infiniband/, and CMakeLists.txt, for a library of the models and a program that
-/// restores the nodes. Other files in the folder stay. Returns the paths of all files of the dump. Throws
-/// std::system_error.
+/// restores the nodes. Other files in the folder stay. Returns the paths of the dump's files. Throws what
+/// std::filesystem throws, and std::system_error.
 std::vector<std::filesystem::path> writeProject(const ModelWriter& writer, const ModelSet& set,
                                                 const std::string& name, unsigned shards,
                                                 const std::filesystem::path& root);

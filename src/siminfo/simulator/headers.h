@@ -8,8 +8,7 @@
 
 namespace siminfo {
 
-/// A header as it was when siminfo was built, so that an installed siminfo needs no folder of headers beside
-/// it.
+/// A header as it was when siminfo was built: an installed siminfo needs no folder of headers beside it.
 struct SimulatorHeader {
   std::string_view path;  ///< from the folder of its kind
   std::string_view text;

@@ -50,8 +50,7 @@ constexpr std::array kPortInfoExtendedWire{
     WireField{"HDRFECModeSupported", 112, 16},
     WireField{"NDRFECModeSupported", 144, 16},
 };
-// No library at hand decodes this attribute, so nothing confirms these places; the last three are this
-// simulator's own.
+// No library at hand decodes this attribute, so nothing confirms these places. The last three are our own.
 constexpr std::array kRouterInfoWire{
     WireField{"CapabilityMask", 0, 32},
     WireField{"NextHopTableCap", 32, 32},

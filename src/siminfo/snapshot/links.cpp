@@ -14,8 +14,7 @@ std::string spelled(const PortName& port) {
   return "port " + std::to_string(port.second) + " of " + inQuotes(port.first);
 }
 
-/// What is wrong with the far end that a link names, or nothing. A node that is not there leaves the
-/// recording.
+/// What is wrong with the far end that a link names, or nothing. A node that is not there was not recorded.
 std::string targetFault(const IBFabric& fabric, const LinkJudge::End& end) {
   if (targetOf(end) == nameOf(end)) return "leads to the port itself";
   const auto found = fabric.nodeByName.find(end.link->node);

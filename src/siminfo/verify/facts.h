@@ -15,8 +15,7 @@ struct Facts {
   bool isSwitch() const { return node.type == kSwitch; }
   bool isSpecial() const { return node.specialNodeType.has_value(); }
 
-  /// What came of the query for the node's mask: 0, or its error. A node that was not asked counts as
-  /// error 1.
+  /// What came of the query for the node's mask: 0, or its error; 1 when the node was not asked.
   int maskError(bool isGMP) const {
     const CapabilityAnswer* found = snapshot.discovered.capabilities.find(node.recordIndex, isGMP);
     return found != nullptr ? found->error : 1;

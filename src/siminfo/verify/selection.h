@@ -24,8 +24,7 @@ struct NodeSelection {
 /// The nodes to generate for a selection, in the order in which they are written. Empty when there is none.
 std::vector<ExpectedNode> nodesToGenerate(const Snapshot& snapshot, const NodeSelection& selection);
 
-/// The nodes that a file may hold that was made for the selection: any of it, as long as it has one of each
-/// shape.
+/// The nodes that a file made for the selection may hold: any of it, but one of each shape at least.
 std::vector<ExpectedNode> nodesOfFile(const Snapshot& snapshot, const NodeSelection& selection);
 
 }  // namespace siminfo

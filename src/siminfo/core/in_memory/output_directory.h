@@ -21,8 +21,7 @@ class OutputDirectory {
   /// Flushes, closes and checks the file, and puts it in its place. Returns like open().
   int close(std::ofstream& out);
 
-  /// Puts the text in the place of that file, which is not touched when it holds that text already. Returns
-  /// like open().
+  /// Makes the file hold the text, and does not touch one that does already. Returns like open().
   int put(const std::string& fileName, std::string_view text);
 
   /// Where the file that was opened last stands once it is closed.

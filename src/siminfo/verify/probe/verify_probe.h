@@ -18,8 +18,7 @@ class VerifyProbe {
  public:
   using Keys = std::vector<std::pair<unsigned, unsigned>>;
 
-  /// `skip` is the number of functions to leave out: those that ran before, and the one that then ended the
-  /// program.
+  /// `skip` functions are left out: those that ran before, and the one that then ended the program.
   VerifyProbe(unsigned lastPort, const Keys& pushKeys, const char* skip)
       : lastPort_(lastPort), pushKeys_(pushKeys), skip_(std::atoi(skip)) {
     alarm(60);  // a generated loop that never ends must not hold up whoever waits
