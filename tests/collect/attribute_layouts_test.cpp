@@ -31,6 +31,7 @@ TEST(AttributeLayouts, RefuseWhatIsWrongOrHalf) {
       "SMP_RouterInfo.ar_group_to_router_lid_table_cap bit 72\n"
       "SMP_RouterInfo.cap_supported_subnets bit 88\n";
   const std::string last = "SMP_RouterInfo.cap_router_lid bit 96\n";
+  const std::string lastTwice = routerInfo + last + last;
   const std::string speed = "SMP_PortInfo.LinkSpeedExtSup2 bit ";
   EXPECT_EQ(faultOf(routerInfo + "\n# and\n" + last + speed + "504\n"), "");
   EXPECT_EQ(faultOf(speed + "0x10\n"), "");
@@ -45,7 +46,7 @@ TEST(AttributeLayouts, RefuseWhatIsWrongOrHalf) {
   for (const auto& [lines, place, subject, right] : {
            Case{routerInfo, ": ", "SMP_RouterInfo.cap_router_lid", " bit "},
            Case{last, ": ", "SMP_RouterInfo attribute NUMBER", ""},
-           Case{routerInfo + last + last, ":8: ", "SMP_RouterInfo.cap_router_lid", "twice"},
+           Case{lastTwice, ":8: ", "SMP_RouterInfo.cap_router_lid", "twice"},
            Case{routerInfo + routerInfo, ":7: ", "SMP_RouterInfo", "twice"},
            Case{"\n" + speed + "505\n", ":2: ", "\"505\"", "0 to 504"},
            Case{speed + "8 9\n", ":1: ", "\"8 9\"", "0 to 504"},
