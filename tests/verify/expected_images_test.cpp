@@ -1,9 +1,10 @@
-// What every frame must leave in the simulated node, from which ports' records, and which nodes are alike in
-// it.
+// What every frame must leave in the simulated node, from which ports' records, and which nodes ask for the
+// same.
 
 #include <functional>
 
-#include "siminfo/verify/shapes.h"
+#include "siminfo/verify/demand.h"
+#include "siminfo/verify/expectation.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -78,7 +79,7 @@ class FullSwitch : public testing::Test {
 
   Snapshot snapshot;
   IBNode& node = addFullNode(snapshot, "sw", kSwitch, 10);
-  Expectation expectation{snapshot, node};
+  Expectation expectation{{snapshot, node, node.name}};
 };
 
 TEST_F(FullSwitch, HasWhatItHasOnce) {
@@ -100,7 +101,7 @@ TEST_F(FullSwitch, HasWhatItHasOnce) {
   };
   for (const auto& [frame, image] : expected) EXPECT_EQ(images(frame), std::vector{image}) << frame;
   EXPECT_EQ(images("setRouterInfo"), std::vector<std::string>{});
-  const Expectation router(snapshot, addFullNode(snapshot, "rtr", kRouter, 0));
+  const Expectation router({snapshot, addFullNode(snapshot, "rtr", kRouter, 0), "rtr"});
   EXPECT_EQ(rendered(router.images("setRouterInfo")), std::vector<std::string>{"routerInfo=1"});
   // The partition-key tables take the size that is restored.
   std::vector<std::string> nodeInfo{"nodeInfo=1"};
@@ -148,7 +149,7 @@ TEST(PushCounters, AreThoseOfTheFirstAndTheLastPortToo) {
   Snapshot snapshot;
   IBNode& node = addFullNode(snapshot, "sw", kSwitch, 3);
   for (std::uint8_t num = 1; num < 4; ++num) addFullPort(snapshot, node, num).special = num != 2;
-  const Expectation expectation(snapshot, node);
+  const Expectation expectation({snapshot, node, node.name});
   const auto images = [&] { return rendered(expectation.images("setZYRPushReductionCounters")); };
   EXPECT_EQ(images(), (std::vector<std::string>{"pushCounters[12, 12]=12", "pushCounters[4, 4]=4",
                                                 "pushCounters[8, 8]=8"}));
@@ -162,7 +163,7 @@ TEST_F(FullSwitch, ChangesTwoFieldsOfPortInfo) {
   for (const std::size_t num : {0U, 4U, 6U})
     snapshot.discovered.records.set(node.ports[num]->recordIndex, filled<SMP_PortInfo>(~0U));
   const auto numbersOf = [&](std::size_t index) {
-    std::map<std::string, std::uint64_t> numbers;
+    std::map<std::string_view, std::uint64_t> numbers;
     const std::vector<ExpectedImage> found = expectation.images("setPortInfo");
     for (const ExpectedNumber& number : found[index].numbers) numbers[number.field] = number.value;
     return numbers;
@@ -204,12 +205,36 @@ TEST_F(FullSwitch, SaysWhyARecordWasNotCollected) {
   EXPECT_EQ(expectation.absence("setZYRReductionCounters"), "port 5: status 0x001c");
 }
 
-/// Alone what changes the source, values and words apart, makes a shape of its own.
-TEST(Shapes, TellNodesApartByTheirSource) {
+/// Ports with values of their own have branches: the same tree of ports as above, each with its own.
+TEST_F(FullSwitch, HasEveryPortsOwnValuesWithExactPorts) {
+  const Expectation exact({snapshot, node, node.name, true});
+  const auto sources = [&](std::string_view frame) {
+    std::vector<std::uint64_t> ports;
+    for (const ExpectedImage& image : exact.images(frame)) ports.push_back(image.numbers.front().value / 4);
+    return ports;
+  };
+  using Ports = std::vector<std::uint64_t>;
+  EXPECT_EQ(sources("setPortInfo"), (Ports{0, 1, 4, 4, 4, 5, 6, 7, 8, 9, 4}));
+  EXPECT_EQ(sources("setExtendedPortInfo"), (Ports{4, 1, 4, 4, 4, 5, 6, 7, 8, 9, 4}));
+  EXPECT_EQ(sources("setPortInfoExtended"), (Ports{4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4}));
+  EXPECT_EQ(sources("setZYRReductionPortInfo"), (Ports{1, 4, 4, 4, 5, 6, 7, 8, 9, 4}));
+  EXPECT_EQ(exact.plan("setZYRReductionCounters").special.size(), 6U);
+  // A port that says what the ordinary one says needs no branch, if only in what is written of it.
+  SMP_PortInfo same = *snapshot.discovered.records.find<SMP_PortInfo>(node.ports[4]->recordIndex);
+  same.CapMsk ^= 2U;
+  same.LinkWidthSup ^= 1U;
+  snapshot.discovered.records.set(node.ports[5]->recordIndex, same);
+  EXPECT_TRUE(exact.plan("setPortInfo").special.contains(5));
+  node.orbelSwitch = true;
+  EXPECT_FALSE(exact.plan("setPortInfo").special.contains(5));
+}
+
+/// Alone what changes what the frames must do.
+TEST(Demand, TellsNodesApartByTheirFrames) {
   struct Variant {
     const char* what;
     std::function<void(Snapshot&, IBNode&)> change;
-    bool isAlike;
+    bool isSame;
   };
   const auto with = [](auto member, auto value) {
     return [=](Snapshot&, IBNode& node) { node.*member = value; };
@@ -217,12 +242,23 @@ TEST(Shapes, TellNodesApartByTheirSource) {
   const auto withPort = [](std::size_t num, auto member, auto value) {
     return [=](Snapshot&, IBNode& node) { node.ports[num]->*member = value; };
   };
+  const auto withPortInfo = [](std::size_t num, std::uint32_t mask) {
+    return [=](Snapshot& all, IBNode& of) {
+      SMP_PortInfo record = *all.discovered.records.find<SMP_PortInfo>(of.ports[num]->recordIndex);
+      record.CapMsk ^= mask;
+      all.discovered.records.set(of.ports[num]->recordIndex, record);
+    };
+  };
   const Variant kVariants[]{
-      {"values",
-       [](Snapshot& all, IBNode& of) { all.discovered.records.set(of.recordIndex, SMP_NodeInfo{}); }, true},
-      {"an ordinary port down", withPort(3, &IBPort::portState, 1), true},
+      {"its name and GUID", with(&IBNode::guid, std::uint64_t{7}), true},
+      {"a subnet manager", withPortInfo(1, 2), true},
+      {"values of a port that another one stands for", withPortInfo(3, 4), true},
+      {"that port down", withPort(3, &IBPort::portState, 1), true},
+      {"values of the port that stands for others", withPortInfo(1, 4), false},
+      {"values of a special port", withPortInfo(2, 4), false},
+      {"values of the node",
+       [](Snapshot& all, IBNode& of) { all.discovered.records.set(of.recordIndex, SMP_NodeInfo{}); }, false},
       {"a special port", withPort(3, &IBPort::fnm, true), false},
-      {"another special port down", withPort(2, &IBPort::portState, 1), false},
       {"link widths that are kept", with(&IBNode::orbelSwitch, true), false},
       {"another class", with(&IBNode::type, int{kRouter}), false},
       {"another count of ports", with(&IBNode::numPorts, std::uint8_t{2}), false},
@@ -230,21 +266,20 @@ TEST(Shapes, TellNodesApartByTheirSource) {
       {"another counter set",
        [](Snapshot& all, IBNode& of) { all.discovered.records.setCounters(of.ports[1]->recordIndex, 5, {}); },
        false},
+      {"another reason",
+       [](Snapshot& all, IBNode& of) { all.absentOnNodes[of.recordIndex]["SMP_RouterInfo"] = "timed out"; },
+       false},
   };
-  for (const auto& [what, change, isAlike] : kVariants) {
+  for (const auto& [what, change, isSame] : kVariants) {
     Snapshot snapshot;
-    std::vector<const IBNode*> nodes;
+    std::set<std::string> demands;
     for (const char* name : {"a", "b", "c"}) {
       IBNode& node = addFullNode(snapshot, name, kSwitch, 3);
-      for (std::uint8_t num = 0; num < 3; ++num) addFullPort(snapshot, node, num).special = num == 2;
-      addFullPort(snapshot, node, 3, {});  // whose kind shows in other frames than the counters' alone
-      nodes.push_back(&node);
-      if (nodes.size() == 2) change(snapshot, node);
+      for (std::uint8_t num = 0; num < 4; ++num) addFullPort(snapshot, node, num).special = num == 2;
+      if (node.name == "b") change(snapshot, node);
+      demands.insert(demandOf({snapshot, node, node.name}));
     }
-    const std::vector<Representative> found = representatives(snapshot, nodes);
-    ASSERT_EQ(found.size(), isAlike ? 1U : 2U) << what;
-    EXPECT_EQ(found[0].node, nodes[0]) << what;
-    EXPECT_EQ(found[0].alike, isAlike ? 3U : 2U) << what;
+    EXPECT_EQ(demands.size(), isSame ? 1U : 2U) << what;
   }
 }
 

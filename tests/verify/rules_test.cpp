@@ -3,8 +3,9 @@
 
 #include <random>
 
-#include "siminfo/snapshot/snapshot.h"
+#include "siminfo/models/exact_ports.h"
 #include "siminfo/verify/expectation.h"
+#include "siminfo/verify/file_words.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -102,15 +103,17 @@ std::vector<std::string> commentsIn(const std::string& body) {
 TEST(Rules, FindTheWordsOfEveryFrame) {
   const ScratchDirectory directory;
   Snapshot snapshot;
+  InMemoryDrovik engine(snapshot.discovered, directory.path());
+  const SimInfoDumpCPP generator(engine);
   for (unsigned seed = 0; seed < 2000; ++seed) {
     const IBNode& node = DrawnNode(snapshot, seed).node();
-    const Expectation expectation(snapshot, node);
-    InMemoryDrovik engine(snapshot.discovered, directory.path());
-    const SimInfoDumpCPP generator(engine);
-    ASSERT_EQ(expectation.nodeClass(), generator.GetDumpedNodeType(node));
+    ASSERT_EQ(nodeClass(node), generator.GetDumpedNodeType(node));
+    const bool exactPorts = seed % 2 == 1;
+    const Expectation expectation({snapshot, node, node.name, exactPorts});
     for (const SimInfoDumpCPP::Frame& frame : SimInfoDumpCPP::Frames()) {
       std::ostringstream os;
-      (generator.*frame.generate)(os, node);
+      const ExactNode exact(engine, node, frame.method);
+      (generator.*frame.generate)(os, exactPorts ? exact.node() : node);
       const std::string body = os.str();
       const FramePlan plan = expectation.plan(frame.method);
       const bool isError = body.starts_with("#error");
@@ -133,7 +136,7 @@ TEST(Rules, FindTheBannerOfEveryNode) {
   std::vector<std::string> expected;
   for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot, seed);
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
-    for (const std::string& line : linesOf(Expectation(snapshot, *node).banner())) expected.push_back(line);
+    for (const std::string& line : nodeSection(*node).banner) expected.push_back(line);
   }
   InMemoryDrovik engine(snapshot.discovered, directory.path());
   ASSERT_EQ(SimInfoDumpCPP(engine).Generate("Fab1", {}), 0);

@@ -19,9 +19,10 @@ TEST(Verify, ProvesTheSmallFabric) {
   const ProgramRun exact = verify(kSmallFabric + " --name Other");
   EXPECT_EQ(exact.status, 0) << exact.output;
   EXPECT_TRUE(
-      exact.says("6 nodes, " + framesOf(6) + " frames: ") &&
+      exact.says("6 nodes of 6 devices, " + framesOf(6) + " frames: ") &&
       exact.says("20 refused by #error, 2 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the file: 0 differences; not compiled as a whole: it has #error lines"))
+                 "the rest of the text: 0 differences\nthe file of the nodes: not compiled as a whole: it "
+                 "has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
 }
@@ -95,8 +96,8 @@ TEST_F(EditedDump, ShowsEachValueThatDiffersOnce) {
     const ProgramRun found = verifyEdited("--guid 0x2c90000000041 --compiler " + compiler + " --keep '" +
                                           folder() + "/a \"quoted\" back\\slash: error: 1:2: '");
     EXPECT_EQ(found.status, 1);
-    EXPECT_TRUE(found.says("1 node, " + framesOf(1) + " frames: ") &&
-                found.says("14 differ, 1 fail to compile\nthe rest of the file: 0 differences"))
+    EXPECT_TRUE(found.says("1 node of 1 device, " + framesOf(1) + " frames: ") &&
+                found.says("14 differ, 1 fail to compile\nthe rest of the text: 0 differences"))
         << found.output;
     for (const ValueCase& of : kValueCases) {
       const std::string frame = std::string(of.method) + ": ";
@@ -115,17 +116,19 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   const ProgramRun right = verifyEdited(nodes);
   EXPECT_EQ(right.status, 0);
   EXPECT_TRUE(
-      right.says("2 nodes, " + framesOf(2) + " frames: ") &&
+      right.says("2 nodes of 2 devices, " + framesOf(2) + " frames: ") &&
       right.says("0 refused by #error, 0 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the file: 0 differences; compiles as a whole"))
+                 "the rest of the text: 0 differences\nthe file of the nodes: compiles as a whole"))
       << right.output;
   edit("an-1", "setNodeInfo", " = {0};", " = {0}; extern int shared;");
   edit("sw1-reduction", "setNodeInfo", " = {0};", " = {0}; extern char shared;");
   const ProgramRun wrong = verifyEdited(nodes);
   EXPECT_EQ(wrong.status, 1);
-  EXPECT_TRUE(wrong.says("the file: the file as a whole: expected one that compiles, found line "))
+  EXPECT_TRUE(wrong.says("the files: the file as a whole: expected one that compiles, found line "))
       << wrong.output;
-  EXPECT_TRUE(wrong.says("the rest of the file: 1 difference; does not compile as a whole")) << wrong.output;
+  EXPECT_TRUE(
+      wrong.says("the rest of the text: 1 difference\nthe file of the nodes: does not compile as a whole"))
+      << wrong.output;
 }
 
 TEST(Verify, RefusesWhatItCannotDo) {
