@@ -72,6 +72,22 @@ TEST_F(OutputDirectoryTest, LeavesNothingBehindWhenAFileIsNotClosed) {
   EXPECT_EQ(directory.fileCount(), 0U);
 }
 
+TEST_F(OutputDirectoryTest, LeavesAFileAsOldAsItIsThatHoldsTheSameText) {
+  OutputDirectory files(directory.path());
+  const auto put = [&](const std::string& text) {
+    EXPECT_EQ(files.put(file.filename(), text), 0);
+    EXPECT_EQ(readFile(file), text);
+  };
+  put("text");
+  const std::filesystem::file_time_type old{};
+  std::filesystem::last_write_time(file, old);
+  put("text");
+  EXPECT_EQ(std::filesystem::last_write_time(file), old);
+  put("test");
+  EXPECT_NE(std::filesystem::last_write_time(file), old);
+  EXPECT_EQ(directory.fileCount(), 1U);
+}
+
 TEST_F(OutputDirectoryTest, ReplacesTheTargetOfALink) {
   const std::filesystem::path target = directory.path() / "target.cpp";
   std::ofstream(target) << "old";
