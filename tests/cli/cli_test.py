@@ -6,6 +6,7 @@ import os
 import pathlib
 import re
 import resource
+import shutil
 import signal
 import subprocess
 import sys
@@ -126,6 +127,33 @@ class CommandLine(unittest.TestCase):
                          [re.match(r"SIMINFO_MODEL\(\w+, (\w+), \d+\)$", line)[1] for line in listed])
         other = self.run_program("generate", SMALL, "--name", "FAB1", "--models", "--output-dir", "out")
         self.assertIn("the files of Fab1 in out are replaced", other.stderr)
+
+    def test_names_its_inputs_in_a_rule_that_make_and_ninja_read(self):
+        """Every character that one of the two takes for more than a character, in inputs and outputs."""
+        snapshot, guids, out = "a b#c$d\\e\\ f:g.json", "g u", "o #$ \\p:"
+        shutil.copy(SMALL, self.dir / snapshot)
+        (self.dir / guids).write_text("2c90000000041")
+        run = ["generate", snapshot, "--guid-file", guids, "--name", "F", "--output-dir", out, "--depfile", "f.d"]
+        done = self.run_program(*run, "--simulator-header")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        rule = (self.dir / "f.d").read_text()
+        self.assertEqual(rule, r"o\ \#$$\ \p\:/f.h o\ \#$$\ \p\:/f_generated.cpp: a\ b\#c$$d\e\\\ f\:g.json g\ u" "\n")
+        (self.dir / "Makefile").write_text(rule.split(": ")[0] + ":\n\t@echo '$@<$^>'\ninclude f.d\n")
+        (self.dir / "build.ninja").write_text(
+            "rule r\n command = cp f.d g.d; touch stamp\n depfile = g.d\n deps = gcc\nbuild stamp: r\n")
+        inputs = [snapshot, guids]
+        for tool, told in [(["make", "-B", f"{out}/f.h"], f"{out}/f.h<{' '.join(inputs)}>\n"),
+                           (["sh", "-c", "ninja >&2; ninja -t deps | sed -n 's/^    //p'"], "\n".join(inputs) + "\n")]:
+            if shutil.which(tool[0] if tool[0] == "make" else "ninja"):
+                read = subprocess.run(tool, cwd=self.dir, text=True, capture_output=True, check=True)
+                self.assertEqual(read.stdout, told)
+        for wrong, status in [(["-"], 2), (["line\nend"], 2), (["back\\"], 2), ([SMALL, "--guid", "77"], 3)]:
+            (self.dir / "f.d").unlink(missing_ok=True)
+            done = self.run_program("generate", *wrong, "--name", "F", "--depfile", "f.d", stdin=HEADER + node("x"))
+            self.assertEqual((done.returncode, (self.dir / "f.d").exists()), (status, False), done.stderr)
+        shutil.copy(SMALL, self.dir / "g.json")
+        done = self.run_program("generate", "g.json", "--name", "G", "--models", "--project", "--depfile", "f.d")
+        self.assertEqual((self.dir / "f.d").read_text(), " ".join(sorted(done.stdout.splitlines())) + ": g.json\n")
 
     def test_refuses_a_bad_command_line(self):
         (self.dir / "file").write_text("")

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ struct GenerateOptions {
   unsigned shards = 1;
   bool project = false;
   bool exactPorts = false;
+  std::string depfile;
   unsigned jobs = 0;
 };
 
@@ -31,7 +33,8 @@ struct GenerateOptions {
 void reportFrames(const std::string& what, const GenerationSummary& summary, Missing missing);
 
 /// Writes every distinct device once, and a table of the nodes that are of each: `siminfo generate --models`.
-ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
-                          const std::vector<const IBNode*>& nodes);
+/// Returns the files' paths.
+std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
+                                                  const std::vector<const IBNode*>& nodes);
 
 }  // namespace siminfo
