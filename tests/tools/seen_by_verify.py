@@ -3,11 +3,12 @@
 
     tests/tools/seen_by_verify.py --seed 11 [--count 33] [--snapshot examples/small_fabric.json] [--preset release]
 
-A fault in each generator of a frame, and the others in the driver and in what the generators share, chosen by the seed;
-of those that change nothing in what is generated for the snapshot none count. The work tree must be clean, and is clean
+A fault in each generator of a frame, and the others in turn in the driver and in the files that generators share, chosen
+by the seed. One that changes nothing in what is generated for the snapshot does not count. The work tree must be clean, and is clean
 again afterwards.
 """
 import argparse
+import itertools
 import pathlib
 import random
 import re
@@ -32,8 +33,8 @@ def places():
             if member:
                 owner = member[1] if member[1] in frames else path.stem
             found.setdefault(owner, []).append((path, number, line))
-    return {owner: lines for owner, lines in found.items() if owner in frames}, \
-        [line for owner, lines in found.items() if owner not in frames for line in lines]
+    return [lines for owner, lines in found.items() if owner in frames], \
+        [lines for owner, lines in found.items() if owner not in frames]
 
 
 def is_code(line):
@@ -90,17 +91,21 @@ def main():
     chooser = random.Random(options.seed)
     trial = Trial(options)
     frames, shared = places()
-    sources = list(frames.values())
-    sources += [shared] * (options.count - len(sources))
+    planted = set()
     seen = valid = 0
-    for lines in sources:
+    for lines in itertools.chain(frames, itertools.cycle(shared)):
+        if valid == options.count:
+            break
         for path, number, line in chooser.sample(lines, len(lines)):
             changed = mutants.mutate(line, chooser) if is_code(line) else None
-            outcome = trial.outcome(path, number, changed) if changed else None
+            if not changed or (path, number) in planted:
+                continue
+            outcome = trial.outcome(path, number, changed)
             if outcome is not None:
                 break
         else:
             continue
+        planted.add((path, number))
         valid += 1
         seen += outcome
         print(f"{'seen  ' if outcome else 'UNSEEN'} {path.relative_to(ROOT)}:{number + 1}\n  - {line.strip()}\n"
