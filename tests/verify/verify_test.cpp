@@ -25,6 +25,9 @@ TEST(Verify, ProvesTheSmallFabric) {
                  "has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
+  const ProgramRun ports = verify(kSmallFabric + " --all --exact-ports");
+  EXPECT_EQ(ports.status, 0) << ports.output;
+  EXPECT_TRUE(ports.says("frames: 48 proven, 84 not carried, 0 refused")) << ports.output;
 }
 
 /// A file that was generated, for edits that only a run shows.
@@ -135,6 +138,7 @@ TEST(Verify, RefusesWhatItCannotDo) {
   EXPECT_EQ(verify(kSmallFabric + " --name SW").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --compiler /nonexistent/c++").status, 3);
   EXPECT_EQ(verify(kSmallFabric + " --guid 5").status, 3);
+  EXPECT_EQ(verify(kSmallFabric + " --exact-ports --buildable").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --use /nonexistent").status, 3);
 }
 

@@ -43,7 +43,7 @@ struct Shard {
 
 /// Compiling a program costs a quarter of a second before its first model, and a hundredth for each. More
 /// models than this in one save nothing and take memory.
-constexpr std::size_t kMostModels = 128;
+constexpr std::size_t kMostModels = 256;
 /// Fewer than this are not worth a program of their own on another processor.
 constexpr std::size_t kFewestModels = 16;
 
