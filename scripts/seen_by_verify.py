@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Plants faults in the generators, one at a time, and tells which of them siminfo verify sees by itself.
 
-    tests/tools/seen_by_verify.py --seed 11 [--count 33] [--snapshot examples/small_fabric.json] [--preset release]
+    scripts/seen_by_verify.py --seed 11 [--count 33] [--snapshot examples/small_fabric.json] [--preset release]
 
 A fault in each generator of a frame, and the others in turn in the driver and in the files that generators share, chosen
 by the seed. One that changes nothing in what is generated for the snapshot does not count. The work tree must be clean, and is clean
