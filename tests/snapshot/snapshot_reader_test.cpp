@@ -1,3 +1,5 @@
+#include <regex>
+
 #include "tests/snapshot/snapshot_text.h"
 #include "tests/support.h"
 
@@ -126,99 +128,78 @@ std::optional<std::int64_t> integerAt(const std::string& place, const std::strin
 
 TEST(SnapshotReader, TakesIntegersByOneRuleInEveryPlace) {
   for (const char* place : {"guid", "type", "special_type", "smp_error", "state"}) {
-    EXPECT_EQ(integerAt(place, "2"), 2) << place;
-    EXPECT_EQ(integerAt(place, R"("2")"), 2) << place;
-    EXPECT_EQ(integerAt(place, R"("0x2")"), 2) << place;
+    for (const char* value : {"2", R"("2")", R"("0x2")"}) EXPECT_EQ(integerAt(place, value), 2) << place;
     for (const char* value :
          {"2.0", "true", R"("2.0")", R"("x2")", R"("--2")", R"("- 2")", R"("-")", R"("0x-2")"})
       EXPECT_EQ(integerAt(place, value), std::nullopt) << place << ": " << value;
   }
   struct Case {
     std::string place;
-    std::string value;
-    std::optional<std::int64_t> number;  // nothing when it is refused
+    std::optional<std::int64_t> number;  // nothing when they are refused
+    std::vector<std::string> values;
   };
   const std::vector<Case> cases = {
-      {"guid", R"("0002900000000041")", 0x2900000000041},
-      {"guid", R"("0x00029000000041")", 0x29000000041},
-      {"guid", R"("0002C90000000aBc")", 0x2c90000000abc},
-      {"guid", R"("000290000000004")", 290000000004},
-      {"guid", R"("00029000000000041")", 29000000000041},
-      {"guid", "1002900000000041", 1002900000000041},
-      {"guid", R"("000290000000004g")", {}},
-      {"guid", R"("-000000000000002")", {}},
-      {"guid", "-2", {}},
-      {"special_type", R"("0000000000000010")", 10},
-      {"special_type", "-2", -2},
-      {"special_type", R"("-2")", -2},
-      {"special_type", R"("-0x10")", -16},
-      {"special_type", R"("-2147483648")", -2147483648},
-      {"special_type", "-2147483648", -2147483648},
-      {"special_type", "-2147483649", {}},
-      {"special_type", R"("-2147483649")", {}},
-      {"special_type", "2147483647", 2147483647},
-      {"special_type", "2147483648", {}},
-      {"special_type", R"("0xffffffff")", {}},
-      {"smp_error", R"("-3")", -3},
-      {"state", R"("-7")", -7},
-      {"state", R"("armed")", 3},
-      {"state", R"("up")", {}},
-      {"type", R"("router")", 3},
-      {"type", R"("255")", 255},
-      {"type", R"("256")", {}},
-      {"type", "-2", {}},
-      {"type", R"("-2")", {}},
-      {"type", R"("Router")", {}},
+      {"guid", 0x2900000000041, {R"("0002900000000041")"}},
+      {"guid", 0x29000000041, {R"("0x00029000000041")"}},
+      {"guid", 0x2c90000000abc, {R"("0002C90000000aBc")"}},
+      {"guid", 290000000004, {R"("000290000000004")"}},
+      {"guid", 29000000000041, {R"("00029000000000041")"}},
+      {"guid", 1002900000000041, {"1002900000000041"}},
+      {"guid", {}, {R"("000290000000004g")", R"("-000000000000002")", "-2"}},
+      {"special_type", 10, {R"("0000000000000010")"}},
+      {"special_type", -2, {"-2", R"("-2")"}},
+      {"special_type", -16, {R"("-0x10")"}},
+      {"special_type", -2147483648, {"-2147483648", R"("-2147483648")"}},
+      {"special_type", 2147483647, {"2147483647"}},
+      {"special_type", {}, {"-2147483649", R"("-2147483649")", "2147483648", R"("0xffffffff")"}},
+      {"smp_error", -3, {R"("-3")"}},
+      {"state", -7, {R"("-7")"}},
+      {"state", 3, {R"("armed")"}},
+      {"state", {}, {R"("up")"}},
+      {"type", 3, {R"("router")"}},
+      {"type", 255, {R"("255")"}},
+      {"type", {}, {R"("256")", "-2", R"("-2")", R"("Router")"}},
   };
-  for (const auto& [place, value, number] : cases)
-    EXPECT_EQ(integerAt(place, value), number) << place << ": " << value;
+  for (const auto& [place, number, values] : cases) {
+    for (const std::string& value : values)
+      EXPECT_EQ(integerAt(place, value), number) << place << ": " << value;
+  }
 }
 
-TEST(SnapshotReader, RefusesSpecialFormsOfBytesAndArrays) {
-  const auto psid = [](const std::string& value) {
-    return node(
-        R"("records": {"VSGeneralInfo": {"SWInfo":{"Major":1,"Minor":2,"SubMinor":3},"HWInfo":{"DeviceHWRevision":1,
-      "DeviceID":2,"num_ports":3,"technology":4,"pvs":5,"hw_dev_id":6},"FWInfo":{"Major":1,"Minor":2,"SubMinor":3,
-      "BuildID":4,"PSID":)" +
-        value + R"(,"INI_File_Version":5,"Extended_Major":6,"Extended_Minor":7,
-      "Extended_SubMinor":8,"isfu_major":9,"sec_boot":1}}})");
-  };
-  const auto bytesOf = [&](const std::string& value) {
-    const Snapshot snapshot = read(kHeader + psid(value));
-    return snapshot.discovered.records.getVSGeneralInfo(0)->FWInfo.PSID;
-  };
-  EXPECT_EQ(bytesOf("\"M\\u0054\""), (std::array<std::uint8_t, 16>{'M', 'T'}));
-  EXPECT_EQ(bytesOf("[77, 255, \"0x1\"]"), (std::array<std::uint8_t, 16>{77, 255, 1}));
-  for (const char* value :
-       {"\"12345678901234567\"", "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]", "[256]", "7"})
-    EXPECT_THROW(bytesOf(value), SnapshotError) << value;
+/// The small example fabric as it is written, with that text for the first value of the key.
+std::string exampleWith(const std::string& key, const std::string& value) {
+  static const std::string lines =
+      written(readSnapshotFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json"));
+  const std::regex member("\"" + key + R"(":("[^"]*"|\[[^\]]*\]))");
+  return std::regex_replace(lines, member, "\"" + key + "\":" + value,
+                            std::regex_constants::format_first_only);
+}
 
-  const auto gid = [](const std::string& value) {
-    return read(kHeader +
-                node(R"("records": {"IB_ClassPortInfo": {"CapMsk":1,"ClassVersion":1,"BaseVersion":1,
-      "RespTimeValue":1,"CapMsk2":1,"RedirectGID":)" +
-                     value + R"(,"RedirectFL":1,"RedirectSL":1,"RedirectTC":1,
-      "RedirectPKey":1,"RedirectLID":1,"RedirectQP":1,"RedirectQKey":1}})"))
-        .discovered.records.getZYRClassPortInfo(0)
-        ->RedirectGID;
+TEST(SnapshotReader, TakesBytesAsTextDigitsOrNumbers) {
+  struct Case {
+    std::string key;
+    std::vector<std::string> alike;  // the first of them as it is written
+    std::vector<std::string> refused;
   };
-  EXPECT_EQ(gid("\"fe8000000000000000000000000000Ab\""), gid("[254,128,0,0,0,0,0,0,0,0,0,0,0,0,0,171]"));
-  for (const char* value : {"\"fe80\"", "\"ge800000000000000000000000000000\"", "[1,2]"})
-    EXPECT_THROW(gid(value), SnapshotError) << value;
-
-  const auto modes = [](int count) {
-    std::string list;
-    for (int i = 0; i < count; ++i)
-      list += std::string(i > 0 ? "," : "") + R"({"LFTableSize":1,"NumOfLFTables":2})";
-    return kHeader +
-           node(
-               R"("records": {"ib_private_lft_info": {"Active_Mode":1,"ModeCap":2,"NumPLFTs":3,"NoFallback":4,
-      "Description_Mode":[)" +
-               list + "]}}");
+  const std::string mode = R"({"LFTableSize":1,"NumOfLFTables":2})";
+  const std::string three = "[" + mode + "," + mode + "," + mode;
+  const std::vector<Case> cases = {
+      {"PSID",
+       {R"("MTa")", R"("M\u0054a")", R"([77,84,"0x61"])"},
+       {R"("12345678901234567")", "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]", "[256]", "7"}},
+      {"PSID", {"[77,255,1,0,0,0,0,0,0,0,0,0,0,0,0,0]", R"([77, 255, "0x1"])"}, {}},
+      {"RedirectGID",
+       {R"("fe8000000000000000000000000000ab")", R"("fe8000000000000000000000000000Ab")",
+        "[254,128,0,0,0,0,0,0,0,0,0,0,0,0,0,171]"},
+       {R"("fe80")", R"("ge800000000000000000000000000000")", "[1,2]"}},
+      {"Description_Mode", {three + "," + mode + "]"}, {three + "]", three + "," + mode + "," + mode + "]"}},
   };
-  EXPECT_EQ(read(modes(4)).discovered.records.getPLFTInfo(0)->Description_Mode[3].NumOfLFTables, 2);
-  EXPECT_THROW(read(modes(3)), SnapshotError);
-  EXPECT_THROW(read(modes(5)), SnapshotError);
+  for (const auto& [key, alike, refused] : cases) {
+    for (const std::string& value : alike)
+      EXPECT_TRUE(written(read(exampleWith(key, value))) == exampleWith(key, alike.front())) << key << value;
+    for (const std::string& value : refused)
+      EXPECT_THROW(read(exampleWith(key, value)), SnapshotError) << key << value;
+  }
 }
 
 TEST(SnapshotReader, TakesKeysInAnyOrderAndNumbersInAnySpelling) {
