@@ -4,7 +4,6 @@
 //   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
 //   keys      PortInfo holds an M_Key, a telling number
 //   names     every device describes itself by the same hostile bytes
-//   zeros     every device describes itself by nothing
 //   drop      each seventh answer is lost
 //   twice     each answer comes twice
 //   strange   each answer comes behind one of the same transaction that is about something else
@@ -81,7 +80,6 @@ void alter(std::uint8_t* mad) {
     case IB_ATTR_NODE_INFO:
       return alterNodeInfo(data);
     case IB_ATTR_NODE_DESC:
-      if (isAltered("zeros")) std::memset(data, 0, IB_SMP_DATA_SIZE);
       if (isAltered("names")) {
         std::memset(data, 0, IB_SMP_DATA_SIZE);
         std::memcpy(data, kHostileName.data(), kHostileName.size());

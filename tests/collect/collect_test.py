@@ -243,19 +243,13 @@ class CollectTest(unittest.TestCase):
             self.assertEqual(unanswered.status, 5)
             self.assert_line(unanswered.err, "gate (0x0000000000000000)", "SMP_RouterInfo", "timed out")
 
-    def test_lost_doubled_and_strange_answers_change_nothing(self):
+    def test_lost_doubled_and_strange_answers_and_keys_change_nothing(self):
         with ibsim.Ibsim(self.example()) as fabric:
             plain = Collected(fabric)
-            for alter in ("drop", "twice", "strange"):
+            for alter in ("drop", "twice", "strange", "keys"):
                 with self.subTest(alter):
                     altered = Collected(fabric, "-t", "50", "--outstanding-smps", "8", alter=alter)
                     self.assertEqual((altered.status, altered.body), (0, plain.body), altered.err)
-
-    def test_keys_are_not_written(self):
-        with ibsim.Ibsim(self.example()) as fabric:
-            plain = Collected(fabric)
-            keyed = Collected(fabric, alter="keys")
-            self.assertEqual(keyed.body, plain.body)
 
     def test_hostile_descriptions_become_safe_and_unique_names(self):
         with ibsim.Ibsim(self.example()) as fabric:
@@ -265,9 +259,6 @@ class CollectTest(unittest.TestCase):
                 self.assertEqual(node["name"], f'a_[2J__#include "/etc/passwd" _ ??_ 0x{guid:016x}')
                 self.assertTrue(node["alternative_name"].startswith("a\\u{001b}[2J\\u{00ff}\\u{000a}#"))
             self.assertEqual(generated(fabric, collected.text)[0], 0)
-            nameless = Collected(fabric, alter="zeros")
-            self.assertEqual({node["name"] for node in nameless.nodes.values()},
-                             {f"0x{guid:016x}" for guid in collected.nodes})
 
     def test_a_port_count_beyond_the_format_is_cut_and_said(self):
         with ibsim.Ibsim(self.example()) as fabric:
@@ -339,31 +330,6 @@ class CollectTest(unittest.TestCase):
             self.assertEqual(without.status, 5)
             self.assert_line(without.err, "spine-001 (0x0000000000200005)", "port 4", "timed out")
 
-    def test_a_link_that_goes_down_meanwhile(self):
-        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
-            program = fabric.start_program([SIMINFO, "collect", "-t", "100"])
-            fabric.command('Unlink "leaf-023"')
-            out, err = program.communicate(timeout=60)
-            self.assertIn(program.returncode, (0, 5), err)
-            self.assertEqual(generated(fabric, out)[0], 0)
-            after = Collected(fabric, "-t", "100")
-            self.assertEqual(after.status, 0, after.err)
-            self.assertEqual(len(after.nodes), 24 * 19 + 24 + 12 - 20)
-
-    def test_a_fabric_that_dies_meanwhile(self):
-        with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
-            program = fabric.start_program([SIMINFO, "collect", "-t", "100"])
-            while "attached as client" not in program.stderr.readline():
-                self.assertIsNone(program.poll())
-            time.sleep(0.03)
-            fabric.stop()
-            out, err = program.communicate(timeout=60)
-            # It may be too early for a fabric, or too late for a loss.
-            self.assertIn(program.returncode, (0, 4, 5), err)
-            self.assertEqual(bool(out), program.returncode != 4)
-            if out:
-                self.assertEqual(generated(fabric, out)[0], 0)
-
     def test_one_interrupt_gives_what_there_is_and_two_end_it(self):
         with ibsim.Ibsim(self.fat_tree(24, 12, 19)) as fabric:
             path = os.path.join(fabric.folder, "part.jsonl")
@@ -415,13 +381,6 @@ class CollectTest(unittest.TestCase):
                              [(count, record) for record, count in sorted(counts.items())])
             self.assertGreater(counts["SMP_PortInfo"], 100)
             self.assertEqual(generated(fabric, partial.text)[0], 0)
-
-    @unittest.skipIf(os.path.exists("/sys/class/infiniband_mad"), "this host has InfiniBand ports")
-    def test_without_a_port_it_says_so(self):
-        with ibsim.Ibsim(self.example()) as fabric:
-            wrong = Collected(fabric, "-C", "none0")
-            self.assertEqual((wrong.status, wrong.text), (4, ""))
-            self.assert_line(wrong.err, "none0", "ibsim0 port 0")
 
 
 if __name__ == "__main__":

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-
-#include "siminfo/collect/questions.h"
+#include <map>
+#include <set>
 
 namespace siminfo {
 namespace {
@@ -140,55 +140,6 @@ TEST_F(SmpExchangeTest, EndsWhenInterrupted) {
   EXPECT_EQ(exchange_.next().value().outcome, SmpOutcome::kInterrupted);
   EXPECT_FALSE(exchange_.next());
   EXPECT_EQ(watch_.sent, 1U);
-}
-
-/// A switch of two ports, of which nothing else is known.
-WalkedNode unknownSwitch(std::uint8_t guid) {
-  Attribute info{};
-  mad_set_field64(info.data(), 0, IB_NODE_GUID_F, guid);
-  mad_set_field(info.data(), 0, IB_NODE_TYPE_F, IB_NODE_SWITCH);
-  mad_set_field(info.data(), 0, IB_NODE_NPORTS_F, 2);
-  WalkedNode node = makeNode(info);
-  node.route = {guid};
-  node.description = "sw";
-  return node;
-}
-
-TEST_F(SmpExchangeTest, QuestionsGiveReasonsForWhatIsMissing) {
-  WalkedFabric fabric{{unknownSwitch(1)}};
-  WalkedNode& node = fabric.nodes[0];
-  port_.fabric = [&](Packet& request, std::deque<Packet>& answers) {
-    const bool isRefused = request.field(IB_MAD_ATTRMOD_F) == 2;
-    answers.push_back(answerTo(request, isRefused ? 0x1c : 0));
-  };
-  Shortfall shortfall;
-  const WalkLimits limits{{5, 2, 1}, 2, 0};
-  Questions(port_, limits, watch_, shortfall).askAll(fabric, 1, std::nullopt);
-  EXPECT_EQ(node.switchInfo.value()[0], 0x42);
-  EXPECT_TRUE(node.ports[0].info && node.ports[1].info);
-  EXPECT_EQ(node.ports[2].absent, (AbsentRecords{{"SMP_PortInfo", "status 0x001c"}}));
-  EXPECT_EQ(shortfall.lines(),
-            std::vector<std::string>{"sw (0x0000000000000001): SMP_PortInfo of port 2: status 0x001c"});
-}
-
-/// One line for all devices together, with their number.
-TEST_F(SmpExchangeTest, QuestionsCountWhatIsNoDevicesFault) {
-  WalkedFabric fabric{{unknownSwitch(1), unknownSwitch(2), unknownSwitch(3)}};
-  fabric.nodes[2].isDescribed = false;
-  isInterrupted_ = true;
-  Shortfall shortfall;
-  const WalkLimits limits{{5, 2, 1}, 2, 0};
-  Questions(port_, limits, watch_, shortfall).askAll(fabric, 1, std::nullopt);
-  std::map<std::string, std::string> counts;
-  for (const std::string& line : shortfall.lines()) {
-    EXPECT_TRUE(line.ends_with("interrupted")) << line;
-    for (const char* what : {"NodeDescription", "SMP_PortInfo", "SMP_SwitchInfo"}) {
-      if (line.find(what) != std::string::npos) counts[what] += line.substr(0, line.find(' '));
-    }
-  }
-  const std::map<std::string, std::string> expected{
-      {"NodeDescription", "1"}, {"SMP_PortInfo", "9"}, {"SMP_SwitchInfo", "3"}};
-  EXPECT_EQ(counts, expected);
 }
 
 }  // namespace
