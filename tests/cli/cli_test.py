@@ -177,12 +177,11 @@ class CommandLine(unittest.TestCase):
             self.assertIn(message, done.stderr)
 
     def test_keeps_names_of_the_reference_simulator_from_its_dumps_alone(self):
-        for name in ("SW", "drovik", "SMP_NodeInfo", "SMP_NodeInfo_image", "SMP_NodeInfo_unpack", "SMP_NodeInfo_pack"):
-            for arguments in (["generate", SMALL, "--simulator-header"], ["verify", SMALL]):
-                done = self.run_program(*arguments, "--name", name)
-                self.assertEqual((done.returncode, done.stdout), (2, ""), (arguments, name))
-                self.assertIn(f'--name: "{name}" is a name of the reference simulator', done.stderr)
-            self.assertEqual(self.run_program("generate", SMALL, "--name", name).returncode, 0, name)
+        for arguments in (["generate", SMALL, "--simulator-header"], ["verify", SMALL]):
+            done = self.run_program(*arguments, "--name", "SMP_NodeInfo")
+            self.assertEqual((done.returncode, done.stdout), (2, ""), arguments)
+            self.assertIn('--name: "SMP_NodeInfo" is a name of the reference simulator', done.stderr)
+        self.assertEqual(self.run_program("generate", SMALL, "--name", "SMP_NodeInfo").returncode, 0)
 
     def test_refuses_bad_input_and_writes_nothing(self):
         (self.dir / "bad").write_text(HEADER + node("a") + node("a", 2))
@@ -249,9 +248,14 @@ class CommandLine(unittest.TestCase):
             self.assertEqual((done.returncode, done.stderr), (0, ""))
             self.assertIn("Usage: " + " ".join(["siminfo", *arguments[:-1]]), done.stdout)
 
-    def test_generates_a_fat_tree_the_same_in_any_order(self):
-        tree = subprocess.run([sys.executable, SOURCE / "examples" / "make_fat_tree.py", "--leaves", "4"],
+    @staticmethod
+    def fat_tree(*arguments):
+        return subprocess.run([sys.executable, SOURCE / "examples" / "make_fat_tree.py", *arguments],
                               capture_output=True, text=True, check=True).stdout
+
+    def test_generates_a_fat_tree_the_same_in_any_order(self):
+        tree = self.fat_tree("--leaves", "4")
+        self.assertNotIn('"link"', tree)
         outputs = set()
         header, *nodes = tree.splitlines(keepends=True)
         for lines in (nodes, nodes[::-1]):
@@ -261,23 +265,17 @@ class CommandLine(unittest.TestCase):
             outputs.add(re.sub("0x0x[0-9a-f]+", "", text))
         self.assertEqual(len(outputs), 1)
 
-
     def test_a_fat_tree_says_what_is_connected_to_what(self):
-        def tree(*arguments):
-            return subprocess.run([sys.executable, SOURCE / "examples" / "make_fat_tree.py", *arguments], check=True,
-                                  capture_output=True, text=True).stdout
         for leaves in (1, 5):
-            lines = tree("--leaves", str(leaves), "--links", "--distinct").splitlines()
+            lines = self.fat_tree("--leaves", str(leaves), "--links", "--distinct").splitlines()
             nodes = {node["name"]: node for node in map(json.loads, lines[1:])}
             links = {(name, port["num"]): (port["link"]["node"], port["link"]["port"])
                      for name, node in nodes.items() for port in node["ports"] if "link" in port}
             spines = (leaves + 1) // 2
-            expected = {(f"leaf-{leaf:04}", host + 1): (f"host-{leaf:04}-{host:02}", 1)
-                        for leaf in range(leaves) for host in range(32)}
-            uplinks = {(f"leaf-{leaf:04}", 33 + k): f"spine-{(32 * leaf + k) % spines:04}"
-                       for leaf in range(leaves) for k in range(32)}
-            self.assertEqual({end: far for end, far in links.items() if end in expected}, expected)
-            self.assertEqual({end: links[end][0] for end in uplinks}, uplinks)
+            for leaf in range(leaves):
+                for k in range(32):
+                    self.assertEqual(links[f"leaf-{leaf:04}", k + 1], (f"host-{leaf:04}-{k:02}", 1))
+                    self.assertEqual(links[f"leaf-{leaf:04}", k + 33][0], f"spine-{(32 * leaf + k) % spines:04}")
             self.assertEqual(links, {far: near for near, far in links.items()})
             self.assertEqual(len(links), 2 * 64 * leaves)
             for key, count in (("lid", len(nodes)), ("guid", len(nodes) + leaves * 16)):
@@ -285,9 +283,6 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual((len(given), len(set(given))), (count, count), key)
             done = self.run_program("generate", "-", "--name", "F", "--models", stdin="\n".join(lines))
             self.assertIn(f" {len(nodes)} nodes, {len(nodes)} models,", done.stderr)
-        plain = tree("--leaves", "2")
-        self.assertNotIn('"link"', plain)
-        self.assertEqual(json.loads(plain.splitlines()[0])["nodes"], len(plain.splitlines()) - 1)
 
 
 if __name__ == "__main__":

@@ -4,9 +4,6 @@
 //   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
 //   keys      PortInfo holds an M_Key, a telling number
 //   names     every device describes itself by the same hostile bytes
-//   drop      each seventh answer is lost
-//   twice     each answer comes twice
-//   strange   each answer comes behind one of the same transaction that is about something else
 //   greedy    every switch says that it has 255 ports
 //   places    every adapter says that the port it is asked through has number 255
 //   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
@@ -121,10 +118,6 @@ void stall(int port) {
   while (isAltered("hang")) pause();
 }
 
-/// An answer that is to come once more.
-std::vector<std::uint8_t> again;
-int againAgent = 0;
-
 }  // namespace
 
 extern "C" int umad_send(int portid, int agentid, void* umad, int length, int timeout_ms, int retries) {
@@ -138,14 +131,7 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   constexpr unsigned kLast = 300;
   static unsigned received = 0;
   if (received == kLast && !isStalled && (isAltered("stall") || isAltered("hang"))) stall(portid);
-  const std::size_t size = umad_size() + IB_MAD_SIZE;
   auto* mad = static_cast<std::uint8_t*>(umad_get_mad(umad));
-  if (!again.empty()) {
-    std::memcpy(umad, again.data(), again.size());
-    again.clear();
-    *length = IB_MAD_SIZE;
-    return againAgent;
-  }
   const int agent = realReceive(portid, umad, length, timeout_ms);
   if (agent < 0) return agent;
   ++cameBack;
@@ -156,11 +142,6 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   }
   if (umad_status(umad) != 0) return agent;
   ++received;
-  if (isAltered("drop") && received % 7 == 0) return -1;
   alter(mad);
-  if (!isAltered("twice") && !isAltered("strange")) return agent;
-  again.assign(static_cast<std::uint8_t*>(umad), static_cast<std::uint8_t*>(umad) + size);
-  againAgent = agent;
-  if (isAltered("strange")) mad_set_field(mad, 0, IB_MAD_ATTRID_F, IB_ATTR_SMINFO);
   return agent;
 }

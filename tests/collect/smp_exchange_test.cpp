@@ -63,9 +63,11 @@ TEST_F(SmpExchangeTest, MatchesAnswersInAnyOrderAndIgnoresAllOthers) {
     held.push_front(answerTo(request));
     if (held.size() < 3) return;
     Packet unknown = answerTo(makeRequest({1}, IB_ATTR_PORT_INFO, 1));
-    Packet other = held.back();
-    mad_set_field(other.mad(), 0, IB_MAD_ATTRMOD_F, 99);
-    answers = {unknown, other, request};
+    Packet otherPort = held.back();
+    mad_set_field(otherPort.mad(), 0, IB_MAD_ATTRMOD_F, 99);
+    Packet otherAttribute = held.back();
+    mad_set_field(otherAttribute.mad(), 0, IB_MAD_ATTRID_F, IB_ATTR_SMINFO);
+    answers = {unknown, otherPort, otherAttribute, request};
     answers.insert(answers.end(), held.begin(), held.end());
     answers.insert(answers.end(), held.begin(), held.end());
   };

@@ -1,9 +1,6 @@
 #include "siminfo/core/in_memory/output_directory.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
-
-#include <csignal>
 
 #include "tests/support.h"
 
@@ -36,28 +33,6 @@ TEST_F(OutputDirectoryTest, ReplacesAFileWhenItIsComplete) {
   struct stat info {};
   ASSERT_EQ(::stat(file.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777U, 0640U);
-  EXPECT_EQ(directory.fileCount(), 1U);
-}
-
-TEST_F(OutputDirectoryTest, KeepsTheOldFileWhenAWriteFails) {
-  std::ofstream(file) << "old";
-  const rlimit before = [] {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    return limit;
-  }();
-  const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit small{1000, before.rlim_max};
-  OutputDirectory files(directory.path());
-  std::ofstream out;
-  ASSERT_EQ(files.open("f.cpp", out), 0);
-  setrlimit(RLIMIT_FSIZE, &small);
-  out << std::string(100000, 'x');
-  EXPECT_NE(files.close(out), 0);
-  setrlimit(RLIMIT_FSIZE, &before);
-  std::signal(SIGXFSZ, signalBefore);
-  EXPECT_EQ(files.failure(), file.string() + ": File too large");
-  EXPECT_EQ(readFile(file), "old");
   EXPECT_EQ(directory.fileCount(), 1U);
 }
 

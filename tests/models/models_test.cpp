@@ -37,65 +37,41 @@ class ModelsTest : public GeneratorTest {
     }
     return node;
   }
-};
-
-/// Nodes of every kind with records, ports and capabilities as they come, a few values each.
-class RandomFabric {
- public:
-  RandomFabric(DiscoveredFabric& discovered, unsigned seed) : discovered_(discovered), random_(seed) {}
-
-  void addNode(const std::string& name) {
-    const auto numPorts = static_cast<std::uint8_t>(pick(5));
-    IBNode& node = *discovered_.fabric.addNode(name, numPorts);
-    node.type = static_cast<int>(pick(4));
+  std::uint32_t pick(std::uint32_t below) { return static_cast<std::uint32_t>(random_() % below); }
+  /// A node of any kind with records, ports and capabilities as they come, a few values each.
+  void addDrawnNode(const std::string& name) {
+    IBNode& node = addNode(name, static_cast<int>(pick(4)), static_cast<std::uint8_t>(pick(5)));
     if (pick(4) == 0) node.specialNodeType = static_cast<int>(pick(3));
     node.orbelSwitch = pick(2) == 0;
     for (const bool isGMP : {false, true}) {
-      CapabilityAnswer answer;
-      for (std::uint32_t& word : answer.mask.words) word = pick(2) == 0 ? ~0U : 0U;
-      if (pick(4) == 0) answer = {static_cast<int>(1 + pick(3)), {}};
-      discovered_.capabilities.setAnswer(node.recordIndex, isGMP, answer);
+      CapabilityAnswer answer{pick(4) == 0 ? 2 : 0, {}};
+      for (std::uint32_t& word : answer.mask.words) word = answer.error == 0 && pick(2) == 0 ? ~0U : 0U;
+      discovered.capabilities.setAnswer(node.recordIndex, isGMP, answer);
     }
-#define SIMINFO_GIVE(Record, getter) give<Record>(index);
-    const std::uint32_t index = node.recordIndex;
-    SIMINFO_NODE_RECORDS(SIMINFO_GIVE)
-    for (std::uint8_t num = node.type == kSwitch ? 0 : 1; num <= numPorts; ++num) addPort(node, num);
+#define GIVE(Record, getter) \
+  if (pick(4) != 0) give(node, filled<Record>(pick(2)));
+    SIMINFO_NODE_RECORDS(GIVE)
+#undef GIVE
+    for (std::uint8_t num = node.type == kSwitch ? 0 : 1; num <= node.numPorts; ++num) {
+      if (num == 0 || pick(8) != 0) drawPort(addPort(node, num, pick(4) == 0 ? 1 : 4));
+    }
+  }
+  void drawPort(IBPort& port) {
+    port.inSubFabric = pick(8) != 0;
+    (pick(2) == 0 ? port.special : port.fnm) = pick(3) == 0;
+#define GIVE(Record, getter) \
+  if (pick(4) != 0) give(port, filled<Record>(pick(2)));
+    SIMINFO_PORT_RECORDS(GIVE)
+#undef GIVE
+    for (const std::uint8_t monitor : {std::uint8_t{0}, std::uint8_t{1}}) {
+      if (pick(4) != 0) discovered.records.setMonitor(port.recordIndex, monitor);
+    }
+    if (pick(2) == 0)
+      discovered.records.setCounters(port.recordIndex, pick(8), filled<ZYRReductionCounters>(pick(2)));
   }
 
  private:
-  std::uint32_t pick(std::uint32_t below) { return static_cast<std::uint32_t>(random_() % below); }
-
-  void addPort(IBNode& node, std::uint8_t num) {
-    if (pick(8) == 0 && num > 0) return;
-    IBPort& port = *discovered_.fabric.addPort(node, num);
-    port.portState = pick(4) == 0 ? 1 : 4;
-    port.inSubFabric = pick(8) != 0;
-    const std::uint32_t index = port.recordIndex;
-    (pick(2) == 0 ? port.special : port.fnm) = pick(3) == 0;
-    SIMINFO_PORT_RECORDS(SIMINFO_GIVE)
-    for (const std::uint8_t monitor : {std::uint8_t{0}, std::uint8_t{1}})
-      if (pick(4) != 0) discovered_.records.setMonitor(port.recordIndex, monitor);
-    if (pick(2) == 0)
-      discovered_.records.setCounters(port.recordIndex, pick(8), record<ZYRReductionCounters>());
-  }
-#undef SIMINFO_GIVE
-
-  template <class Record>
-  Record record() {
-    Record record{};
-    for (const Field& field : kFields<Record>) {
-      for (std::size_t i = 0; field.form != FieldForm::kRecords && i < field.count; ++i)
-        field.set(&record, pick(2), i);
-    }
-    return record;
-  }
-  template <class Record>
-  void give(std::uint32_t index) {
-    if (pick(4) != 0) discovered_.records.set(index, record<Record>());
-  }
-
-  DiscoveredFabric& discovered_;
-  std::mt19937 random_;
+  std::mt19937 random_{20};
 };
 
 /// The frames of the node as a run of its own writes them, for the class `D::<class>`.
@@ -115,8 +91,7 @@ std::string exchanged(std::string text, const std::string& word, const std::stri
 }
 
 TEST_F(ModelsTest, FramesAreThoseOfEachNodeButForClassAndName) {
-  RandomFabric random(discovered, 20);
-  for (unsigned i = 0; i < 1000; ++i) random.addNode("<" + std::to_string(i) + ">");
+  for (unsigned i = 0; i < 1000; ++i) addDrawnNode("<" + std::to_string(i) + ">");
   const ModelSet set = models();
   EXPECT_EQ(set.nodes.size(), 1000U);
   std::map<std::string, std::string> modelOf;  // by text without names
@@ -154,11 +129,6 @@ TEST_F(ModelsTest, ModelsOfOneHashAreToldApart) {
   addSwitch("a", {4});
   addSwitch("b", {5});
   addSwitch("c", {5, 5});
-  const std::map<std::string, std::string> plain = [&] {
-    std::map<std::string, std::string> texts;
-    for (const Model& model : models().models) texts[model.first->name] = modelText(model);
-    return texts;
-  }();
   // Texts with zero bytes behind them hash to how many these are, and so collide up to the last.
   const auto hash = [](std::string_view text) {
     return std::uint64_t{text.size() - text.find_last_not_of('\0') - 1};

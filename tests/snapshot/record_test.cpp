@@ -1,6 +1,5 @@
 // Records of the tests' own, by their field tables: what is written, and what is read in which spelling.
 
-#include <concepts>
 #include <optional>
 
 #include "siminfo/snapshot/document_parser.h"
@@ -104,15 +103,6 @@ TEST(Records, HoldArraysOfNumbers) {
   EXPECT_FALSE(parsed<Arrays>(R"({"plain":7,"bytes":[1,0,255],"words":[1,2,3,4],"narrow":[1048576,9],)"
                               R"("wide":["0x0","0x0"]})"));
 }
-
-template <class Member, FieldForm form>
-concept MakesField = requires {
-  typename std::bool_constant<(detail::makeField<Member>("x", 0, 8, form), true)>;
-};
-static_assert(MakesField<std::array<std::uint8_t, 4>, FieldForm::kText>);
-static_assert(!MakesField<std::array<std::uint16_t, 4>, FieldForm::kText>);
-static_assert(!MakesField<std::array<std::uint16_t, 4>, FieldForm::kHexBytes>);
-static_assert(!MakesField<std::uint8_t, FieldForm::kHexBytes>);
 
 /// An object of Widths with that text for the field of so many bits, `gap` before every value.
 std::string widths(unsigned bits, const std::string& value, const std::string& gap) {
