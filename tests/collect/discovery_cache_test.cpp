@@ -32,7 +32,7 @@ class DiscoveryCacheTest : public testing::Test {
     std::ofstream(options.cacheFile, std::ios_base::binary) << bytes;
     return collectFabric(options, {});
   }
-  std::string refusal(const std::string& bytes) {
+  std::string refusalOf(const std::string& bytes) {
     try {
       const std::string text = written(collect(bytes).snapshot);
       EXPECT_EQ(withoutHeader(written(read(text))), withoutHeader(text));
@@ -77,7 +77,7 @@ TEST_F(DiscoveryCacheTest, LeavesOutLinksThatContradictEachOther) {
     std::size_t found = 0;
     for (std::size_t at = 0; (at = text.find("\"link\"", at)) != std::string::npos; ++at) ++found;
     EXPECT_EQ(found, links) << name;
-    EXPECT_EQ(refusal(patched(patches)), "accepted");
+    EXPECT_EQ(refusalOf(patched(patches)), "accepted");
   }
 }
 
@@ -111,10 +111,10 @@ TEST_F(DiscoveryCacheTest, IsRefusedWithThePlaceWhereItIsWrong) {
       {patched({}) + "x", "byte 754:"},
   };
   for (const auto& [bytes, expected] : cases)
-    EXPECT_NE(refusal(bytes).find(expected), std::string::npos) << refusal(bytes) << " for " << expected;
+    EXPECT_NE(refusalOf(bytes).find(expected), std::string::npos) << refusalOf(bytes) << " for " << expected;
   const std::string whole = patched({});
   for (std::size_t size = 0; size < whole.size(); ++size)
-    EXPECT_NE(refusal(whole.substr(0, size)), "accepted");
+    EXPECT_NE(refusalOf(whole.substr(0, size)), "accepted");
 }
 
 TEST_F(DiscoveryCacheTest, GivesAValidSnapshotOrARefusalWhateverItsBytesAre) {
@@ -124,7 +124,7 @@ TEST_F(DiscoveryCacheTest, GivesAValidSnapshotOrARefusalWhateverItsBytesAre) {
     std::string bytes = patched({});
     for (auto change = 1 + random() % 3; change > 0; --change)
       bytes[random() % bytes.size()] = static_cast<char>(random());
-    if (refusal(bytes) == "accepted") ++accepted;
+    if (refusalOf(bytes) == "accepted") ++accepted;
   }
   EXPECT_GT(accepted, 20U);
   EXPECT_LT(accepted, 400U);

@@ -6,7 +6,6 @@
 namespace siminfo {
 namespace {
 
-const std::string kHeader = "{\"fabric_snapshot\": 1}\n";
 std::string node(const std::string& more, const std::string& name = "n") {
   return R"({"name": ")" + name + R"(", "guid": 1, "type": "switch", "num_ports": 4)" +
          (more.empty() ? "" : ", " + more) + "}\n";
@@ -52,7 +51,6 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {node("", "same") + "\n" + node("", "same"), "4: name: is the name of the node on line 2"},
       {node("", ""), "2: name: is empty"},
       {node("", "a\\u2028b"), "2: name: holds the line separator U+2028"},
-      {node("", "a\\\\ "), "2: name: "},
       {node(R"("alternative_name": "a??/")"), "2: alternative_name: "},
       {node(R"("in_sub_fabric": 1)"), "2: in_sub_fabric: is a number"},
       {node(R"("capabilities": {"smp": [1, 2, 3]})"), "2: capabilities.smp: has 3 words"},
@@ -65,9 +63,6 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {routerInfo(kRouterInfo + R"(,"cap": 1)"), "2: records.SMP_RouterInfo.cap: is unknown"},
       {routerInfo(kRouterInfo + R"(,"cap_router_lid": 1)"), "2: records.SMP_RouterInfo.cap_router_lid: "},
       {routerInfo(R"("CapabilityMask": 1e3)"), "2: records.SMP_RouterInfo.CapabilityMask: 1e3 does not fit"},
-      {routerInfo(R"("CapabilityMask": "0x100000000")"),
-       "2: records.SMP_RouterInfo.CapabilityMask: \"0x100000000\" does not fit"},
-      {routerInfo(R"("CapabilityMask": null)"), "2: records.SMP_RouterInfo.CapabilityMask: is null"},
       {R"({"name": "a", "guid": 1, "type": "swich", "num_ports": 0})",
        "2: type: \"swich\" does not fit; expected \"ca\", \"switch\", \"router\", or an integer from 0 to "
        "255"},
@@ -95,13 +90,8 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
   };
   for (const Case& each : cases) {
     const bool isWhole = each.text.starts_with('!');
-    try {
-      read(isWhole ? each.text.substr(1) : kHeader + each.text);
-      ADD_FAILURE() << "was taken: " << each.text;
-    } catch (const SnapshotError& error) {
-      EXPECT_TRUE(std::string(error.what()).starts_with("f:" + each.message)) << error.what() << "\n"
-                                                                              << each.text;
-    }
+    const std::string found = refusal(isWhole ? each.text.substr(1) : kHeader + each.text);
+    EXPECT_TRUE(found.starts_with("f:" + each.message)) << found << "\n" << each.text;
   }
 }
 
@@ -203,54 +193,45 @@ TEST(SnapshotReader, TakesBytesAsTextDigitsOrNumbers) {
 }
 
 TEST(SnapshotReader, TakesKeysInAnyOrderAndNumbersInAnySpelling) {
-  const Snapshot snapshot = read(kHeader + R"(
+  const std::string odd = kHeader + R"(
     {"records": {"SMP_RouterInfo": {"cap_router_lid":"0xFFFF","CapabilityMask":"4294967295","cap_supported_subnets":5,
        "ar_group_to_router_lid_table_cap":4,"NextHop\u0054ableCap":"0x2","AdjacentSiteLocalSubnetsTableCap":"\u0033"}},
      "ports": [{"state": -7, "num": 2, "kinds": ["fnm1", "special"]}, {"num": 1}], "absent": {"SMP_NodeInfo": "timed out"},
      "num_ports": 2, "type": 77, "guid": "0xffffffffffffffff", "special_type": -1, "orbel_switch": true,
      "capabilities": {"gmp_error": -3}, "name": "rtr \u00e9", "in_sub_fabric": false} )" +
-                                 R"({"name":"b","guid":2,"type":"ca","num_ports":0})");
+                          R"({"name":"b","guid":2,"type":"ca","num_ports":0})";
+  const std::string usual =
+      "{\"fabric_snapshot\":1,\"nodes\":2}\n"
+      R"({"name":"b","guid":"0x2","type":"ca","num_ports":0})"
+      "\n"
+      R"({"name":"rtr é","guid":"0xffffffffffffffff","type":77,"num_ports":2,"in_sub_fabric":false,"special_type":-1,)"
+      R"("orbel_switch":true,"capabilities":{"gmp_error":-3},"records":{"SMP_RouterInfo":{"CapabilityMask":4294967295,)"
+      R"("NextHopTableCap":2,"AdjacentSiteLocalSubnetsTableCap":3,"ar_group_to_router_lid_table_cap":4,)"
+      R"("cap_supported_subnets":5,"cap_router_lid":65535}},"absent":{"SMP_NodeInfo":"timed out"},)"
+      R"("ports":[{"num":1,"state":"active"},{"num":2,"state":-7,"kinds":["special","fnm1"]}]})"
+      "\n";
+  const Snapshot snapshot = read(odd);
+  EXPECT_EQ(written(snapshot), usual);
   const IBNode& node = *snapshot.discovered.fabric.nodeByName.at("rtr é");
-  const SMP_RouterInfo& info = *snapshot.discovered.records.getSMPRouterInfo(node.recordIndex);
-  EXPECT_EQ(info, (SMP_RouterInfo{0xffffffff, 2, 3, 4, 5, 0xffff}));
-  EXPECT_EQ(node.guid, ~std::uint64_t{0});
-  EXPECT_EQ(node.type, 77);
-  EXPECT_EQ(node.getSpecialNodeType(), -1);
-  EXPECT_TRUE(node.isOrbelSwitch());
-  EXPECT_FALSE(node.inSubFabric);
-  ASSERT_EQ(node.ports.size(), 3U);
   EXPECT_EQ(node.ports[0], nullptr);
-  EXPECT_EQ(node.ports[2]->portState, -7);
   EXPECT_TRUE(node.ports[2]->isFNM1Port() && node.ports[2]->isSpecialPort() && !node.ports[2]->isFNMPort());
-  EXPECT_EQ(node.ports[1]->portState, 4);
-  EXPECT_EQ(snapshot.discovered.capabilities.find(node.recordIndex, true)->error, -3);
-  EXPECT_EQ(snapshot.discovered.capabilities.find(node.recordIndex, false), nullptr);
-  EXPECT_EQ(snapshot.absentOnNodes.at(node.recordIndex).at("SMP_NodeInfo"), "timed out");
-  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.count("b"), 1U);
 }
 
 TEST(SnapshotReader, ReadsTheSameHoweverTheTextIsLaidOutAndCut) {
   const std::string example = readFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
   const std::string lines = written(read(example));
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 7);
-  EXPECT_EQ(written(read(lines)), lines);
-
-  // Every document on one line, in any order of nodes, with Windows line ends, and without a last line end.
-  std::string joined = lines;
-  std::replace(joined.begin(), joined.end(), '\n', ' ');
-  EXPECT_EQ(written(read(joined)), lines);
   const std::size_t second = lines.find('\n') + 1;
   const std::size_t third = lines.find('\n', second) + 1;
-  EXPECT_EQ(
-      written(read(lines.substr(0, second) + lines.substr(third) + lines.substr(second, third - second - 1))),
-      lines);
-  std::string windows;
-  for (const char character : lines) windows += character == '\n' ? "\r\n" : std::string(1, character);
-  EXPECT_EQ(written(read(windows)), lines);
-
-  for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U}) {
-    EXPECT_EQ(written(readSnapshot(pieces(lines, piece), "f")), lines) << piece;
-    EXPECT_EQ(written(readSnapshot(pieces(example, piece), "f")), lines) << piece;
+  const std::string otherOrder =
+      lines.substr(0, second) + lines.substr(third) + lines.substr(second, third - second);
+  const std::regex lineEnd("\n");
+  for (const std::string& text :
+       {example, lines, std::regex_replace(lines, lineEnd, " "), std::regex_replace(lines, lineEnd, "\r\n"),
+        otherOrder, otherOrder.substr(0, otherOrder.size() - 1)}) {
+    EXPECT_TRUE(written(read(text)) == lines) << text.substr(0, 1000);
+    for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U})
+      EXPECT_TRUE(written(readSnapshot(pieces(text, piece), "f")) == lines) << piece;
   }
 }
 
@@ -280,11 +261,8 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
   const auto outcome = [&](unsigned jobs) {
     std::string text = kHeader;
     for (const std::string& document : documents) text += document;
-    try {
-      return written(read(text, jobs));
-    } catch (const SnapshotError& error) {
-      return std::string(error.what());
-    }
+    const std::string refused = refusal(text, jobs);
+    return refused == "none" ? written(read(text, jobs)) : refused;
   };
   EXPECT_EQ(outcome(1), outcome(4));
   // Documents that are no lines, two of them on one, a blank line, and then each kind of fault behind them.
@@ -304,15 +282,8 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
 
 TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
   const std::string filling(DocumentStream::kLongestDocument, ' ');
-  for (const std::string& text :
-       {"{" + filling, node("") + node(filling + R"("in_sub_fabric": true)", "m")}) {
-    try {
-      read(kHeader + text);
-      ADD_FAILURE();
-    } catch (const SnapshotError& error) {
-      EXPECT_NE(std::string(error.what()).find("longer than 64 MiB"), std::string::npos) << error.what();
-    }
-  }
+  for (const std::string& text : {"{" + filling, node("") + node(filling + R"("in_sub_fabric": true)", "m")})
+    EXPECT_NE(refusal(kHeader + text).find("longer than 64 MiB"), std::string::npos);
 }
 
 }  // namespace
