@@ -3,7 +3,6 @@
 // separated by commas:
 //   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
 //   keys      PortInfo holds an M_Key, a telling number
-//   names     every device describes itself by the same hostile bytes
 //   greedy    every switch says that it has 255 ports
 //   places    every adapter says that the port it is asked through has number 255
 //   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
@@ -22,7 +21,6 @@
 
 namespace {
 
-constexpr std::string_view kHostileName = "a\x1b[2J\xff\n#include \"/etc/passwd\" \xe2\x80\xae ?\?/";
 constexpr std::uint64_t kKey = 0x5ec2e7c0ffee4b1d;
 
 bool isAltered(std::string_view word) {
@@ -76,12 +74,6 @@ void alter(std::uint8_t* mad) {
       return;
     case IB_ATTR_NODE_INFO:
       return alterNodeInfo(data);
-    case IB_ATTR_NODE_DESC:
-      if (isAltered("names")) {
-        std::memset(data, 0, IB_SMP_DATA_SIZE);
-        std::memcpy(data, kHostileName.data(), kHostileName.size());
-      }
-      return;
     default:
       return;
   }

@@ -52,59 +52,41 @@ std::string shown(const std::string& text, const std::string& value) {
   return found;
 }
 
-/// In what a port differs from one that is active, ordinary, and has a record.
-enum Kind { kOrdinary, kDown, kBelowDown, kElsewhere, kBare, kSpecial, kFnm, kFnm1, kSpecialDown };
-
 struct Case {
   const char* name;
-  std::vector<std::pair<std::uint8_t, Kind>> ports;  // the record of port 6 holds 0x16
-  const char* shown;
+  const char* ports;  // by number, with that in which one differs from an active, ordinary port with a record
+  const char* shown;  // the record of port 6 holds 0x16
   void (*change)(IBNode& node) = [](IBNode&) {};
 };
 
 const std::vector<Case> kCases = {
     {"the lowest usable ordinary port is for all others",
-     {{1, kDown},
-      {2, kBelowDown},
-      {3, kElsewhere},
-      {5, kBare},
-      {6, kOrdinary},
-      {7, kOrdinary},
-      {9, kSpecial}},
-     "9=19 16 "},
-    {"special ports stand in ascending order",
-     {{8, kOrdinary}, {9, kSpecial}, {5, kFnm1}, {3, kFnm}, {2, kSpecialDown}},
+     "1:down 2:below-down 3:elsewhere 5:bare 6 7 9:special", "9=19 16 "},
+    {"special ports stand in ascending order", "8 9:special 5:fnm1 3:fnm 2:special-down",
      "3=13 5=15 9=19 18 "},
-    {"no ordinary port", {{9, kSpecial}}, ""},
-    {"no special port", {{1, kOrdinary}}, "11 "},
-    {"of two with one number the later one counts",
-     {{1, kOrdinary}, {6, kSpecial}, {9, kSpecial}},
-     "9=19 11 ",
+    {"no ordinary port", "9:special", ""},
+    {"no special port", "1", "11 "},
+    {"of two with one number the later one counts", "1 6:special 9:special", "9=19 11 ",
      [](IBNode& node) { node.ports[6]->num = 9; }},
-    {"beyond the port count",
-     {{1, kOrdinary}, {2, kSpecial}, {9, kSpecial}},
-     "2=12 11 ",
-     [](IBNode& node) { node.numPorts = 8; }},
-    {"a port count beyond the list",
-     {{1, kOrdinary}, {9, kSpecial}},
-     "9=19 11 ",
-     [](IBNode& node) { node.numPorts = 200; }},
+    {"beyond the port count", "1 2:special 9:special", "2=12 11 ", [](IBNode& node) { node.numPorts = 8; }},
+    {"a port count beyond the list", "1 9:special", "9=19 11 ", [](IBNode& node) { node.numPorts = 200; }},
 };
 
 class PortSelection : public GeneratorTest {
  protected:
   void addPorts(const Family& family, IBNode& node, const Case& each) {
-    for (const auto& [num, kind] : each.ports) {
-      IBPort& port = addPort(node, num,
-                             kind == kDown || kind == kSpecialDown ? 1
-                             : kind == kBelowDown                  ? -3
-                                                                   : 4);
-      port.inSubFabric = kind != kElsewhere;
-      port.special = kind == kSpecial || kind == kSpecialDown;
-      port.fnm = kind == kFnm;
-      port.fnm1 = kind == kFnm1;
-      if (kind != kBare)
-        family.give(discovered.records, port.recordIndex, static_cast<std::uint8_t>(0x10 + num));
+    std::istringstream ports(each.ports);
+    for (unsigned num = 0; ports >> num;) {
+      std::string kind;
+      if (ports.peek() == ':') ports >> kind;
+      IBPort& port = addPort(node, static_cast<std::uint8_t>(num));
+      if (kind.ends_with("down")) port.portState = kind == ":below-down" ? -3 : 1;
+      port.inSubFabric = kind != ":elsewhere";
+      port.special = kind.starts_with(":special");
+      port.fnm = kind == ":fnm";
+      port.fnm1 = kind == ":fnm1";
+      if (kind == ":bare") continue;
+      family.give(discovered.records, port.recordIndex, static_cast<std::uint8_t>(0x10 + num));
     }
     each.change(node);
   }
@@ -131,9 +113,8 @@ TEST_F(PortSelection, OfPortInfoExtendedTakesTheFirstPortEvenIfSpecial) {
   IBNode& node = addNode("sw", kSwitch, 3);
   give(addPort(node, 0), SMP_PortInfoExtended{.CapMsk = 0x10});
   give(addPort(node, 1, 1), SMP_PortInfoExtended{.CapMsk = 0x11});
-  IBPort& special = addPort(node, 2);
-  special.special = true;
-  give(special, SMP_PortInfoExtended{.CapMsk = 0x12});
+  give(addPort(node, 2), SMP_PortInfoExtended{.CapMsk = 0x12});
+  node.ports[2]->special = true;
   give(addPort(node, 3), SMP_PortInfoExtended{.CapMsk = 0x13});
   EXPECT_EQ(shown(frame("setPortInfoExtended", node), "CapMsk = "), "12 ");
 }

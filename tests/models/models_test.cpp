@@ -192,7 +192,6 @@ TEST_F(ModelsTest, FilesOfUntouchedModelsStayAsTheyAre) {
   ModelFiles files{"Fab1", 3, directory.path()};
   const ModelWriter writer(engine, false);
   writeModelFiles(writer, writer.findModels(nodes()), files);
-  std::map<std::string, std::filesystem::file_time_type> before;
   const std::filesystem::file_time_type longAgo{};
   for (const auto& entry : std::filesystem::directory_iterator(directory.path()))
     std::filesystem::last_write_time(entry, longAgo);
