@@ -9,22 +9,15 @@ namespace {
 
 class OutputDirectoryTest : public testing::Test {
  protected:
-  std::string write(OutputDirectory& files, const std::string& text) {
-    std::ofstream out;
-    EXPECT_EQ(files.open("f.cpp", out), 0) << files.failure();
-    out << text;
-    return files.close(out) == 0 ? readFile(file) : "";
-  }
-
   ScratchDirectory directory;
   std::filesystem::path file = directory.path() / "f.cpp";
+  OutputDirectory files{directory.path()};
+  std::ofstream out;
 };
 
 TEST_F(OutputDirectoryTest, ReplacesAFileWhenItIsComplete) {
   std::ofstream(file) << "old";
   ::chmod(file.c_str(), 0640);
-  OutputDirectory files(directory.path());
-  std::ofstream out;
   ASSERT_EQ(files.open("f.cpp", out), 0);
   out << "new" << std::flush;
   EXPECT_EQ(readFile(file), "old");
@@ -38,10 +31,8 @@ TEST_F(OutputDirectoryTest, ReplacesAFileWhenItIsComplete) {
 
 TEST_F(OutputDirectoryTest, LeavesNothingBehindWhenAFileIsNotClosed) {
   {
-    OutputDirectory files(directory.path());
-    std::ofstream out;
-    ASSERT_EQ(files.open("f.cpp", out), 0);
-    out << "half" << std::flush;
+    OutputDirectory shortLived(directory.path());
+    ASSERT_EQ(shortLived.open("f.cpp", out), 0);
     EXPECT_EQ(directory.fileCount(), 1U);
   }
   EXPECT_EQ(directory.fileCount(), 0U);
@@ -64,19 +55,17 @@ TEST_F(OutputDirectoryTest, LeavesAFileAsOldAsItIsThatHoldsTheSameText) {
 }
 
 TEST_F(OutputDirectoryTest, ReplacesTheTargetOfALink) {
-  const std::filesystem::path target = directory.path() / "target.cpp";
-  std::ofstream(target) << "old";
   std::filesystem::create_symlink("target.cpp", file);
-  OutputDirectory files(directory.path());
-  EXPECT_EQ(write(files, "new"), "new");
+  std::ofstream(file) << "old";
+  ASSERT_EQ(files.open("f.cpp", out), 0);
+  out << "new";
+  EXPECT_EQ(files.close(out), 0);
   EXPECT_TRUE(std::filesystem::is_symlink(file));
-  EXPECT_EQ(readFile(target), "new");
+  EXPECT_EQ(readFile(directory.path() / "target.cpp"), "new");
 }
 
 TEST_F(OutputDirectoryTest, RefusesWhatIsNoRegularFileOrNoDirectory) {
-  std::ofstream out;
   std::filesystem::create_symlink("/dev/null", file);
-  OutputDirectory files(directory.path());
   EXPECT_NE(files.open("f.cpp", out), 0);
   EXPECT_NE(files.failure(), "");
   OutputDirectory missing(directory.path() / "missing");

@@ -56,7 +56,7 @@ TEST(Links, AgreeAtBothEnds) {
 
 TEST(Links, AreWrittenAsTheyWereRead) {
   const std::string text =
-      R"({"fabric_snapshot":1,"source":"s","fabric":"lab","nodes":1})"
+      R"({"fabric_snapshot":1,"source":"s","collected_at":"today","fabric":"lab","nodes":1})"
       "\n"
       R"({"name":"a","guid":"0x1","type":"switch","num_ports":4,"system_guid":"0x2","description":"a b","ports":[)"
       R"({"num":0,"state":"active","guid":"0x1","lid":3,"lmc":1},)"
