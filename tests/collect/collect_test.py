@@ -100,7 +100,7 @@ class CollectTest(unittest.TestCase):
         self.assertTrue(any(all(part in line for part in parts) for line in text.splitlines()), text)
 
     def assert_as_ibnetdiscover_says(self, fabric, nodes):
-        """Type, port count, GUID and description of every node, and every link."""
+        """Type, port count, GUID and description of every node, and every link; other ports are down."""
         _, topology, _ = fabric.run(["ibnetdiscover"])
         told = re.findall(r'^(Switch|Ca)\s+(\d+) "[SH]-(\w+)"\s+# "([^"]*)"', topology, re.MULTILINE)
         self.assertEqual(
@@ -111,6 +111,9 @@ class CollectTest(unittest.TestCase):
         links = re.findall(rf"^{end} (?:\S+ \S+) - {end} ", ports, re.MULTILINE)
         self.assertEqual(sorted((int(guid, 16), int(num), int(far, 16), int(far_num))
                                 for num, guid, far_num, far in links), sorted(links_of(nodes)))
+        for node in nodes.values():
+            for port in node["ports"]:
+                self.assertEqual(port["state"] == "down", port["num"] > 0 and "link" not in port, node["name"])
 
     def test_every_device_is_found_whatever_the_paths(self):
         for name in EXAMPLES:

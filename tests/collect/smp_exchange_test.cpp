@@ -6,6 +6,8 @@
 #include <map>
 #include <set>
 
+#include "siminfo/collect/questions.h"
+
 namespace siminfo {
 namespace {
 
@@ -141,6 +143,38 @@ TEST_F(SmpExchangeTest, EndsWhenInterrupted) {
   EXPECT_EQ(exchange_.next().value().outcome, SmpOutcome::kInterrupted);
   EXPECT_FALSE(exchange_.next());
   EXPECT_EQ(watch_.sent, 1U);
+}
+
+/// Nothing else is known of a switch of two ports than its NodeInfo, and port 2 is refused.
+TEST_F(SmpExchangeTest, QuestionsAskForAllThatIsUnknownAndTellWhatIsMissing) {
+  port_.fabric = [&](Packet& request, std::deque<Packet>& answers) {
+    answers.push_back(answerTo(request));
+    if (request.field(IB_MAD_ATTRMOD_F) == 2) mad_set_field(answers.back().mad(), 0, IB_DRSMP_STATUS_F, 0x1c);
+  };
+  Attribute info{};
+  mad_set_field64(info.data(), 0, IB_NODE_GUID_F, 1);
+  mad_set_field(info.data(), 0, IB_NODE_TYPE_F, IB_NODE_SWITCH);
+  mad_set_field(info.data(), 0, IB_NODE_NPORTS_F, 2);
+  const auto ask = [&](bool isInterrupted) {
+    isInterrupted_ = isInterrupted;
+    WalkedFabric fabric{{makeNode(info)}};
+    fabric.nodes[0].isDescribed = false;
+    Shortfall shortfall;
+    const WalkLimits limits{{5, 2, 1}, 2, 0};
+    Questions(port_, limits, watch_, shortfall).askAll(fabric, 1, std::nullopt);
+    return std::pair(fabric.nodes[0], shortfall.lines());
+  };
+  const auto [node, refused] = ask(false);
+  EXPECT_EQ(node.switchInfo.value()[0], 0x42);
+  EXPECT_TRUE(node.ports[0].info && node.ports[1].info);
+  EXPECT_EQ(node.ports[2].absent, (AbsentRecords{{"SMP_PortInfo", "status 0x001c"}}));
+  EXPECT_EQ(refused,
+            std::vector<std::string>{"B (0x0000000000000001): SMP_PortInfo of port 2: status 0x001c"});
+  EXPECT_EQ(ask(true).second, (std::vector<std::string>{
+                                  "1 nodes or ports: NodeDescription: not asked: interrupted",
+                                  "3 nodes or ports: SMP_PortInfo: not asked: interrupted",
+                                  "1 nodes or ports: SMP_SwitchInfo: not asked: interrupted",
+                              }));
 }
 
 }  // namespace
