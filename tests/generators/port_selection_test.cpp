@@ -102,7 +102,7 @@ TEST_F(PortSelection, IsTheSameForEveryAttribute) {
       addPorts(family, node, each);
       std::string expected = each.shown;
       if (family.needsSpecial && expected == "11 ") expected = "";
-      if (family.method == "setPortInfo" && !expected.empty()) expected = "77 " + expected;  // port 0
+      if (family.method == "setPortInfo" && !expected.empty()) expected.insert(0, "77 ");  // port 0
       EXPECT_EQ(shown(frame(family.method, node), family.value), expected)
           << family.method << ": " << each.name;
     }
