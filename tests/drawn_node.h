@@ -4,17 +4,18 @@
 #include <random>
 #include <string>
 
+#include "siminfo/core/in_memory/in_memory_drovik.h"
 #include "siminfo/simulator/record_layout.h"
-#include "siminfo/snapshot/snapshot.h"
 
 namespace siminfo {
 
 /// A node whose every property is drawn: what a frame asks about is there as often as it is missing.
 class DrawnNode {
  public:
-  DrawnNode(Snapshot& snapshot, unsigned seed) : snapshot_(snapshot), draws_(seed) {
-    node_ = snapshot.discovered.fabric.addNode("n" + std::to_string(seed) + " <node> <SMP rc>",
-                                               static_cast<std::uint8_t>(below(6)));
+  /// Of one seed they are the same but for the name.
+  DrawnNode(DiscoveredFabric& discovered, const std::string& name, unsigned seed)
+      : discovered_(discovered), draws_(seed) {
+    node_ = discovered.fabric.addNode(name, static_cast<std::uint8_t>(below(6)));
     node_->guid = draws_();
     node_->alternativeName = "alt";
     node_->type = below(4) == 0 ? static_cast<int>(below(5)) : kSwitch;
@@ -24,7 +25,7 @@ class DrawnNode {
       if (below(8) > 0) drawMask(isGMP);
     }
 #define GIVE(Record, getter) \
-  if (below(4) > 0) snapshot.discovered.records.set(node_->recordIndex, drawn<Record>());
+  if (below(4) > 0) discovered.records.set(node_->recordIndex, drawn<Record>());
     SIMINFO_NODE_RECORDS(GIVE)
 #undef GIVE
     for (std::uint8_t num = 0; num <= node_->numPorts; ++num) {
@@ -43,17 +44,17 @@ class DrawnNode {
     for (std::uint32_t& word : answer.mask.words)
       word = below(2) == 0 ? ~0U : static_cast<std::uint32_t>(draws_());
     if (answer.error != 0) answer.mask = {};
-    snapshot_.discovered.capabilities.setAnswer(node_->recordIndex, isGMP, answer);
+    discovered_.capabilities.setAnswer(node_->recordIndex, isGMP, answer);
   }
 
   void drawPort(std::uint8_t num) {
-    IBPort& port = *snapshot_.discovered.fabric.addPort(*node_, num);
+    IBPort& port = *discovered_.fabric.addPort(*node_, num);
     port.portState = static_cast<int>(below(8) == 0 ? below(3) : 4);
     port.inSubFabric = below(8) > 0;
     port.special = below(4) == 0;
     port.fnm = below(8) == 0;
     port.fnm1 = below(8) == 0;
-    InMemoryExtendedInfo& records = snapshot_.discovered.records;
+    InMemoryExtendedInfo& records = discovered_.records;
 #define GIVE(Record, getter) \
   if (below(4) > 0) records.set(port.recordIndex, drawn<Record>());
     SIMINFO_PORT_RECORDS(GIVE)
@@ -80,7 +81,7 @@ class DrawnNode {
     return record;
   }
 
-  Snapshot& snapshot_;
+  DiscoveredFabric& discovered_;
   std::mt19937_64 draws_;
   IBNode* node_;
 };

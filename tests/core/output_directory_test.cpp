@@ -39,7 +39,6 @@ TEST_F(OutputDirectoryTest, LeavesNothingBehindWhenAFileIsNotClosed) {
 }
 
 TEST_F(OutputDirectoryTest, LeavesAFileAsOldAsItIsThatHoldsTheSameText) {
-  OutputDirectory files(directory.path());
   const auto put = [&](const std::string& text) {
     EXPECT_EQ(files.put(file.filename(), text), 0);
     EXPECT_EQ(readFile(file), text);

@@ -27,13 +27,15 @@ std::vector<std::string> commentsIn(const std::string& body) {
   return comments;
 }
 
+std::string nameOf(unsigned seed) { return "n" + std::to_string(seed) + " <node> <SMP rc>"; }
+
 TEST(Rules, FindTheWordsOfEveryFrame) {
   const ScratchDirectory directory;
   Snapshot snapshot;
   InMemoryDrovik engine(snapshot.discovered, directory.path());
   const SimInfoDumpCPP generator(engine);
   for (unsigned seed = 0; seed < 2000; ++seed) {
-    const IBNode& node = DrawnNode(snapshot, seed).node();
+    const IBNode& node = DrawnNode(snapshot.discovered, nameOf(seed), seed).node();
     ASSERT_EQ(nodeClass(node), generator.GetDumpedNodeType(node));
     const bool exactPorts = seed % 2 == 1;
     const Expectation expectation({snapshot, node, node.name, exactPorts});
@@ -61,7 +63,7 @@ TEST(Rules, FindTheBannerOfEveryNode) {
   const ScratchDirectory directory;
   Snapshot snapshot;
   std::vector<std::string> expected;
-  for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot, seed);
+  for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot.discovered, nameOf(seed), seed);
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
     for (const std::string& line : nodeSection(*node).banner) expected.push_back(line);
   }

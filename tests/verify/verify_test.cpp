@@ -37,7 +37,7 @@ TEST(Verify, ProvesTheSmallFabric) {
 TEST(Verify, ProvesDrawnNodes) {
   Snapshot snapshot;
   std::vector<const IBNode*> nodes;
-  for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot, seed);
+  for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot.discovered, "n" + std::to_string(seed), seed);
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
   for (const bool exactPorts : {false, true}) {
     VerifyRequest request;
