@@ -249,6 +249,9 @@ TEST(SnapshotReader, GoesOnBeyondItsWindow) {
   const Snapshot snapshot = read(text);
   EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 400U);
   EXPECT_EQ(written(read(pretty)), written(snapshot));
+  std::ranges::replace(text, '\n', ' ');
+  EXPECT_EQ(written(read(text)), written(snapshot));
+  EXPECT_EQ(written(read(text, 3)), written(snapshot));
   EXPECT_THROW(read(text.substr(0, text.size() - 3)), SnapshotError);
 }
 
@@ -278,6 +281,21 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
   EXPECT_TRUE(outcome(4).starts_with("f:2005: name: is a number")) << outcome(4);
   documents[100] = "{\"name\": \"cut\"\n";
   EXPECT_TRUE(outcome(4).starts_with("f:102: the document that begins here has no end")) << outcome(4);
+}
+
+/// What is offered to a parser again and again makes the time the square of a line's length.
+TEST(DocumentStream, OffersTheRestOfALineOnce) {
+  std::string text;
+  for (int i = 0; i < 2000; ++i) text += R"({"a": "b}", "c": [1, {"\"": 2}]} )";
+  DocumentStream documents(pieces(text, 4096));
+  std::size_t count = 0;
+  std::size_t offered = 0;
+  for (; documents.next(); ++count) {
+    offered += documents.text().size();
+    if (documents.widen()) offered += documents.text().size();
+  }
+  EXPECT_EQ(count, 2000U);
+  EXPECT_LT(offered, 3 * text.size());
 }
 
 TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
