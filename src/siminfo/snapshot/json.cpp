@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
@@ -50,6 +51,8 @@ std::string Place::path() const {
 
 std::string malformedWords(simdjson::error_code error) {
   switch (error) {
+    case simdjson::MEMALLOC:  // which says nothing about the text
+      throw std::bad_alloc();
     case simdjson::UTF8_ERROR:
       return "is not UTF-8";
     case simdjson::UNESCAPED_CHARS:
