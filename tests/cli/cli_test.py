@@ -13,7 +13,7 @@ import sys
 import tempfile
 import unittest
 
-PROGRAM, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
+PROGRAM, SOURCE, HOST_NAME = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
 SMALL = SOURCE / "examples" / "small_fabric.json"
 HEADER = '{"fabric_snapshot": 1}\n'
 
@@ -238,6 +238,36 @@ class CommandLine(unittest.TestCase):
             done = self.run_program(*arguments)
             self.assertEqual((done.returncode, done.stderr), (0, ""))
             self.assertIn("Usage: " + " ".join(["siminfo", *arguments[:-1]]), done.stdout)
+
+    def test_writes_no_source_with_a_host_name_that_leaves_its_line(self):
+        for forms, files in (([], 1), (["--models"], 3)):
+            for name, words in (("a-host.example", ""), ("a\nint x;//", "U+000a"), ("a \\ ", "backslash"),
+                                ("a??/", "backslash")):
+                environment = {**os.environ, "LD_PRELOAD": HOST_NAME, "HOST_NAME": name,
+                               "ASAN_OPTIONS": "verify_asan_link_order=0"}
+                done = self.generate(*forms, env=environment)
+                if words:
+                    self.assert_refused(done, 3, words)
+                else:
+                    self.assertEqual(done.returncode, 0, done.stderr)
+                self.assertEqual(len(list((self.dir / "out").iterdir())), 0 if words else files)
+                shutil.rmtree(self.dir / "out")
+
+    def test_ends_in_order_where_memory_or_threads_are_short(self):
+        tree = self.fat_tree("--leaves", "4")
+        outcomes = set()
+        for megabytes in range(20, 84, 4):
+            def limit(bytes_=megabytes << 20):
+                resource.setrlimit(resource.RLIMIT_AS, (bytes_, bytes_))
+            done = self.run_program("generate", "-", "--name", "F", "--jobs", "8", stdin=tree, preexec_fn=limit)
+            if "Sanitizer" in done.stderr:
+                self.skipTest("sanitizers need more address space than there is: nothing was tried")
+            if done.returncode == 127:
+                continue  # the system could not even load it
+            outcomes.add(done.returncode)
+            if done.returncode != 0:
+                self.assert_refused(done, 3, "not enough memory")
+        self.assertEqual(outcomes, {0, 3})
 
     @staticmethod
     def fat_tree(*arguments):
