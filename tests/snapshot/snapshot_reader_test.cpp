@@ -38,6 +38,7 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {"{\"name\": \"a}\n{}\n", "2: the document that begins here has no end"},
       {node("") + "}", "3: is no object"},
       {"{\"name\":\n\n \"\xff\"}", "4: is not UTF-8"},
+      {node("", "a\\\" /*"), "2: name: holds /* behind an odd number of quotation marks"},
       {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
       {"{\"name\": \"\\q\"}", "2: name: malformed JSON"},
       {node("\"x\": 1"), "2: x: is unknown; a node has name, guid,"},

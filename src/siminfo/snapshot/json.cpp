@@ -134,11 +134,23 @@ std::string_view readText(const Place& place, json::value value) {
   return take(place, value.get_string(), value, "a string");
 }
 
+namespace {
+
+std::string_view judged(const Place& place, std::string_view text, const std::string& fault) {
+  if (!fault.empty()) refuse(place, fault + "; such a text could leave its line in the generated source");
+  return text;
+}
+
+}  // namespace
+
 std::string_view readLineText(const Place& place, json::value value) {
   const std::string_view text = readText(place, value);
-  if (const std::string fault = textFault(text); !fault.empty())
-    refuse(place, fault + "; such a text could leave its line in the generated source");
-  return text;
+  return judged(place, text, textFault(text));
+}
+
+std::string_view readName(const Place& place, json::value value) {
+  const std::string_view text = readText(place, value);
+  return judged(place, text, nameFault(text));
 }
 
 bool isString(json::value value) {
