@@ -261,8 +261,8 @@ class CollectTest(unittest.TestCase):
         fabric = self.run_fat_tree(*LARGE)
         path = os.path.join(fabric.folder, "part.jsonl")
 
-        def interrupt(alter, number):
-            program = fabric.start_program([SIMINFO, "collect", "-t", "20000", "--output", path],
+        def interrupt(alter, number, *more):
+            program = fabric.start_program([SIMINFO, "collect", "-t", "20000", "--output", path, *more],
                                            alter=alter, preload=ALTERED_ANSWERS)
             while "stalled" not in program.stderr.readline():
                 self.assertIsNone(program.poll())
@@ -290,6 +290,25 @@ class CollectTest(unittest.TestCase):
             self.assertIn('"not asked: interrupted"', text)
             check_generates(fabric, text)
             os.remove(path)
+
+        # A file that is there stays, unless it is told to go.
+        for more, replaced in ([], False), (["--partial"], True):
+            with open(path, "w", encoding="utf-8") as file:
+                file.write("whole")
+            _, err = interrupt("stall", signal.SIGINT, *more).communicate(timeout=10)
+            with open(path, encoding="utf-8") as file:
+                self.assertEqual(file.read() != "whole", replaced, err)
+            self.assertEqual(os.path.exists(path + ".partial"), not replaced)
+            self.assertEqual("part.jsonl.partial" in err, not replaced)
+            if not replaced:
+                os.remove(path + ".partial")
+
+    def test_walks_no_fabric_for_a_file_that_cannot_be_written(self):
+        fabric = self.run_fat_tree(1, 1, 1)
+        for path in (os.path.join(fabric.folder, "no", "such", "folder"), fabric.folder):
+            status, _, err = fabric.run([SIMINFO, "collect", "--output", path])
+            self.assertEqual(status, 3, err)
+            self.assertNotIn("SMPs", err)
 
     def test_a_fabric_that_falls_silent_is_given_up(self):
         # As many at a time as are unanswered when it is given up.

@@ -21,23 +21,54 @@ void printLines(const std::vector<std::string>& lines) {
   if (lines.size() > kMostLines) printWarning("and " + std::to_string(lines.size() - kMostLines) + " more");
 }
 
-void write(const Snapshot& snapshot, const std::string& fileName) {
-  if (fileName.empty() || fileName == "-") {
-    std::ostringstream text;
-    writeSnapshot(snapshot, text);
-    return printResult(text.str());
+/// Where the snapshot goes: a file, or standard output.
+class SnapshotOutput {
+ public:
+  /// Throws a CommandError when the file could not be written, so that nobody walks a fabric for nothing.
+  explicit SnapshotOutput(const std::string& fileName) : fileName_(fileName == "-" ? "" : fileName) {
+    if (fileName_.empty()) return;
+    OutputDirectory directory(folder());
+    std::ofstream out;
+    if (directory.open(fileName_.filename(), out) != 0) throw CommandError(kBadInput, directory.failure());
   }
-  const std::filesystem::path path(fileName);
-  OutputDirectory directory(path.has_parent_path() ? path.parent_path() : ".");
-  std::ofstream out;
-  if (directory.open(path.filename(), out) == 0) {
-    writeSnapshot(snapshot, out);
-    directory.close(out);
-  }
-  if (!directory.failure().empty()) throw CommandError(kBadInput, directory.failure());
-}
 
-ExitStatus collect(const CollectOptions& options, const std::string& output) {
+  /// What was cut short is less than what may be there already, and stands beside it.
+  void giveWay() {
+    if (fileName_.empty() || !std::filesystem::exists(fileName_)) return;
+    fileName_ += ".partial";
+    printWarning("what was there before stays; this one is " + fileName_.string() +
+                 ", and --partial would have replaced it");
+  }
+
+  void write(const Snapshot& snapshot) const {
+    if (fileName_.empty()) {
+      std::ostringstream text;
+      writeSnapshot(snapshot, text);
+      return printResult(text.str());
+    }
+    OutputDirectory directory(folder());
+    std::ofstream out;
+    if (directory.open(fileName_.filename(), out) == 0) {
+      writeSnapshot(snapshot, out);
+      directory.close(out);
+    }
+    if (!directory.failure().empty()) throw CommandError(kBadInput, directory.failure());
+  }
+
+ private:
+  std::filesystem::path folder() const { return fileName_.has_parent_path() ? fileName_.parent_path() : "."; }
+
+  std::filesystem::path fileName_;  // empty for standard output
+};
+
+/// What the command line of `siminfo collect` says.
+struct CollectCommand {
+  CollectOptions options;
+  std::string output;
+  bool partial = false;
+};
+
+ExitStatus collect(const CollectCommand& command) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   const auto elapsed = [&] {
@@ -46,34 +77,42 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
     text << std::fixed << std::chrono::duration<double>(Clock::now() - start).count() << " s";
     return text.str();
   };
+  SnapshotOutput output(command.output);
   const Interruption interruption;
   Collected collected;
   try {
     Progress line;
-    collected =
-        collectFabric(options, {[&] { return interruption.isAsked(); },
-                                [&](const CollectProgress& progress) {
-                                  line.show(std::to_string(progress.nodes) + " nodes found, " +
-                                            std::to_string(progress.packets) + " SMPs sent, " + elapsed());
-                                }});
+    collected = collectFabric(command.options,
+                              {[&] { return interruption.isAsked(); },
+                               [&](const CollectProgress& progress) {
+                                 line.show(std::to_string(progress.nodes) + " nodes found, " +
+                                           std::to_string(progress.packets) + " SMPs sent, " + elapsed());
+                               }});
   } catch (const CollectError& error) {
     throw CommandError(error.kind() == CollectError::kNoPort ? kNoFabric : kBadInput, error.what());
   }
-  write(collected.snapshot, output);
+  // A signal that comes from here on finds nothing to cut short.
+  const bool isInterrupted = interruption.isAsked();
   printLines(collected.warnings);
   printLines(collected.missing);
-  if (interruption.isAsked()) printWarning("interrupted: the snapshot holds what was found until then");
+  if (collected.snapshot.discovered.fabric.nodeByName.empty())
+    throw CommandError(isInterrupted ? kPartial : kNoFabric,
+                       isInterrupted ? "interrupted before the first node was found: nothing is written"
+                                     : "no node was found: nothing is written");
+  if (isInterrupted) printWarning("interrupted: the snapshot holds what was found until then");
+  if (isInterrupted && !command.partial) output.giveWay();
+  output.write(collected.snapshot);
   printNote(std::to_string(collected.snapshot.discovered.fabric.nodeByName.size()) + " nodes, " +
             std::to_string(collected.snapshot.discovered.fabric.portCount()) + " ports; " +
             std::to_string(collected.packets) + " SMPs in " + elapsed());
-  return interruption.isAsked() || !collected.missing.empty() ? kPartial : kDone;
+  return isInterrupted || !collected.missing.empty() ? kPartial : kDone;
 }
 
 }  // namespace
 
 void addCollectCommand(CLI::App& program, Command& chosen) {
-  const auto options = std::make_shared<CollectOptions>();
-  const auto output = std::make_shared<std::string>();
+  const auto told = std::make_shared<CollectCommand>();
+  CollectOptions* options = &told->options;
   CLI::App* command = program.add_subcommand(
       "collect", "Walk a live InfiniBand fabric, or read a saved discovery, into a fabric snapshot");
   CLI::Option* device =
@@ -110,12 +149,15 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
                    "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
                    "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
       ->type_name("FILE");
-  command->add_option("--output", *output, "File to write; standard output when it is missing or -")
+  command->add_option("--output", told->output, "File to write; standard output when it is missing or -")
       ->type_name("SNAPSHOT");
+  command->add_flag("--partial", told->partial,
+                    "Let an interrupted collection replace the file that is there; without it, the new one\n"
+                    "gets .partial behind its name");
   command->footer(
       "Interrupted once (Ctrl-C), it writes what it has and exits with 5; interrupted again, it ends.\n"
       "Example: siminfo collect -C mlx4_0 -P 1 --output fabric.jsonl");
-  command->callback([=, &chosen] { chosen = [=] { return collect(*options, *output); }; });
+  command->callback([told, &chosen] { chosen = [told] { return collect(*told); }; });
 }
 
 }  // namespace siminfo
