@@ -253,6 +253,20 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(len(list((self.dir / "out").iterdir())), 0 if words else files)
                 shutil.rmtree(self.dir / "out")
 
+    def test_repeats_nothing_that_a_terminal_obeys(self):
+        evil = "a\x1b]0;x\x07b"
+        (self.dir / evil).write_text("{}")
+        compiler = self.dir / f"compiler{evil}"
+        compiler.write_text(f"#!/bin/sh\necho '{evil}: error: {evil}' >&2\nexit 1\n")
+        compiler.chmod(0o755)
+        for arguments in (["generate", evil, "--name", "F"], ["generate", SMALL, "--name", evil],
+                          ["generate", SMALL, "--name", "F", f"--{evil}"], ["verify", SMALL, "--compiler", compiler],
+                          ["generate", SMALL, "--name", "F", "--guid-file", evil], ["verify", SMALL, "--use", evil]):
+            done = self.run_program(*arguments)
+            self.assertNotEqual(done.returncode, 0, arguments)
+            self.assertNotIn("\x1b", done.stdout + done.stderr, arguments)
+            self.assertIn("\\u{001b}", done.stdout + done.stderr, arguments)
+
     def test_ends_in_order_where_memory_or_threads_are_short(self):
         tree = self.fat_tree("--leaves", "4")
         outcomes = set()

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "siminfo/cli/command.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -25,8 +26,9 @@ void printResult(const std::string& text) {
                        "standard output: " + std::generic_category().message(errno != 0 ? errno : EIO));
 }
 
-void printWarning(const std::string& message) { std::cerr << "siminfo: warning: " << message << "\n"; }
-void printNote(const std::string& message) { std::cerr << "siminfo: " << message << "\n"; }
+void printError(const std::string& message) { printNote("error: " + message); }
+void printWarning(const std::string& message) { printNote("warning: " + message); }
+void printNote(const std::string& message) { std::cerr << "siminfo: " << terminalText(message) << "\n"; }
 
 Progress::Progress()
     : isTerminal_(isatty(STDERR_FILENO) == 1), next_(std::chrono::steady_clock::now() + kFirst) {}
@@ -37,7 +39,7 @@ void Progress::show(const std::string& text) {
   if (now < next_) return;
   next_ = now + kInterval;
   isShown_ = true;
-  std::cerr << "\r\x1b[K" << text << std::flush;
+  std::cerr << "\r\x1b[K" << terminalText(text) << std::flush;
 }
 
 void Progress::clear() {

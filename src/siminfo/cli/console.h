@@ -8,6 +8,8 @@ namespace siminfo {
 /// Writes a result to standard output and makes sure that it got there. Throws a CommandError.
 void printResult(const std::string& text);
 
+// To standard error, with nothing in them that a terminal would take for a command.
+void printError(const std::string& message);
 void printWarning(const std::string& message);
 void printNote(const std::string& message);
 

@@ -10,8 +10,6 @@
 namespace siminfo {
 namespace {
 
-void reportError(const std::string& message) { std::cerr << "siminfo: error: " << message << "\n"; }
-
 /// The deepest subcommand that the command line got to.
 const CLI::App& named(const CLI::App& program) {
   const auto chosen = program.get_subcommands();
@@ -40,7 +38,7 @@ ExitStatus run(int argc, char** argv) {
     printResult(subject.help(&subject != &program ? "siminfo" : ""));
     return kDone;
   } catch (const CLI::ParseError& error) {
-    reportError(error.what());
+    printError(error.what());
     const bool isSub = &named(program) != &program;
     std::cerr << "Try 'siminfo " << (isSub ? named(program).get_name() + " " : "") << "--help'.\n";
     return kBadCommandLine;
@@ -57,13 +55,13 @@ int main(int argc, char** argv) {
   try {
     return siminfo::run(argc, argv);
   } catch (const siminfo::CommandError& error) {
-    siminfo::reportError(error.what());
+    siminfo::printError(error.what());
     return error.status();
   } catch (const std::bad_alloc&) {
-    siminfo::reportError("there is not enough memory");
+    siminfo::printError("there is not enough memory");
     return siminfo::kBadInput;
   } catch (const std::exception& error) {
-    siminfo::reportError(error.what());
+    siminfo::printError(error.what());
     return siminfo::kBadInput;
   }
 }

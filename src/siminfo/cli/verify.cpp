@@ -8,6 +8,7 @@
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
+#include "siminfo/text/text_rules.h"
 #include "siminfo/verify/report.h"
 #include "siminfo/verify/verifier.h"
 
@@ -52,7 +53,7 @@ ExitStatus runVerify(const VerifyOptions& options) {
   const std::vector<const IBNode*> nodes = selectNodes(snapshot->discovered.fabric, guids, options.snapshot);
   try {
     const Verification verification = verifyInterruptibly(*snapshot, nodes, request);
-    printResult(reportText(verification));
+    printResult(terminalText(reportText(verification)));
     return isProven(verification) ? kDone : kAnswerIsNo;
   } catch (const VerifyError& error) {
     throw CommandError(kBadInput, error.what());

@@ -125,6 +125,13 @@ std::string printable(std::string_view text) {
   return replaceIf(text, mustGo, escapeOf);
 }
 
+std::string terminalText(std::string_view lines) {
+  const auto mustGo = [](char32_t codePoint) {
+    return isForbidden(codePoint) && codePoint != '\n' && codePoint != '\t';
+  };
+  return replaceIf(lines, mustGo, escapeOf);
+}
+
 std::string safeText(std::string_view text) {
   std::string safe = replaceIf(text, isForbidden, escapeOf);
   // What is left to object to is the last visible character, and no escape ends in it.

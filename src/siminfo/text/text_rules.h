@@ -23,6 +23,10 @@ bool isForbidden(char32_t codePoint);
 /// The text for a message on a terminal: forbidden code points and quotes as \u{...}.
 std::string printable(std::string_view text);
 
+/// Lines for a terminal, with whatever paths, options and other programs' words are in them: forbidden code
+/// points as \u{...}, line ends and tabs apart.
+std::string terminalText(std::string_view lines);
+
 /// The text with everything that may not stand on a line of generated source, and every byte that is no
 /// UTF-8, shown as \u{...}. Differs from the text only where that is needed.
 std::string safeText(std::string_view text);
