@@ -1,0 +1,85 @@
+#include "siminfo/serve/serve.h"
+
+#include <memory>
+#include <system_error>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/cli/console.h"
+#include "siminfo/cli/interruption.h"
+#include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
+#include "siminfo/text/quoting.h"
+
+namespace siminfo {
+namespace {
+
+void tell(const Served& served, const ServeRequest& request) {
+  printNote("serving " + counted(served.nodes, "node") + " of " + counted(served.models, "model") +
+            ", begun in " + served.seconds + " s; programs are at " + served.client +
+            " unless SIM_HOST says otherwise");
+  std::string ports;
+  for (const auto& [method, count] : served.standIns)
+    ports.append(ports.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(count));
+  if (!ports.empty())
+    printNote("ports that answer with another port's values: " + ports +
+              (request.exactPorts ? "; these have one record for all ports"
+                                  : "; --exact-ports gives each its own"));
+  if (!request.command.empty()) return;
+  std::string exports = "export";
+  for (const auto& [name, value] : served.environment)
+    exports.append(" ").append(name).append("=").append(value);
+  printResult(exports + "\n");
+  printNote("the line above makes InfiniBand tools of a shell ask this fabric; Ctrl-C ends it");
+}
+
+ExitStatus runServe(const ServeRequest& request) {
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(request.snapshotFile, 0);
+  const Interruption interruption;
+  Progress line;
+  try {
+    return static_cast<ExitStatus>(
+        serve(*snapshot, request,
+              {[&] { return interruption.isAsked(); }, [&](const std::string& text) { line.show(text); },
+               [&](const Served& served) {
+                 line.clear();
+                 tell(served, request);
+               }}));
+  } catch (const ServeError& error) {
+    throw CommandError(kBadInput, error.what());
+  } catch (const std::system_error& error) {
+    throw CommandError(kBadInput, error.what());
+  }
+}
+
+}  // namespace
+
+void addServeCommand(CLI::App& program, Command& chosen) {
+  const auto request = std::make_shared<ServeRequest>();
+  CLI::App* command = program.add_subcommand(
+      "serve", "Let InfiniBand tools of this machine talk to the simulated nodes of a snapshot");
+  command->add_option("SNAPSHOT", request->snapshotFile, "Fabric snapshot, or - for standard input")
+      ->type_name("")
+      ->required();
+  command->add_flag("--init", request->init,
+                    "Begin with every link at Initialize and without LIDs, for a subnet manager");
+  command
+      ->add_option("--socket", request->socket, "Name of the sockets; one of this process's own when missing")
+      ->type_name("NAME");
+  command
+      ->add_option(
+          "--from", request->from,
+          "Node that programs are at, by name or GUID; the first adapter with a linked port when missing")
+      ->type_name("NODE");
+  command->add_flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
+  command
+      ->add_option("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments")
+      ->type_name("");
+  command->footer(
+      "Without a COMMAND it serves until Ctrl-C, and prints the environment for other shells. With one it "
+      "ends\n"
+      "with the COMMAND and its exit status.\n"
+      "Example: siminfo serve fabric.jsonl -- ibnetdiscover");
+  command->callback([request, &chosen] { chosen = [request] { return runServe(*request); }; });
+}
+
+}  // namespace siminfo
