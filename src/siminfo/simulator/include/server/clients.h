@@ -65,9 +65,11 @@ class Clients {
     return true;
   }
 
-  /// Whether the client's own socket is still there. It goes with the process, however that ends.
+  /// Whether the client's own socket is still there. It goes with the process, however that ends. Since it is
+  /// connected with ours it takes no other connection, and says so.
   bool isAlive(unsigned number) const {
-    return Socket().connect(Address(name_ + ":in" + processText(clients_[number].process)));
+    const Address address(name_ + ":in" + processText(clients_[number].process));
+    return Socket().connect(address) || errno != ECONNREFUSED;
   }
 
   /// Sends, or keeps for later what the client has no room for. A client that takes nothing for so long that

@@ -188,6 +188,7 @@ class MadDesk {
     MadMessage message{};
     putLid(message.destination, manager);
     putLid(message.source, lid);
+    put(message.length, {0, 64}, sizeof message.mad);
     Mad packet{};
     put(packet.data(), mad::kBaseVersion, 1);
     put(packet.data(), mad::kClass, kSmpByLid);

@@ -48,7 +48,7 @@ struct MadMessage {
   u_int8_t sourceQueuePair[4];
   u_int8_t status[4];  ///< a number as it travels: 0, or an error of the system
   u_int32_t unused;
-  u_int64_t context;  ///< the client's own
+  u_int8_t length[8];  ///< of the MAD, as it travels
   u_int8_t mad[256];
 };
 static_assert(sizeof(MadMessage) == 288, "as clients send it");
