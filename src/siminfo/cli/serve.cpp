@@ -32,7 +32,17 @@ void tell(const Served& served, const ServeRequest& request) {
   printNote("the line above makes InfiniBand tools of a shell ask this fabric; Ctrl-C ends it");
 }
 
-ExitStatus runServe(const ServeRequest& request) {
+struct ServeOptions {
+  ServeRequest request;
+  std::string attributeLayouts;
+};
+
+ExitStatus runServe(const ServeOptions& options) {
+  ServeRequest request = options.request;
+  if (!options.attributeLayouts.empty()) {
+    const std::string fault = readAttributeLayouts(options.attributeLayouts, request.told);
+    if (!fault.empty()) throw CommandError(kBadInput, fault);
+  }
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(request.snapshotFile, 0);
   const Interruption interruption;
   Progress line;
@@ -54,7 +64,8 @@ ExitStatus runServe(const ServeRequest& request) {
 }  // namespace
 
 void addServeCommand(CLI::App& program, Command& chosen) {
-  const auto request = std::make_shared<ServeRequest>();
+  const auto options = std::make_shared<ServeOptions>();
+  ServeRequest* request = &options->request;
   CLI::App* command = program.add_subcommand(
       "serve", "Let InfiniBand tools of this machine talk to the simulated nodes of a snapshot");
   command->add_option("SNAPSHOT", request->snapshotFile, "Fabric snapshot, or - for standard input")
@@ -79,7 +90,7 @@ void addServeCommand(CLI::App& program, Command& chosen) {
       "ends\n"
       "with the COMMAND and its exit status.\n"
       "Example: siminfo serve fabric.jsonl -- ibnetdiscover");
-  command->callback([request, &chosen] { chosen = [request] { return runServe(*request); }; });
+  command->callback([options, &chosen] { chosen = [options] { return runServe(*options); }; });
 }
 
 }  // namespace siminfo

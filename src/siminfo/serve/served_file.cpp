@@ -54,21 +54,24 @@ class ServedFile {
     for (std::size_t i = 0; i < set.nodes.size(); ++i) places_.emplace(set.nodes[i].node->name, i);
   }
 
-  void print(const ToldPlaces& told) {
+  void print(const AttributeLayouts& told) {
     out_ << "siminfo_served_fabric\t1\n";
     if (told.routerInfo) out_ << "router_info\t" << *told.routerInfo << "\n";
-    for (const ToldPlaces::Place& place : told.places) printPlace(place);
+    printPlaces<SMP_RouterInfo>(told);
+    printPlaces<SMP_PortInfo>(told);
     for (const ModelSet::Member& member : set_.nodes) printNode(*member.node, set_.models[member.model].name);
   }
   std::string text() const { return std::string(text_.text()); }
 
  private:
-  void printPlace(const ToldPlaces::Place& place) {
-    const RecordLayout& layout = recordLayout(place.record);
-    const auto number = std::ranges::find(layout.numbers, place.field, &NumberLayout::path);
-    if (number == layout.numbers.end()) return;
-    out_ << "move\t" << place.record << "\t" << number->bit << "\t" << number->bits << "\t" << place.firstBit
-         << "\n";
+  /// Fields whose place in the attribute is not that of the simulator's image.
+  template <class Record>
+  void printPlaces(const AttributeLayouts& told) {
+    for (const NumberLayout& number : recordLayout<Record>().numbers) {
+      if (const auto first = told.firstBits.find(number.field); first != told.firstBits.end())
+        out_ << "move\t" << kRecordName<Record> << "\t" << number.bit << "\t" << number.bits << "\t"
+             << first->second << "\n";
+    }
   }
 
   void printNode(const IBNode& node, const std::string& model) {
@@ -156,7 +159,7 @@ std::string answerFor(std::string_view reason) {
   return isSilent ? "silent" : std::string(kNotSupported);
 }
 
-std::string servedFileText(const Snapshot& snapshot, const ModelSet& set, const ToldPlaces& told) {
+std::string servedFileText(const Snapshot& snapshot, const ModelSet& set, const AttributeLayouts& told) {
   ServedFile file(snapshot, set);
   file.print(told);
   return file.text();
