@@ -83,6 +83,12 @@ void addServeCommand(CLI::App& program, Command& chosen) {
       ->type_name("NODE");
   command->add_flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
   command
+      ->add_option(
+          "--attribute-layouts", options->attributeLayouts,
+          "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as collect takes it;\n"
+          "without it, routers refuse RouterInfo")
+      ->type_name("FILE");
+  command
       ->add_option("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments")
       ->type_name("");
   command->footer(
