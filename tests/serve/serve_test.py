@@ -12,6 +12,7 @@ import random
 import re
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -79,6 +80,8 @@ def small_fabric():
     del router["absent"]
     del router["ports"][0]["in_sub_fabric"]
     router["records"]["SMP_NodeInfo"] = nodes["an-1"]["records"]["SMP_NodeInfo"]
+    nodes["sw3-partial"]["absent"]["SMP_SwitchInfo"] = "status 0x0014"
+    nodes["sw1-reduction"]["ports"][1]["absent"] = {"SMP_PortInfoExtended": "timed out"}
     lids = {"sw1-reduction": 1, "sw2-plain": 2, "sw3-partial": 3, "host-1 HCA-1": 4, "rtr-1": 6, "an-1": 7}
     for name, lid in lids.items():
         port = nodes[name]["ports"][0]
@@ -226,7 +229,239 @@ class ServeTest(unittest.TestCase):
         self.assertEqual(body(second), body(first))
         with open(self.small, encoding="utf-8") as file:
             given = fields(file.read())
-        print(json.dumps(differences(given, fields(first)), indent=1))
+        self.assertEqual(differences(given, fields(first)), self.documented(given))
+        told = dict(re.findall(r'"name":"([^"]+)".*?"SMP_SwitchInfo":"(status[^"]+)"', first))
+        self.assertEqual(told, {"sw3-partial": "status 0x0014"})
+        self.assertIn('"SMP_PortInfoExtended":"timed out"', first)
+
+    @staticmethod
+    def documented(given):
+        """In which fields what is served is not what was recorded."""
+        # IsSM belongs to the clients; an adapter's ports have the record of the first, and a switch's ports have
+        # one PortInfoExtended; collect does not ask ports whose CapMsk says that they have none.
+        found = {"host-1 HCA-1 port 1 SMP_PortInfo.CapMsk": 0x2010000, "host-1 HCA-1 port 2 SMP_PortInfo.CapMsk": 0x2010000,
+                 "sw1-reduction port 0 SMP_PortInfo.CapMsk": 0xfffffffd}
+        for key in given:
+            holder, field = key.split(" SMP_")
+            if holder == "sw1-reduction port 3" and "FECModeSupported" in field:
+                found[key] = given[key.replace("port 3", "port 2")]
+            if holder.startswith(("an-1", "host-1")) and field.startswith("PortInfoExtended"):
+                found[key] = None
+            # The frame of this node is a comment, for want of an ordinary port.
+            if holder.startswith("sw3-partial port"):
+                found[key] = 0
+        return {key: (given[key], value) for key, value in found.items()}
+
+    # Single requests, and clients that no tool would be.
+
+    def program(self, *options, build="build"):
+        """The server of the small fabric by itself, with sanitizers in the build "checked"."""
+        cache = os.path.join(CACHE, "small")
+        if not os.path.exists(cache):
+            environment = dict(os.environ, XDG_CACHE_HOME=cache, **serving.SANITIZERS)
+            built = subprocess.run([SIMINFO, "serve", self.small, "--", "true"], env=environment, cwd=self.folder,
+                                   capture_output=True, text=True, check=False)
+            self.assertEqual(built.returncode, 0, built.stderr)
+        root, = glob.glob(os.path.join(cache, "siminfo/serve/*"))
+        if not os.path.exists(f"{root}/{build}/fabric_server"):
+            flags = "-DCMAKE_CXX_FLAGS=-fsanitize=address,undefined -fno-sanitize-recover=all"
+            subprocess.run(["cmake", "-S", f"{root}/program", "-B", f"{root}/{build}", flags], check=True, capture_output=True)
+            subprocess.run(["cmake", "--build", f"{root}/{build}", "--target", "fabric_server", "--parallel", "2"],
+                           check=True, capture_output=True)
+        return Program(root, build, *options)
+
+    def test_packets_go_where_cables_lead_and_refusals_have_the_status_of_the_architecture(self):
+        with self.program() as fabric, Client(fabric.name, "host-1 HCA-1") as client:
+            arrivals = {(): 1, (1,): 2, (1, 3): 2, (1, 3, 1): 2, (1, 2): 1, (1, 6): 1}
+            for route, port in arrivals.items():
+                status, data = client.smp(raw.NODE_INFO, route=route)
+                self.assertEqual((status, raw.bits(data, 288, 8)), (0, port), route)
+            for route in [(2,), (1, 1), (1, 3, 3), (1, 2, 1), (1, 0), (1, 255), (1,) * 63]:
+                self.assertEqual(client.smp(raw.NODE_INFO, route=route)[0], "timed out", route)
+            switch = (1,)
+            for expected, call in [(0x0008, {"method": 0x0d}), (0x000c, {"attribute": 0x99}), (0x000c, {"attribute": 0xff11}),
+                                   (0x000c, {"route": (), "attribute": raw.SWITCH_INFO}), (0x000c, {"method": raw.SET}),
+                                   (0x001c, {"attribute": raw.PORT_INFO, "modifier": 7}),
+                                   (0x001c, {"attribute": raw.LINEAR_TABLE, "modifier": 0x3ff}),
+                                   (0x001c, {"attribute": raw.LINEAR_TABLE, "modifier": 0x04000000}),
+                                   (0x001c, {"attribute": 0x1b, "modifier": 0xf0000000}),
+                                   (0x001c, {"attribute": 0x16, "modifier": 0x00ff0000}),
+                                   (0x001c, {"attribute": 0x17, "modifier": 0xff07}),
+                                   (0x001c, {"attribute": 0x18, "modifier": 0x50001}),
+                                   (0x0014, {"attribute": raw.SWITCH_INFO, "route": (1, 4)}),
+                                   ("timed out", {"attribute": 0x33, "modifier": 1})]:
+                self.assertEqual(client.smp(**{"attribute": raw.NODE_INFO, "route": switch, **call})[0], expected, call)
+            self.assertEqual(client.request(0x0b, raw.GET, 1, lid=1)[0], 0x0004)
+            self.assertEqual(client.request(raw.PERFORMANCE, raw.GET, 0x12, data=b"\0\7", lid=1)[0], 0x001c)
+
+    def test_tables_that_are_set_lead_packets_and_counters_keep_what_is_written(self):
+        with self.program() as fabric, Client(fabric.name, "host-1 HCA-1") as client:
+            def guid_at(lid):
+                status, data = client.request(raw.SMP_BY_LID, raw.GET, raw.NODE_INFO, lid=lid)
+                return raw.bits(data, 96, 64) & 0xff if status == 0 else status
+            self.assertEqual([guid_at(lid) for lid in (1, 2, 3, 4, 7, 8)], [0x41, 0x43, 0x42, 0x51, 0x71, "timed out"])
+            _, table = client.smp(raw.LINEAR_TABLE, route=(1,))
+            client.smp(raw.LINEAR_TABLE, route=(1,), method=raw.SET, data=table[:7] + b"\4" + table[8:])
+            self.assertEqual(guid_at(7), "timed out")
+            counters = bytes([0, 2]) + b"\x10\x01" + bytes([0, 9]) + bytes(18) + b"\0\0\1\0" + bytes(36)
+            for management in (raw.SET, raw.GET):
+                status, data = client.request(raw.PERFORMANCE, management, 0x12, data=counters if management == raw.SET else
+                                              b"\0\2", lid=1)
+                self.assertEqual((status, raw.bits(data, 32, 16), raw.bits(data, 192, 32)), (0, 9, 0x100))
+
+    def test_what_a_model_restored_no_manager_sets(self):
+        with self.program("--init") as fabric, Client(fabric.name, "host-1 HCA-1") as client:
+            kept = {raw.PORT_INFO: [(160, 32), (208, 16), (240, 8), (256, 4), (332, 4), (480, 16), (500, 4)],
+                    raw.SWITCH_INFO: [(0, 48), (94, 2), (96, 37)]}
+            for attribute, places in kept.items():
+                before = client.smp(attribute, route=(1,))[1]
+                ones = b"\xff" * 64
+                ones = raw.with_bits(ones, 260, 8, 0) if attribute == raw.PORT_INFO else raw.with_bits(ones, 48, 16, 5)
+                status, after = client.smp(attribute, route=(1,), method=raw.SET, data=ones)
+                self.assertEqual(status, 0)
+                for place in places:
+                    self.assertEqual(raw.bits(after, *place), raw.bits(before, *place), (attribute, place))
+                self.assertNotEqual(before, after)
+
+    def test_a_link_that_is_cut_is_told_to_the_manager_alone(self):
+        with self.program() as fabric, Client(fabric.name, "host-1 HCA-1") as manager, \
+                Client(fabric.name, "0x2c90000000071") as other:
+            self.assertEqual(other.request(raw.SMP_BY_LID, raw.GET, raw.MANAGER_INFO, lid=4)[0], 0x000c)
+            manager.ask(9, b"\1\0\0\0")
+            self.assertEqual(raw.bits(manager.smp(raw.PORT_INFO)[1], 160, 32) & 2, 2)
+            self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 0)
+            _, port = manager.smp(raw.PORT_INFO, route=(1,))
+            manager.smp(raw.PORT_INFO, route=(1,), method=raw.SET, data=raw.with_bits(raw.with_bits(port, 144, 16, 4), 260, 8, 0))
+            self.assertEqual(manager.smp(raw.PORT_INFO, 6, (1,), raw.SET, raw.with_bits(bytes(64), 264, 4, 3))[0], 0)
+            error, trap = manager.receive()
+            self.assertEqual((error, trap[1], trap[3], trap[68:72], trap[74:76]),
+                             (0, raw.SMP_BY_LID, raw.TRAP, b"\0\x80\0\1", b"\0\1"))
+            self.assertEqual(manager.smp(raw.NODE_INFO, route=(1, 6))[0], "timed out")
+            self.assertEqual(other.smp(raw.NODE_INFO, route=(1,))[0], "timed out")
+            self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 4)
+            manager.smp(raw.SWITCH_INFO, 0, (1,), raw.SET, manager.smp(raw.SWITCH_INFO, route=(1,))[1])
+            self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 0)
+
+    def test_managers_are_asked_by_clients_and_idle_ones_stay(self):
+        with self.program() as fabric, Client(fabric.name, "an-1") as manager, \
+                Client(fabric.name, "host-1 HCA-1") as client:
+            manager.ask(9, b"\1\0\0\0")
+            time.sleep(1.2)  # longer than the server's looks for clients that are gone
+            question = client.mad(raw.SMP_BY_LID, raw.GET, raw.MANAGER_INFO)
+            client.send(question, 7)
+            _, asked = manager.receive()
+            self.assertEqual(asked[64:], question[64:])
+            manager.send(asked[:3] + b"\x81" + asked[4:64] + b"manager".ljust(192, b"\0"), 4)
+            error, answer = client.receive()
+            self.assertEqual((error, answer[:4], answer[8:16], answer[64:71]),
+                             (0, b"\1\1\1\x81", question[8:16], b"manager"))
+
+    def test_no_client_ends_or_confuses_the_server(self):
+        noise = random.Random(1)
+        with self.program(build="checked") as fabric, Client(fabric.name) as good:
+            expected = good.smp(raw.NODE_INFO, route=(1, 3))
+            with Client(fabric.name, "an-1") as bad:
+                bad.control.settimeout(0.001)
+                for kind in [*range(12), 0xffffffff] * 8:
+                    message = struct.pack("<4I", noise.choice([0xdeadbeef, 0]), noise.choice([0, bad.id, 10, 0xffffffff]),
+                                          kind, noise.getrandbits(32)) + noise.randbytes(64)
+                    bad.control.send(message[:noise.choice([80, 80, 79, 1, 0])] + bytes(noise.choice([0, 0, 0, 500])))
+                    try:
+                        bad.control.recv(100)
+                    except TimeoutError:
+                        pass
+                self.assertEqual(good.smp(raw.NODE_INFO, route=(1, 3)), expected)
+            with Client(fabric.name, "an-1") as bad:
+                self.send_noise(bad, noise)
+                stranger = raw.socket.socket(raw.socket.AF_UNIX, raw.socket.SOCK_DGRAM)
+                with stranger, self.assertRaises(PermissionError):
+                    stranger.sendto(bytes(288), raw.address(f"{fabric.name}:out{good.id}"))
+            self.assertEqual(good.smp(0x10, route=(1, 3))[1].rstrip(b"\0"), b"sw2-plain")
+        self.assertEqual((fabric.status, "untime error" in fabric.errors), (0, False), fabric.errors)
+
+    @staticmethod
+    def send_noise(client, noise):
+        """MADs that are wrong in any place, to any node."""
+        routes = [(), (1,), (1, 3), (1, 2), (1, 4), (1, 5)]
+        for number in range(4000):
+            mad = bytearray(client.mad(noise.choice([1, 3, 4, 0x81]), noise.choice([1, 1, 2, 2, 5, 7, 0x81]),
+                                       noise.choice([1, 2, *range(0x10, 0x21), 0x33, 0x1d]), noise.choice(
+                                           [0, 1, noise.getrandbits(4), 1 << noise.randrange(32), noise.getrandbits(32)]),
+                                       noise.randbytes(64), noise.choice(routes)))
+            if number % 4 == 0:
+                mad[noise.randrange(256)] = noise.getrandbits(8)
+            if number % 50 == 0:
+                mad = bytearray(noise.randbytes(noise.randrange(400)))
+            client.send(bytes(mad), noise.choice([0, 1, 2, 4, 7, 0xffff]))
+            try:
+                while True:
+                    client.mads.recv(300, raw.socket.MSG_DONTWAIT)
+            except BlockingIOError:
+                pass
+
+    def test_clients_that_die_are_forgotten_and_the_eleventh_is_refused(self):
+        with self.program() as fabric:
+            ten = [Client(fabric.name) for _ in range(10)]
+            with self.assertRaises(raw.Refused):
+                Client(fabric.name)
+            with self.assertRaises(raw.Refused):
+                Client(fabric.name, "nobody")
+            for each in ten:
+                each.kill()
+            with Client(fabric.name) as client:
+                self.assertEqual(client.smp(raw.NODE_INFO)[0], 0)
+            second = subprocess.run(fabric.command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+            self.assertEqual((second.returncode, second.stdout), (1, ""))
+            self.assertIn(f"the socket name {fabric.name} is taken", second.stderr)
+        self.assertIn("10 clients are there already", fabric.errors)
+        self.assertIn("no node has the name or GUID", fabric.errors)
+
+    def test_the_file_of_who_is_served_is_checked(self):
+        with self.program() as fabric:
+            with open(fabric.command[2], encoding="utf-8") as file:
+                lines = file.read().splitlines()
+        for number, line, words in [(1, "node", "first"), (2, lines[1].replace("SW_", "SX_", 1), "no model is called SX_"),
+                                    (2, "other", '"other": expected node'), (3, lines[2] + "\t1", "expected 9"),
+                                    (3, lines[2].replace("port\t0", "port\t99"), "value 1"),
+                                    (3, lines[2].replace("port\t0", "port\tx"), "expected a number"),
+                                    (2, lines[1].replace("\t616e", "\t6x6e"), "not hexadecimal")]:
+            path = self.write("wrong", "\n".join([*lines[:number - 1], line, *lines[number:]]) + "\n")
+            wrong = subprocess.run([*fabric.command[:2], path, *fabric.command[3:]], stdin=subprocess.DEVNULL,
+                                   capture_output=True, text=True, check=False)
+            self.assertEqual((wrong.returncode, wrong.stdout), (1, ""))
+            self.assertIn(f"{path}:{number}: ", wrong.stderr)
+            self.assertIn(words, wrong.stderr)
+
+    def test_nothing_is_left_behind_and_what_is_missing_is_named(self):
+        self.program()  # so that it is built
+        environment = dict(os.environ, XDG_CACHE_HOME=os.path.join(CACHE, "small"), **serving.SANITIZERS)
+        name = serving.new_name()
+
+        def serve(*arguments, **changes):
+            return subprocess.run([SIMINFO, "serve", self.small, *arguments], env=dict(environment, **changes),
+                                  cwd=self.folder, capture_output=True, text=True, check=False)
+        ended = serve("--socket", name, "--from", "an-1", "--", "sh", "-c", "smpquery nodedesc -D 0; echo $SIM_HOST; exit 7")
+        self.assertEqual(ended.returncode, 7, ended.stderr)
+        self.assertRegex(ended.stdout, r"Node Description:\.+an-1\n0x0002c90000000071\n")
+        self.assertEqual(serving.open_sockets(name), [])
+        with self.serving(self.small) as fabric:
+            taken = serve("--socket", fabric.name, "--", "true")
+            self.assertEqual(taken.returncode, 3)
+            self.assertIn("is taken", taken.stderr)
+            killed = subprocess.Popen([SIMINFO, "serve", self.small, "--socket", name, "--", "sleep", "1"],
+                                      env=environment, cwd=self.folder, stderr=subprocess.DEVNULL)
+            self.wait_until(lambda: serving.open_sockets(name))
+            killed.kill()
+            killed.wait()
+            self.wait_until(lambda: not serving.open_sockets(name))
+        self.assertEqual((fabric.status, serving.open_sockets(fabric.name)), (0, []), fabric.errors)
+        self.assertEqual(sorted(os.listdir(self.folder)), sorted(set(os.listdir(self.folder)) - {"sys"}))
+        missing = serve("--", "true", PATH=self.folder)
+        self.assertEqual(missing.returncode, 3)
+        self.assertIn("install the package cmake", missing.stderr)
+        unknown = serve("--from", "nobody", "--", "true")
+        self.assertEqual(unknown.returncode, 3)
+        self.assertIn("nobody", unknown.stderr)
 
 
 class Program(serving.Serving):
