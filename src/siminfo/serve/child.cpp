@@ -51,7 +51,8 @@ std::vector<std::string> environmentWith(const std::map<std::string, std::string
     const std::string_view text(*entry);
     if (!changes.contains(std::string(text.substr(0, text.find('='))))) environment.emplace_back(text);
   }
-  for (const auto& [name, value] : changes) environment.push_back(name + "=" + value);
+  for (const auto& [name, value] : changes)
+    environment.push_back(std::string(name).append("=").append(value));
   return environment;
 }
 

@@ -43,7 +43,7 @@ class ControlDesk {
            clients_.controlAddress(clients_[number].process) == sender;
   }
 
-  static void refuse(ControlMessage& message) { message.type = kRefused; }
+  static void refuse(ControlMessage& message) { message.type = kControlRefused; }
 
   void connect(ControlMessage& message, const Address& sender) {
     ConnectData data{};

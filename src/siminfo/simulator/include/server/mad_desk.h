@@ -100,7 +100,7 @@ class MadDesk {
   void answerTimeOut(unsigned number, MadMessage& message, const Mad& packet) {
     counts_.add(classOf(packet), Counts::kTimedOut);
     if (!wantsAnswer(packet)) return;
-    message.status[3] = drovik::kTimedOut;
+    message.status[3] = kErrorTimedOut;
     clients_.send(number, message);
   }
 

@@ -19,7 +19,7 @@ static_assert(sizeof(ControlMessage) == 80, "as clients send it");
 
 constexpr u_int32_t kControlMagic = 0xdeadbeef;
 enum ControlType : u_int32_t {
-  kRefused = 0,  ///< in answers alone
+  kControlRefused = 0,  ///< in answers alone
   kConnect = 1,
   kDisconnect = 2,
   kAskPort = 3,
@@ -53,7 +53,7 @@ struct MadMessage {
 };
 static_assert(sizeof(MadMessage) == 288, "as clients send it");
 
-constexpr u_int8_t kTimedOut = 110;  ///< a status: nothing answered
+constexpr u_int8_t kErrorTimedOut = 110;  ///< a status: nothing answered
 constexpr unsigned kMostClients = 10;
 
 }  // namespace drovik

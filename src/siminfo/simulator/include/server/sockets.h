@@ -58,7 +58,7 @@ class Socket {
   void disconnect() const {
     sockaddr nobody{};
     nobody.sa_family = AF_UNSPEC;
-    ::connect(handle_, &nobody, sizeof nobody);
+    static_cast<void>(::connect(handle_, &nobody, sizeof nobody));
   }
 
   /// The size of the next datagram, of which no more than `size` bytes are kept; negative when there is none.
