@@ -45,6 +45,22 @@ class Streams {
   posix_spawn_file_actions_t actions_{};
 };
 
+/// A process group of its own, when it is to be one.
+class Attributes {
+ public:
+  explicit Attributes(bool isGroup) {
+    posix_spawnattr_init(&attributes_);
+    if (isGroup) posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP);
+  }
+  ~Attributes() { posix_spawnattr_destroy(&attributes_); }
+  Attributes(const Attributes&) = delete;
+  Attributes& operator=(const Attributes&) = delete;
+  const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+};
+
 std::vector<std::string> environmentWith(const std::map<std::string, std::string>& changes) {
   std::vector<std::string> environment;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -66,11 +82,12 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 
 }  // namespace
 
-Child::Child(const std::vector<std::string>& command, const ChildSetup& setup) {
+Child::Child(const std::vector<std::string>& command, const ChildSetup& setup) : isGroup_(setup.isGroup) {
   std::vector<std::string> arguments = command;
   std::vector<std::string> environment = environmentWith(setup.environment);
   const Streams streams(setup);
-  const int error = posix_spawnp(&process_, command.front().c_str(), streams.get(), nullptr,
+  const Attributes attributes(setup.isGroup);
+  const int error = posix_spawnp(&process_, command.front().c_str(), streams.get(), attributes.get(),
                                  pointersTo(arguments).data(), pointersTo(environment).data());
   if (error != 0) fail(error, command.front());
 }
@@ -89,7 +106,7 @@ std::optional<int> Child::status() {
 int Child::wait(const std::function<bool()>& isStopped) {
   for (bool isAsked = false; !status(); std::this_thread::sleep_for(kLook)) {
     if (isAsked || !isStopped()) continue;
-    kill(process_, SIGTERM);
+    kill(isGroup_ ? -process_ : process_, SIGTERM);
     isAsked = true;
   }
   return *status_;

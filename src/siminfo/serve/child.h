@@ -17,6 +17,7 @@ struct ChildSetup {
   int output = -1;
   int errors = -1;
   std::map<std::string, std::string> environment;  ///< beside siminfo's own, or in place of it
+  bool isGroup = false;                            ///< what it starts itself ends with it when it is asked to
 };
 
 /// A program that siminfo started. It is ended, and waited for, when the object goes.
@@ -35,6 +36,7 @@ class Child {
 
  private:
   pid_t process_ = 0;
+  bool isGroup_;
   std::optional<int> status_;
 };
 

@@ -47,7 +47,7 @@ class RunningServer {
                                      "--socket", socket};
     if (request.init) command.emplace_back("--init");
     if (!request.from.empty()) command.insert(command.end(), {"--from", request.from});
-    child_.emplace(command, ChildSetup{lifeline_.readEnd(), output_.writeEnd(), -1, {}});
+    child_.emplace(command, ChildSetup{lifeline_.readEnd(), output_.writeEnd(), -1, {}, false});
     lifeline_.closeRead();
     output_.closeWrite();
   }
@@ -99,7 +99,7 @@ std::map<std::string, std::string> clientEnvironment(const std::string& wrapper,
 int runCommand(const ServeRequest& request, const Served& served, RunningServer& server,
                const ServeWatch& watch) {
   if (!request.command.empty()) {
-    Child command(request.command, {-1, -1, -1, served.environment});
+    Child command(request.command, {-1, -1, -1, served.environment, false});
     return command.wait([&] { return watch.isStopped() || server.hasEnded(); });
   }
   while (!watch.isStopped() && !server.hasEnded()) {

@@ -76,7 +76,7 @@ void runStep(const std::vector<std::string>& command, const std::filesystem::pat
   const std::filesystem::path log = root / "build.log";
   std::filesystem::remove(log);
   const FileHandle output(log);
-  Child child(command, {-1, output.get(), output.get(), {{"LC_ALL", "C"}}});
+  Child child(command, {-1, output.get(), output.get(), {{"LC_ALL", "C"}}, true});
   const int status = child.wait([&] {
     watch.tick();
     return watch.isStopped();

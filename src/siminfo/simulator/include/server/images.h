@@ -60,17 +60,15 @@ class ImageMaker {
   /// What nobody recorded and tools expect.
   void complete(ServedNode& node) const {
     for (unsigned port = 0; port <= node.lastPort(); ++port) completePort(node, port);
-    if (!node.isSwitch()) return;
-    put(&node.images.switchInfo.bytes[0], switch_info::kLifeTime, kLifeTime);
-    node.linearTable.clear();
-    const std::size_t externalKeys = node.switchRecord().PartEnfCap;
-    for (std::size_t port = 1; port < node.images.portPkeyTables.size(); ++port)
-      node.images.portPkeyTables[port].resize(externalKeys);
-    for (auto& keys : node.images.portPkeyTables) beginKeys(keys);
-  }
-
-  static void beginKeys(std::vector<u_int16_t>& keys) {
-    if (!keys.empty()) keys.front() = kDefaultKey;
+    auto& tables = node.images.portPkeyTables;
+    if (node.isSwitch()) {
+      put(&node.images.switchInfo.bytes[0], switch_info::kLifeTime, kLifeTime);
+      for (std::size_t port = 1; port < tables.size(); ++port)
+        tables[port].resize(node.switchRecord().PartEnfCap);
+    }
+    for (auto& keys : tables) {
+      if (!keys.empty()) keys.front() = kDefaultKey;
+    }
   }
 
   void completePort(ServedNode& node, unsigned port) const {
@@ -86,8 +84,6 @@ class ImageMaker {
     put(info, port_info::kHighCap, kArbitrationEntries);
     put(info, port_info::kLowCap, kArbitrationEntries);
     if (node.hasAddress(port)) completeAddress(info);
-    if (!node.isSwitch() && port < node.images.portPkeyTables.size())
-      beginKeys(node.images.portPkeyTables[port]);
   }
 
   void completeAddress(u_int8_t* info) const {

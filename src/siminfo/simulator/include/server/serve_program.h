@@ -47,12 +47,9 @@ class Server {
         const short out = clients_[i].waiting.empty() ? short{0} : short{POLLOUT};
         polled[kFirst + i] = {clients_.socket(i).handle(), static_cast<short>(POLLIN | out), 0};
       }
-      const int ready = poll(polled.data(), polled.size(), kLookMs);
+      poll(polled.data(), polled.size(), kLookMs);
       if (isEnded || (polled[kInput].revents != 0 && isInputOver())) return;
-      if (ready <= 0) {
-        control_.forgetDead();
-        continue;
-      }
+      lookForDead();
       if (polled[kControl].revents != 0) takeControl();
       for (unsigned i = 0; i < kMostClients; ++i) {
         if (polled[kFirst + i].revents != 0) takeMads(i);
@@ -72,6 +69,14 @@ class Server {
     char nothing = 0;
     const ssize_t size = read(STDIN_FILENO, &nothing, 1);
     return size == 0 || (size < 0 && errno != EINTR && errno != EAGAIN);
+  }
+
+  /// Clients that have ended without a word are forgotten within a moment, however busy the others are.
+  void lookForDead() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < nextLook_) return;
+    control_.forgetDead();
+    nextLook_ = now + std::chrono::milliseconds(kLookMs);
   }
 
   void takeControl() {
@@ -94,6 +99,7 @@ class Server {
 
   static inline volatile std::sig_atomic_t isEnded = 0;
 
+  std::chrono::steady_clock::time_point nextLook_;
   Clients clients_;
   LinkStates links_;
   SubnetAgent agent_;
