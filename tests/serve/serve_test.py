@@ -272,10 +272,11 @@ class ServeTest(unittest.TestCase):
 
     def test_packets_go_where_cables_lead_and_refusals_have_the_status_of_the_architecture(self):
         with self.program() as fabric, Client(fabric.name, "host-1 HCA-1") as client:
-            arrivals = {(): 1, (1,): 2, (1, 3): 2, (1, 3, 1): 2, (1, 2): 1, (1, 6): 1}
-            for route, port in arrivals.items():
+            arrivals = {(): [], (1,): [2], (1, 3): [2, 2], (1, 3, 1): [2, 2, 2], (1, 2): [2, 1], (1, 6): [2, 1]}
+            for route, ports in arrivals.items():
                 status, data = client.smp(raw.NODE_INFO, route=route)
-                self.assertEqual((status, raw.bits(data, 288, 8)), (0, port), route)
+                self.assertEqual((status, raw.bits(data, 288, 8)), (0, ports[-1] if ports else 1), route)
+                self.assertEqual(list(client.arrivals), ports)
             for route in [(2,), (1, 1), (1, 3, 3), (1, 2, 1), (1, 0), (1, 255), (1,) * 63]:
                 self.assertEqual(client.smp(raw.NODE_INFO, route=route)[0], "timed out", route)
             switch = (1,)
@@ -347,14 +348,17 @@ class ServeTest(unittest.TestCase):
                 Client(fabric.name, "host-1 HCA-1") as client:
             manager.ask(9, b"\1\0\0\0")
             time.sleep(1.2)  # longer than the server's looks for clients that are gone
-            question = client.mad(raw.SMP_BY_LID, raw.GET, raw.MANAGER_INFO)
-            client.send(question, 7)
-            _, asked = manager.receive()
-            self.assertEqual(asked[64:], question[64:])
-            manager.send(asked[:3] + b"\x81" + asked[4:64] + b"manager".ljust(192, b"\0"), 4)
-            error, answer = client.receive()
-            self.assertEqual((error, answer[:4], answer[8:16], answer[64:71]),
-                             (0, b"\1\1\1\x81", question[8:16], b"manager"))
+            for management, route, direction, lids in [(raw.SMP_BY_LID, (), b"\0\0", (7, 4)),
+                                                       (raw.SMP_BY_ROUTE, (1, 6), b"\x80\0", (0xffff, 0xffff))]:
+                question = client.mad(management, raw.GET, raw.MANAGER_INFO, route=route)
+                client.send(question, lids[0])
+                _, asked = manager.receive()
+                self.assertEqual(asked[64:192], question[64:192])
+                manager.send(asked[:3] + b"\x81" + direction + asked[6:64] + b"manager".ljust(64, b"\0") + asked[128:],
+                             lids[1])
+                error, answer = client.receive()
+                self.assertEqual((error, answer[1], answer[3], answer[8:16], answer[64:71]),
+                                 (0, management, 0x81, question[8:16], b"manager"))
 
     def test_no_client_ends_or_confuses_the_server(self):
         noise = random.Random(1)

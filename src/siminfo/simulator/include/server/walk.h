@@ -40,10 +40,23 @@ inline std::optional<PortAt> walkByPath(const Fabric& fabric, PortAt at, Mad& pa
   return at;
 }
 
+/// The same way back, for an answer that a program gives: the ports of arrival are those to leave by.
+inline std::optional<PortAt> walkBack(const Fabric& fabric, PortAt at, const Mad& packet) {
+  const u_int64_t hops = get(packet.data(), mad::kHopCount);
+  if (hops > kMostHops) return std::nullopt;
+  for (std::size_t hop = hops; hop >= 1; --hop) {
+    const auto next = fabric.cross({at.node, packet[kReturnPathOffset + hop]});
+    if (!next) return std::nullopt;
+    at = *next;
+  }
+  return at;
+}
+
 /// Takes a packet from the port where its sender is to the port that it is for: `lid` is the LID that it is
 /// sent to. A directed route may have a part by LID before and behind it.
 inline std::optional<PortAt> walk(const Fabric& fabric, PortAt sender, unsigned lid, Mad& packet) {
   if (get(packet.data(), mad::kClass) != kSmpByRoute) return walkByLid(fabric, sender, lid);
+  if ((get(packet.data(), mad::kStatus) & mad::kDirectionBit) != 0) return walkBack(fabric, sender, packet);
   std::optional<PortAt> at = sender;
   if (get(packet.data(), mad::kDirectedSource) != kPermissiveLid) at = walkByLid(fabric, *at, lid);
   if (at) at = walkByPath(fabric, *at, packet);
