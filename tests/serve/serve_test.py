@@ -323,6 +323,10 @@ class ServeTest(unittest.TestCase):
                 for place in places:
                     self.assertEqual(raw.bits(after, *place), raw.bits(before, *place), (attribute, place))
                 self.assertNotEqual(before, after)
+            # Zeros leave the enabled widths and speeds alone, and ones stand for all that are supported.
+            self.assertEqual(client.smp(raw.PORT_INFO, 2, (1,), raw.SET, bytes(64))[0], 0)
+            port = client.smp(raw.PORT_INFO, 2, (1,))[1]
+            self.assertEqual((port[29], port[35] & 15), (port[30], port[32] >> 4))
 
     def test_a_link_that_is_cut_is_told_to_the_manager_alone(self):
         with self.program() as fabric, Client(fabric.name, "host-1 HCA-1") as manager, \
@@ -339,9 +343,17 @@ class ServeTest(unittest.TestCase):
                              (0, raw.SMP_BY_LID, raw.TRAP, b"\0\x80\0\1", b"\0\1"))
             self.assertEqual(manager.smp(raw.NODE_INFO, route=(1, 6))[0], "timed out")
             self.assertEqual(other.smp(raw.NODE_INFO, route=(1,))[0], "timed out")
+            self.assertEqual(raw.bits(other.smp(raw.PORT_INFO)[1], 260, 8), 0x12, "Down and Polling at the other end")
             self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 4)
             manager.smp(raw.SWITCH_INFO, 0, (1,), raw.SET, manager.smp(raw.SWITCH_INFO, route=(1,))[1])
             self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 0)
+            status, _ = other.smp(raw.PORT_INFO, 1, (), raw.SET, raw.with_bits(bytes(64), 260, 4, 1))
+            self.assertEqual((status, raw.bits(other.smp(raw.PORT_INFO)[1], 260, 4)), (0, 1), "the switch's end is disabled")
+            manager.smp(raw.PORT_INFO, 6, (1,), raw.SET, raw.with_bits(bytes(64), 264, 4, 2))
+            self.assertEqual(raw.bits(other.smp(raw.PORT_INFO)[1], 260, 8), 0x25, "Initialize and LinkUp again")
+            for state, expected in [(4, 0x001c), (2, 0x001c), (3, 0), (4, 0), (3, 0x001c)]:
+                data = raw.with_bits(bytes(64), 260, 4, state)
+                self.assertEqual(other.smp(raw.PORT_INFO, 1, (), raw.SET, data)[0], expected, state)
 
     def test_managers_are_asked_by_clients_and_idle_ones_stay(self):
         with self.program() as fabric, Client(fabric.name, "an-1") as manager, \

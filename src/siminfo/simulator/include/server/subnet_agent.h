@@ -139,11 +139,28 @@ class SubnetAgent {
     const Status status = links_.set(at, static_cast<unsigned>(get(request.data, port_info::kState)),
                                      static_cast<unsigned>(get(request.data, port_info::kPhysicalState)));
     if (status != kDone) return status;
-    for (const Place place : port_info::kSettable) copyFields(node.portInfo(*port), request.data, place);
+    setAnyPort(node, *port, request.data);
     if (!node.hasAddress(*port)) return kDone;
     for (const Place place : port_info::kAddressSettable)
       copyFields(node.portInfo(*port), request.data, place);
     return kDone;
+  }
+
+  static void setAnyPort(ServedNode& node, unsigned port, const u_int8_t* data) {
+    u_int8_t* info = node.portInfo(port);
+    for (const Place place : port_info::kSettable) copyFields(info, data, place);
+    for (const Place place : port_info::kSettableUnlessZero) {
+      if (get(data, place) != 0) copyFields(info, data, place);
+    }
+    const SMP_PortInfo record = node.portRecord(port);
+    enable(info, data, port_info::kWidthEnabled, record.LinkWidthSup);
+    enable(info, data, port_info::kSpeedEnabled, record.LinkSpeedSup);
+    enable(info, data, port_info::kExtendedEnabled, record.LinkSpeedExtSup);
+  }
+  static void enable(u_int8_t* info, const u_int8_t* data, Place place, u_int64_t supported) {
+    const u_int64_t asked = get(data, place);
+    const u_int64_t all = (1U << place.bits) - 1;
+    if (asked != 0) put(info, place, asked == all ? supported : asked);
   }
 
   Status getExtended(Request& request) {

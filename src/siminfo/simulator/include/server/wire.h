@@ -94,11 +94,12 @@ constexpr Place kGidPrefix{64, 64}, kLid{128, 16}, kManagerLid{144, 16}, kLocalP
     kLmc{277, 3}, kSpeedActive{280, 4}, kSpeedEnabled{284, 4}, kNeighborMtu{288, 4}, kLaneCap{296, 4},
     kHighCap{312, 8}, kLowCap{320, 8}, kOperationalLanes{344, 4}, kGuidCap{400, 8}, kReregister{408, 1},
     kSubnetTimeout{411, 5}, kResponseTime{419, 5}, kExtendedActive{496, 4}, kExtendedEnabled{507, 5};
-/// What a subnet manager sets of any port: LinkWidthEnabled, LinkDownDefaultState, LinkSpeedEnabled,
-/// NeighborMTU, VLHighLimit, VLStallCount and HOQLife, OperationalVLs, the partition and raw filters,
-/// LocalPhyErrors and OverrunErrors, LinkSpeedExtEnabled.
-constexpr std::array<Place, 10> kSettable{Place{232, 8}, {268, 4}, {284, 4}, {288, 4}, {304, 8},
-                                          {336, 8},      {344, 4}, {348, 4}, {424, 8}, {507, 5}};
+/// What a subnet manager sets of any port: NeighborMTU, VLHighLimit, VLStallCount and HOQLife, the partition
+/// and raw filters, LocalPhyErrors and OverrunErrors.
+constexpr std::array<Place, 5> kSettable{Place{288, 4}, {304, 8}, {336, 8}, {348, 4}, {424, 8}};
+/// What it leaves alone with a zero: LinkDownDefaultState and OperationalVLs. So with the enabled widths and
+/// speeds, where all ones stand for whatever is supported.
+constexpr std::array<Place, 2> kSettableUnlessZero{Place{268, 4}, {344, 4}};
 /// And of ports that have an address: M_Key, GidPrefix, LID, MasterSMLID, M_KeyProtectBits, LMC,
 /// MasterSMSL, InitType, the three violation counters, McastPkeyTrapSuppression and SubnetTimeOut. The lease
 /// period of the M_Key, bits 208 to 223, is left alone.
