@@ -323,6 +323,9 @@ class ServeTest(unittest.TestCase):
                 for place in places:
                     self.assertEqual(raw.bits(after, *place), raw.bits(before, *place), (attribute, place))
                 self.assertNotEqual(before, after)
+            # A switch has one address, which is not that of its cables' ports.
+            client.smp(raw.PORT_INFO, 2, (1,), raw.SET, raw.with_bits(b"\xff" * 64, 260, 8, 0))
+            self.assertEqual([raw.bits(client.smp(raw.PORT_INFO, port, (1,))[1], 128, 16) for port in (0, 2)], [0xffff, 0])
             # Zeros leave the enabled widths and speeds alone, and ones stand for all that are supported.
             self.assertEqual(client.smp(raw.PORT_INFO, 2, (1,), raw.SET, bytes(64))[0], 0)
             port = client.smp(raw.PORT_INFO, 2, (1,))[1]
@@ -473,10 +476,13 @@ class ServeTest(unittest.TestCase):
             killed.wait()
             self.wait_until(lambda: not serving.open_sockets(name))
         self.assertEqual((fabric.status, serving.open_sockets(fabric.name)), (0, []), fabric.errors)
-        self.assertEqual(sorted(os.listdir(self.folder)), sorted(set(os.listdir(self.folder)) - {"sys"}))
+        self.assertFalse(glob.glob(os.path.join(self.folder, "sys-*")))
         missing = serve("--", "true", PATH=self.folder)
         self.assertEqual(missing.returncode, 3)
         self.assertIn("install the package cmake", missing.stderr)
+        spaced = serve("--socket", "a b", "--", "true")
+        self.assertEqual(spaced.returncode, 2)
+        self.assertIn('"a b" is no name of sockets', spaced.stderr)
         unknown = serve("--from", "nobody", "--", "true")
         self.assertEqual(unknown.returncode, 3)
         self.assertIn("nobody", unknown.stderr)

@@ -1,10 +1,14 @@
 #include "siminfo/serve/serve.h"
 
+#include <algorithm>
+#include <cctype>
 #include <memory>
+#include <string_view>
 #include <system_error>
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
+#include "siminfo/cli/generate_options.h"
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
@@ -17,13 +21,7 @@ void tell(const Served& served, const ServeRequest& request) {
   printNote("serving " + counted(served.nodes, "node") + " of " + counted(served.models, "model") +
             ", begun in " + served.seconds + " s; programs are at " + served.client +
             " unless SIM_HOST says otherwise");
-  std::string ports;
-  for (const auto& [method, count] : served.standIns)
-    ports.append(ports.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(count));
-  if (!ports.empty())
-    printNote("ports that answer with another port's values: " + ports +
-              (request.exactPorts ? "; these have one record for all ports"
-                                  : "; --exact-ports gives each its own"));
+  reportStandIns(served.standIns, request.exactPorts);
   if (!request.command.empty()) return;
   std::string exports = "export";
   for (const auto& [name, value] : served.environment)
@@ -37,8 +35,22 @@ struct ServeOptions {
   std::string attributeLayouts;
 };
 
+/// Clients read the name from their environment, and the system has little room for it.
+void checkSocket(const std::string& name) {
+  constexpr std::size_t kMost = 80;
+  const auto isAllowed = [](unsigned char character) {
+    return std::isalnum(character) != 0 ||
+           std::string_view("._-").find(static_cast<char>(character)) != std::string_view::npos;
+  };
+  if (name.size() > kMost || !std::ranges::all_of(name, isAllowed))
+    throw CommandError(kBadCommandLine, "--socket: " + inQuotes(name) +
+                                            " is no name of sockets; expected up to 80 letters, digits, "
+                                            "points, underscores and hyphens");
+}
+
 ExitStatus runServe(const ServeOptions& options) {
   ServeRequest request = options.request;
+  checkSocket(request.socket);
   if (!options.attributeLayouts.empty()) {
     const std::string fault = readAttributeLayouts(options.attributeLayouts, request.told);
     if (!fault.empty()) throw CommandError(kBadInput, fault);
