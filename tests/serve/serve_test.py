@@ -480,6 +480,11 @@ class ServeTest(unittest.TestCase):
         missing = serve("--", "true", PATH=self.folder)
         self.assertEqual(missing.returncode, 3)
         self.assertIn("install the package cmake", missing.stderr)
+        twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
+        both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--", "smpquery",
+                               "nodedesc", "-D", "0"], env=environment, cwd=self.folder, capture_output=True, text=True,
+                              check=False)
+        self.assertIn("host-1 HCA-1", both.stdout, both.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
         self.assertIn('"a b" is no name of sockets', spaced.stderr)

@@ -104,6 +104,7 @@ std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPor
 void writeServerProject(const ModelWriter& writer, const ModelSet& set, const std::string& servedText,
                         const std::filesystem::path& root) {
   writeProject(writer, set, kDump, std::max(2U, processors()), root);
+  writeServer(root);
   writeFile(root / "program/CMakeLists.txt", kBuild);
   writeFile(root / "program/server.cpp", kServer);
   writeFile(root / "program/main.cpp", kMain);

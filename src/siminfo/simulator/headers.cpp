@@ -93,6 +93,8 @@ bool holds(const std::filesystem::path& path, std::string_view text) {
   return file && there == text;
 }
 
+bool isOfServer(const SimulatorHeader& header) { return header.path.starts_with("server/"); }
+
 }  // namespace
 
 std::string recordsHeader() {
@@ -148,8 +150,16 @@ void writeFile(const std::filesystem::path& path, std::string_view text) {
 }
 
 void writeSimulator(const std::filesystem::path& root) {
-  for (const SimulatorHeader& header : kSimulatorHeaders) writeFile(root / header.path, header.text);
+  for (const SimulatorHeader& header : kSimulatorHeaders) {
+    if (!isOfServer(header)) writeFile(root / header.path, header.text);
+  }
   writeFile(root / "infiniband/drovik/drovik_records.h", recordsHeader());
+}
+
+void writeServer(const std::filesystem::path& root) {
+  for (const SimulatorHeader& header : kSimulatorHeaders) {
+    if (isOfServer(header)) writeFile(root / header.path, header.text);
+  }
 }
 
 }  // namespace siminfo

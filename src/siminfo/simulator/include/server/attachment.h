@@ -2,6 +2,9 @@
 
 // Where a client is attached: by the node's name or GUID, or by that of a port.
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -27,6 +30,16 @@ inline PortAt defaultAttachment(const Fabric& fabric) {
     if (fabric.nodes[i].type == kAdapter && fabric.node(at).ports[at.port].link) return at;
   }
   return hostPort(fabric, 0);
+}
+
+/// By what a client says that it is at the node: its GUID, or nothing where another node has the same.
+inline std::string clientWord(const Fabric& fabric, PortAt at) {
+  const u_int64_t guid = fabric.node(at).guid;
+  const auto sharesGuid = [guid](const ServedNode& node) { return node.guid == guid; };
+  if (std::count_if(fabric.nodes.begin(), fabric.nodes.end(), sharesGuid) > 1) return {};
+  std::array<char, sizeof "0x0123456789abcdef"> text{};
+  std::snprintf(text.data(), text.size(), "0x%016llx", static_cast<unsigned long long>(guid));
+  return text.data();
 }
 
 inline std::optional<PortAt> findAttachment(const Fabric& fabric, const std::string& word) {

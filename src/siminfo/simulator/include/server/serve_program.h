@@ -144,9 +144,8 @@ inline void serveFabric(const Models& models, const ServeOptions& options) {
   if (!options.init) ShortestPaths(fabric).fill();
   Server server(fabric, options.socket, attachment);
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-  const ServedNode& host = fabric.node(attachment);
-  std::printf("ready\t0x%016llx\t%u\t%.2f\t%s\n", static_cast<unsigned long long>(host.guid),
-              static_cast<unsigned>(attachment.port), taken.count(), host.name.c_str());
+  std::printf("ready\t%s\t%u\t%.2f\t%s\n", clientWord(fabric, attachment).c_str(),
+              static_cast<unsigned>(attachment.port), taken.count(), fabric.node(attachment).name.c_str());
   std::fclose(stdout);
   server.run();
   std::fprintf(stderr, "siminfo: served: %s\n", server.counts().text().c_str());
