@@ -36,11 +36,11 @@ class ImageMaker {
   void portBackground(ServedNode& node, unsigned number) const {
     const ServedPort& port = node.ports[number];
     u_int8_t* info = node.portInfo(number);
-    const bool isUp = port.link || port.state > kStateDown;
     const bool isManagement = node.isSwitch() && number == 0;
-    const unsigned initial = isManagement ? kActive : isUp ? kInitialize : kStateDown;
+    const unsigned initial = isManagement ? kActive : port.link ? kInitialize : kStateDown;
+    const unsigned physical = isManagement || port.link ? kLinkUp : kPolling;
     put(info, port_info::kState, init_ ? initial : port.state);
-    put(info, port_info::kPhysicalState, init_ && port.link ? kLinkUp : port.physicalState);
+    put(info, port_info::kPhysicalState, init_ ? physical : port.physicalState);
     if (node.hasAddress(number) && !init_) {
       put(info, port_info::kLid, port.lid);
       put(info, port_info::kLmc, port.lmc);

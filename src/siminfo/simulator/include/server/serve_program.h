@@ -43,16 +43,13 @@ class Server {
     polled[kInput] = {STDIN_FILENO, POLLIN, 0};
     polled[kControl] = {clients_.control().handle(), POLLIN, 0};
     for (;;) {
-      for (unsigned i = 0; i < kMostClients; ++i) {
-        const short out = clients_[i].waiting.empty() ? short{0} : short{POLLOUT};
-        polled[kFirst + i] = {clients_.socket(i).handle(), static_cast<short>(POLLIN | out), 0};
-      }
+      for (unsigned i = 0; i < kMostClients; ++i) polled[kFirst + i] = waitFor(i);
       poll(polled.data(), polled.size(), kLookMs);
       if (isEnded || (polled[kInput].revents != 0 && isInputOver())) return;
       lookForDead();
       if (polled[kControl].revents != 0) takeControl();
       for (unsigned i = 0; i < kMostClients; ++i) {
-        if (polled[kFirst + i].revents != 0) takeMads(i);
+        if (polled[kFirst + i].revents != 0) takeMad(i);
       }
     }
   }
@@ -62,8 +59,15 @@ class Server {
 
  private:
   enum : unsigned { kInput, kControl, kFirst };
-  static constexpr int kLookMs = 500;       // between the looks for clients that are gone
-  static constexpr unsigned kAtATime = 64;  // so that no client keeps the others waiting
+  static constexpr int kLookMs = 500;  // between the looks for clients that are gone
+
+  /// Sockets of nobody cost nothing.
+  pollfd waitFor(unsigned number) {
+    const Client& client = clients_[number];
+    if (!client.isThere) return {-1, 0, 0};
+    const short out = client.waiting.empty() ? short{0} : short{POLLOUT};
+    return {clients_.socket(number).handle(), static_cast<short>(POLLIN | out), 0};
+  }
 
   static bool isInputOver() {
     char nothing = 0;
@@ -86,15 +90,13 @@ class Server {
     if (size >= 0) control_.take(message, size, sender);
   }
 
-  void takeMads(unsigned number) {
+  /// One at a time, so that no client keeps the others waiting.
+  void takeMad(unsigned number) {
     clients_.sendWaiting(number);
     Address sender;
     MadMessage message{};
-    for (unsigned i = 0; i < kAtATime; ++i) {
-      const ssize_t size = clients_.socket(number).receive(&message, sizeof message, sender);
-      if (size < 0) return;
-      mads_.take(number, message, size);
-    }
+    const ssize_t size = clients_.socket(number).receive(&message, sizeof message, sender);
+    if (size >= 0) mads_.take(number, message, size);
   }
 
   static inline volatile std::sig_atomic_t isEnded = 0;

@@ -42,14 +42,7 @@ enum ManagementClass : unsigned {
   kPerformance = 0x04,
   kSmpByRoute = 0x81
 };
-enum Method : unsigned {
-  kGet = 0x01,
-  kSet = 0x02,
-  kSend = 0x03,
-  kTrap = 0x05,
-  kReport = 0x06,
-  kTrapRepress = 0x07
-};
+enum Method : unsigned { kGet = 0x01, kSet = 0x02, kSend = 0x03, kTrap = 0x05, kTrapRepress = 0x07 };
 
 enum Attribute : unsigned {
   kClassPortInfo = 0x01,
@@ -92,8 +85,8 @@ namespace port_info {
 constexpr Place kGidPrefix{64, 64}, kLid{128, 16}, kManagerLid{144, 16}, kLocalPort{224, 8},
     kWidthEnabled{232, 8}, kWidthActive{248, 8}, kState{260, 4}, kPhysicalState{264, 4}, kDownDefault{268, 4},
     kLmc{277, 3}, kSpeedActive{280, 4}, kSpeedEnabled{284, 4}, kNeighborMtu{288, 4}, kLaneCap{296, 4},
-    kHighCap{312, 8}, kLowCap{320, 8}, kOperationalLanes{344, 4}, kGuidCap{400, 8}, kReregister{408, 1},
-    kSubnetTimeout{411, 5}, kResponseTime{419, 5}, kExtendedActive{496, 4}, kExtendedEnabled{507, 5};
+    kHighCap{312, 8}, kLowCap{320, 8}, kOperationalLanes{344, 4}, kGuidCap{400, 8}, kSubnetTimeout{411, 5},
+    kResponseTime{419, 5}, kExtendedActive{496, 4}, kExtendedEnabled{507, 5};
 /// What a subnet manager sets of any port: NeighborMTU, VLHighLimit, VLStallCount and HOQLife, the partition
 /// and raw filters, LocalPhyErrors and OverrunErrors.
 constexpr std::array<Place, 5> kSettable{Place{288, 4}, {304, 8}, {336, 8}, {348, 4}, {424, 8}};
