@@ -482,8 +482,8 @@ class ServeTest(unittest.TestCase):
         self.assertIn("install the package cmake", missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
         both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--", "smpquery",
-                               "nodedesc", "-D", "0"], env=environment, cwd=self.folder, capture_output=True, text=True,
-                              check=False)
+                               "nodedesc", "-D", "0"], env=dict(environment, XDG_CACHE_HOME=CACHE), cwd=self.folder,
+                              capture_output=True, text=True, check=False)
         self.assertIn("host-1 HCA-1", both.stdout, both.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
