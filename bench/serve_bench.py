@@ -73,12 +73,14 @@ def of_size(siminfo, cache, leaves):
             used = memory(served.name)
         begun = float(re.search(r"begun in ([\d.]+) s", served.errors)[1])
         root, = [root for root in glob.glob(f"{cache}/siminfo/serve/*") if tree_of(root) == found]
-        subprocess.run(["cmake", "--build", f"{root}/build", "--target", "fabric_nodes"], check=True, capture_output=True)
+        subprocess.run(["cmake", "--build", f"{root}/build", "--target", "fabric_nodes"], check=True,
+                       capture_output=True)
         start = time.perf_counter()
         subprocess.run([f"{root}/build/models/fabric_nodes"], stdout=subprocess.DEVNULL, check=True)
         restored = time.perf_counter() - start
     best = min(taken for taken, _ in seconds)
-    print(f"| {found} | {begun:.2f} | {restored:.2f} | {used / found:.1f} | {best:.2f} | {best / found * 1000:.3f} |", flush=True)
+    print(f"| {found} | {begun:.2f} | {restored:.2f} | {used / found:.1f} | {best:.2f} | {best / found * 1000:.3f} |",
+          flush=True)
 
 
 def tree_of(root):

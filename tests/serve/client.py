@@ -85,7 +85,8 @@ class Client:
             assert error == TIMED_OUT, error
             return "timed out", b""
         # An answer that comes back along a route says so, and by which ports the request arrived.
-        assert answer[4] >> 7 == (management == SMP_BY_ROUTE) and answer[3] == (0x81 if method == SET else method | 0x80), answer[:8]
+        expected = 0x81 if method == SET else method | 0x80
+        assert answer[4] >> 7 == (management == SMP_BY_ROUTE) and answer[3] == expected, answer[:8]
         self.arrivals = answer[193:193 + len(route)]
         return struct.unpack_from(">H", answer, 4)[0] & 0x7fff, answer[64:128]
 

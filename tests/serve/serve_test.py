@@ -239,7 +239,8 @@ class ServeTest(unittest.TestCase):
         """In which fields what is served is not what was recorded."""
         # IsSM belongs to the clients; an adapter's ports have the record of the first, and a switch's ports have
         # one PortInfoExtended; collect does not ask ports whose CapMsk says that they have none.
-        found = {"host-1 HCA-1 port 1 SMP_PortInfo.CapMsk": 0x2010000, "host-1 HCA-1 port 2 SMP_PortInfo.CapMsk": 0x2010000,
+        found = {"host-1 HCA-1 port 1 SMP_PortInfo.CapMsk": 0x2010000,
+                 "host-1 HCA-1 port 2 SMP_PortInfo.CapMsk": 0x2010000,
                  "sw1-reduction port 0 SMP_PortInfo.CapMsk": 0xfffffffd}
         for key in given:
             holder, field = key.split(" SMP_")
@@ -265,7 +266,8 @@ class ServeTest(unittest.TestCase):
         root, = glob.glob(os.path.join(cache, "siminfo/serve/*"))
         if not os.path.exists(f"{root}/{build}/fabric_server"):
             flags = "-DCMAKE_CXX_FLAGS=-fsanitize=address,undefined -fno-sanitize-recover=all"
-            subprocess.run(["cmake", "-S", f"{root}/program", "-B", f"{root}/{build}", flags], check=True, capture_output=True)
+            subprocess.run(["cmake", "-S", f"{root}/program", "-B", f"{root}/{build}", flags], check=True,
+                           capture_output=True)
             subprocess.run(["cmake", "--build", f"{root}/{build}", "--target", "fabric_server", "--parallel", "2"],
                            check=True, capture_output=True)
         return Program(root, build, *options)
@@ -280,7 +282,8 @@ class ServeTest(unittest.TestCase):
             for route in [(2,), (1, 1), (1, 3, 3), (1, 2, 1), (1, 0), (1, 255), (1,) * 63]:
                 self.assertEqual(client.smp(raw.NODE_INFO, route=route)[0], "timed out", route)
             switch = (1,)
-            for expected, call in [(0x0008, {"method": 0x0d}), (0x000c, {"attribute": 0x99}), (0x000c, {"attribute": 0xff11}),
+            for expected, call in [(0x0008, {"method": 0x0d}), (0x000c, {"attribute": 0x99}),
+                                   (0x000c, {"attribute": 0xff11}),
                                    (0x000c, {"route": (), "attribute": raw.SWITCH_INFO}), (0x000c, {"method": raw.SET}),
                                    (0x001c, {"attribute": raw.PORT_INFO, "modifier": 7}),
                                    (0x001c, {"attribute": raw.LINEAR_TABLE, "modifier": 0x3ff}),
@@ -306,8 +309,8 @@ class ServeTest(unittest.TestCase):
             self.assertEqual(guid_at(7), "timed out")
             counters = bytes([0, 2]) + b"\x10\x01" + bytes([0, 9]) + bytes(18) + b"\0\0\1\0" + bytes(36)
             for management in (raw.SET, raw.GET):
-                status, data = client.request(raw.PERFORMANCE, management, 0x12, data=counters if management == raw.SET else
-                                              b"\0\2", lid=1)
+                given = counters if management == raw.SET else b"\0\2"
+                status, data = client.request(raw.PERFORMANCE, management, 0x12, data=given, lid=1)
                 self.assertEqual((status, raw.bits(data, 32, 16), raw.bits(data, 192, 32)), (0, 9, 0x100))
 
     def test_what_a_model_restored_no_manager_sets(self):
@@ -325,7 +328,8 @@ class ServeTest(unittest.TestCase):
                 self.assertNotEqual(before, after)
             # A switch has one address, which is not that of its cables' ports.
             client.smp(raw.PORT_INFO, 2, (1,), raw.SET, raw.with_bits(b"\xff" * 64, 260, 8, 0))
-            self.assertEqual([raw.bits(client.smp(raw.PORT_INFO, port, (1,))[1], 128, 16) for port in (0, 2)], [0xffff, 0])
+            lids = [raw.bits(client.smp(raw.PORT_INFO, port, (1,))[1], 128, 16) for port in (0, 2)]
+            self.assertEqual(lids, [0xffff, 0])
             # Zeros leave the enabled widths and speeds alone, and ones stand for all that are supported.
             self.assertEqual(client.smp(raw.PORT_INFO, 2, (1,), raw.SET, bytes(64))[0], 0)
             port = client.smp(raw.PORT_INFO, 2, (1,))[1]
@@ -339,7 +343,8 @@ class ServeTest(unittest.TestCase):
             self.assertEqual(raw.bits(manager.smp(raw.PORT_INFO)[1], 160, 32) & 2, 2)
             self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 0)
             _, port = manager.smp(raw.PORT_INFO, route=(1,))
-            manager.smp(raw.PORT_INFO, route=(1,), method=raw.SET, data=raw.with_bits(raw.with_bits(port, 144, 16, 4), 260, 8, 0))
+            port = raw.with_bits(raw.with_bits(port, 144, 16, 4), 260, 8, 0)
+            manager.smp(raw.PORT_INFO, route=(1,), method=raw.SET, data=port)
             self.assertEqual(manager.smp(raw.PORT_INFO, 6, (1,), raw.SET, raw.with_bits(bytes(64), 264, 4, 3))[0], 0)
             error, trap = manager.receive()
             self.assertEqual((error, trap[1], trap[3], trap[68:72], trap[74:76]),
@@ -351,7 +356,7 @@ class ServeTest(unittest.TestCase):
             manager.smp(raw.SWITCH_INFO, 0, (1,), raw.SET, manager.smp(raw.SWITCH_INFO, route=(1,))[1])
             self.assertEqual(manager.smp(raw.SWITCH_INFO, route=(1,))[1][11] & 4, 0)
             status, _ = other.smp(raw.PORT_INFO, 1, (), raw.SET, raw.with_bits(bytes(64), 260, 4, 1))
-            self.assertEqual((status, raw.bits(other.smp(raw.PORT_INFO)[1], 260, 4)), (0, 1), "the switch's end is disabled")
+            self.assertEqual((status, raw.bits(other.smp(raw.PORT_INFO)[1], 260, 4)), (0, 1), "the other end is off")
             manager.smp(raw.PORT_INFO, 6, (1,), raw.SET, raw.with_bits(bytes(64), 264, 4, 2))
             self.assertEqual(raw.bits(other.smp(raw.PORT_INFO)[1], 260, 8), 0x25, "Initialize and LinkUp again")
             for state, expected in [(4, 0x001c), (2, 0x001c), (3, 0), (4, 0), (3, 0x001c)]:
@@ -382,8 +387,9 @@ class ServeTest(unittest.TestCase):
             with Client(fabric.name, "an-1") as bad:
                 bad.control.settimeout(0.001)
                 for kind in [*range(12), 0xffffffff] * 8:
-                    message = struct.pack("<4I", noise.choice([0xdeadbeef, 0]), noise.choice([0, bad.id, 10, 0xffffffff]),
-                                          kind, noise.getrandbits(32)) + noise.randbytes(64)
+                    client = noise.choice([0, bad.id, 10, 0xffffffff])
+                    message = struct.pack("<4I", noise.choice([0xdeadbeef, 0]), client, kind, noise.getrandbits(32))
+                    message += noise.randbytes(64)
                     bad.control.send(message[:noise.choice([80, 80, 79, 1, 0])] + bytes(noise.choice([0, 0, 0, 500])))
                     try:
                         bad.control.recv(100)
@@ -403,9 +409,9 @@ class ServeTest(unittest.TestCase):
         """MADs that are wrong in any place, to any node."""
         routes = [(), (1,), (1, 3), (1, 2), (1, 4), (1, 5)]
         for number in range(4000):
+            modifier = noise.choice([0, 1, noise.getrandbits(4), 1 << noise.randrange(32), noise.getrandbits(32)])
             mad = bytearray(client.mad(noise.choice([1, 3, 4, 0x81]), noise.choice([1, 1, 2, 2, 5, 7, 0x81]),
-                                       noise.choice([1, 2, *range(0x10, 0x21), 0x33, 0x1d]), noise.choice(
-                                           [0, 1, noise.getrandbits(4), 1 << noise.randrange(32), noise.getrandbits(32)]),
+                                       noise.choice([1, 2, *range(0x10, 0x21), 0x33, 0x1d]), modifier,
                                        noise.randbytes(64), noise.choice(routes)))
             if number % 4 == 0:
                 mad[noise.randrange(256)] = noise.getrandbits(8)
@@ -431,7 +437,8 @@ class ServeTest(unittest.TestCase):
                 each.kill()
             with Client(fabric.name) as client:
                 self.assertEqual(client.smp(raw.NODE_INFO)[0], 0)
-            second = subprocess.run(fabric.command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+            second = subprocess.run(fabric.command, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                                    check=False)
             self.assertEqual((second.returncode, second.stdout), (1, ""))
             self.assertIn(f"the socket name {fabric.name} is taken", second.stderr)
         self.assertIn("10 clients are there already", fabric.errors)
@@ -441,7 +448,8 @@ class ServeTest(unittest.TestCase):
         with self.program() as fabric:
             with open(fabric.command[2], encoding="utf-8") as file:
                 lines = file.read().splitlines()
-        for number, line, words in [(1, "node", "first"), (2, lines[1].replace("AN_", "AX_", 1), "no model is called AX_"),
+        for number, line, words in [(1, "node", "first"),
+                                    (2, lines[1].replace("AN_", "AX_", 1), "no model is called AX_"),
                                     (2, "other", '"other": expected node'), (3, lines[2] + "\t1", "expected 9"),
                                     (3, lines[2].replace("port\t0", "port\t99"), "value 1"),
                                     (3, lines[2].replace("port\t0", "port\tx"), "expected a number"),
@@ -461,7 +469,8 @@ class ServeTest(unittest.TestCase):
         def serve(*arguments, **changes):
             return subprocess.run([SIMINFO, "serve", self.small, *arguments], env=dict(environment, **changes),
                                   cwd=self.folder, capture_output=True, text=True, check=False)
-        ended = serve("--socket", name, "--from", "an-1", "--", "sh", "-c", "smpquery nodedesc -D 0; echo $SIM_HOST; exit 7")
+        ended = serve("--socket", name, "--from", "an-1", "--", "sh", "-c",
+                      "smpquery nodedesc -D 0; echo $SIM_HOST; exit 7")
         self.assertEqual(ended.returncode, 7, ended.stderr)
         self.assertRegex(ended.stdout, r"Node Description:\.+an-1\n0x0002c90000000071\n")
         self.assertEqual(serving.open_sockets(name), [])
@@ -481,8 +490,8 @@ class ServeTest(unittest.TestCase):
         self.assertEqual(missing.returncode, 3)
         self.assertIn("install the package cmake", missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
-        both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--", "smpquery",
-                               "nodedesc", "-D", "0"], env=dict(environment, XDG_CACHE_HOME=CACHE), cwd=self.folder,
+        both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--",
+                               "smpquery", "nodedesc", "-D", "0"], env=dict(environment, XDG_CACHE_HOME=CACHE), cwd=self.folder,
                               capture_output=True, text=True, check=False)
         self.assertIn("host-1 HCA-1", both.stdout, both.stderr)
         spaced = serve("--socket", "a b", "--", "true")

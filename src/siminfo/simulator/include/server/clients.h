@@ -93,9 +93,8 @@ class Clients {
 
   /// What an earlier client, or nobody of ours, has left in the socket.
   void drain(unsigned number) {
-    Address sender;
     u_int8_t nothing = 0;
-    while (sockets_[number].receive(&nothing, 1, sender) >= 0) {
+    while (sockets_[number].receive(&nothing, 1) >= 0) {
     }
   }
 

@@ -62,7 +62,7 @@ class MadDesk {
   const Counts& counts() const { return counts_; }
 
   /// A datagram of `size` bytes from a client. What is no MAD of version 1 is left alone.
-  void take(unsigned number, MadMessage message, ssize_t size) {
+  void take(unsigned number, MadMessage& message, ssize_t size) {
     if (size != sizeof message || !clients_[number].isThere) return;
     Mad packet{};
     std::memcpy(packet.data(), message.mad, packet.size());

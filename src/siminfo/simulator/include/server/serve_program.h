@@ -93,9 +93,8 @@ class Server {
   /// One at a time, so that no client keeps the others waiting.
   void takeMad(unsigned number) {
     clients_.sendWaiting(number);
-    Address sender;
     MadMessage message{};
-    const ssize_t size = clients_.socket(number).receive(&message, sizeof message, sender);
+    const ssize_t size = clients_.socket(number).receive(&message, sizeof message);
     if (size >= 0) mads_.take(number, message, size);
   }
 
@@ -149,6 +148,10 @@ inline void serveFabric(const Models& models, const ServeOptions& options) {
   std::printf("ready\t%s\t%u\t%.2f\t%s\n", clientWord(fabric, attachment).c_str(),
               static_cast<unsigned>(attachment.port), taken.count(), fabric.node(attachment).name.c_str());
   std::fclose(stdout);
+  // Until here a signal ends the program as it stands; from now on it has last words.
+  struct sigaction action {};
+  action.sa_handler = Server::end;
+  sigaction(SIGTERM, &action, nullptr);
   server.run();
   std::fprintf(stderr, "siminfo: served: %s\n", server.counts().text().c_str());
 }
@@ -158,9 +161,6 @@ inline int serveMain(const Models& models, int argc, char** argv) {
   // The terminal's interrupt goes to whoever started the server and ends it by its standard input.
   std::signal(SIGINT, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
-  struct sigaction action {};
-  action.sa_handler = Server::end;
-  sigaction(SIGTERM, &action, nullptr);
   try {
     serveFabric(models, readServeOptions(argc, argv));
     return 0;

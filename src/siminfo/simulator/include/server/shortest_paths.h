@@ -3,7 +3,6 @@
 // Linear forwarding tables from links and LIDs: nobody recorded them, and LID-routed requests need them.
 
 #include <algorithm>
-#include <queue>
 #include <vector>
 
 #include "fabric.h"
@@ -12,8 +11,12 @@ namespace drovik {
 
 class ShortestPaths {
  public:
-  explicit ShortestPaths(Fabric& fabric) : fabric_(fabric), lidsBehind_(fabric.nodes.size()) {
-    for (u_int32_t i = 0; i < fabric_.nodes.size(); ++i) gather(i);
+  explicit ShortestPaths(Fabric& fabric)
+      : fabric_(fabric), lidsBehind_(fabric.nodes.size()), cables_(fabric.nodes.size()) {
+    for (u_int32_t i = 0; i < fabric_.nodes.size(); ++i) {
+      gather(i);
+      gatherCables(i);
+    }
   }
 
   /// Fills the tables of all switches, as large as their LinearFDBCap takes and the LIDs need.
@@ -54,6 +57,16 @@ class ShortestPaths {
     }
   }
 
+  /// The cables to other switches: looked at once, since every search asks for all of them.
+  void gatherCables(u_int32_t at) {
+    const ServedNode& node = fabric_.nodes[at];
+    if (!node.isSwitch()) return;
+    for (unsigned port = 1; port <= node.lastPort(); ++port) {
+      const auto peer = fabric_.cross({at, static_cast<u_int8_t>(port)});
+      if (peer && fabric_.node(*peer).isSwitch()) cables_[at].push_back(*peer);
+    }
+  }
+
   /// Goes through the switches from a destination on, breadth first. Whatever switch is reached leads to the
   /// destination's LIDs by the port that it was reached through.
   void leadTo(u_int32_t destination) {
@@ -62,13 +75,11 @@ class ShortestPaths {
     reached_[destination] = true;
     queue_.assign(1, destination);
     for (std::size_t next = 0; next < queue_.size(); ++next) {
-      const u_int32_t at = queue_[next];
-      for (unsigned port = 1; port <= fabric_.nodes[at].lastPort(); ++port) {
-        const auto peer = fabric_.cross({at, static_cast<u_int8_t>(port)});
-        if (!peer || reached_[peer->node] || !fabric_.node(*peer).isSwitch()) continue;
-        reached_[peer->node] = true;
-        queue_.push_back(peer->node);
-        for (const Lids& lids : lidsBehind_[destination]) enter(peer->node, lids, peer->port);
+      for (const PortAt peer : cables_[queue_[next]]) {
+        if (reached_[peer.node]) continue;
+        reached_[peer.node] = true;
+        queue_.push_back(peer.node);
+        for (const Lids& lids : lidsBehind_[destination]) enter(peer.node, lids, peer.port);
       }
     }
   }
@@ -83,6 +94,7 @@ class ShortestPaths {
 
   Fabric& fabric_;
   std::vector<std::vector<Lids>> lidsBehind_;  // by switch
+  std::vector<std::vector<PortAt>> cables_;    // by switch: their far ends
   std::vector<bool> reached_;
   std::vector<u_int32_t> queue_;
   unsigned highest_ = 0;

@@ -68,6 +68,7 @@ class Socket {
     sender.resize(length);
     return received;
   }
+  ssize_t receive(void* bytes, std::size_t size) const { return recv(handle_, bytes, size, MSG_TRUNC); }
   bool send(const void* bytes, std::size_t size) const {
     return ::send(handle_, bytes, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size);
   }

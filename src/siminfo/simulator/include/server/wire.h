@@ -16,9 +16,19 @@ struct Place {
   u_int16_t bit;
   u_int16_t bits;
 };
-inline u_int64_t get(const u_int8_t* bytes, Place place) { return getBits(bytes, place.bit, place.bits); }
+/// Most fields are whole bytes, and each packet has a dozen read: bit by bit it would cost as much as a call
+/// of the system.
+inline u_int64_t get(const u_int8_t* bytes, Place place) {
+  if (place.bit % 8 != 0 || place.bits % 8 != 0) return getBits(bytes, place.bit, place.bits);
+  u_int64_t value = 0;
+  for (std::size_t at = place.bit / 8U; at < (place.bit + place.bits) / 8U; ++at)
+    value = value << 8U | bytes[at];
+  return value;
+}
 inline void put(u_int8_t* bytes, Place place, u_int64_t value) {
-  setBits(bytes, place.bit, place.bits, value);
+  if (place.bit % 8 != 0 || place.bits % 8 != 0) return setBits(bytes, place.bit, place.bits, value);
+  for (std::size_t at = (place.bit + place.bits) / 8U; at-- > place.bit / 8U; value >>= 8U)
+    bytes[at] = static_cast<u_int8_t>(value);
 }
 
 using Mad = std::array<u_int8_t, 256>;
