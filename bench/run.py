@@ -12,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import typing
 
 import callgrind
 
@@ -34,10 +35,10 @@ def row(what, values, goal="", floor=""):
     print(f"| {what} | {statistics.median(values):.2f} | {spread} | {goal} | {floor} |", flush=True)
 
 
-def make_fabric(folder, leaves):
-    path = folder / f"fat_tree_{leaves}.jsonl"
+def make_fabric(folder, leaves, *options):
+    path = folder / "_".join(["fat_tree", str(leaves), *options, ".jsonl"])
     with open(path, "w", encoding="utf-8") as out:
-        subprocess.run([sys.executable, ROOT / "examples" / "make_fat_tree.py", "--leaves", str(leaves)],
+        subprocess.run([sys.executable, ROOT / "examples" / "make_fat_tree.py", "--leaves", str(leaves), *options],
                        stdout=out, check=True)
     return path
 
@@ -54,15 +55,20 @@ def compare_in_process(build, snapshot, folder, rounds):
         row(what, [a / b for a, b in zip(times[reference], times[judged])], goal, floor)
 
 
+class Run(typing.NamedTuple):
+    seconds: float
+    memory: float  # peak, in MiB
+    processor: float  # seconds, with those of all that the command started
+
+
 def timed(command):
-    """Seconds and peak memory in MiB of a command."""
     start = time.perf_counter()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     _, status, usage = os.wait4(process.pid, 0)
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode != 0:
         raise subprocess.CalledProcessError(process.returncode, command)
-    return time.perf_counter() - start, usage.ru_maxrss / 1024
+    return Run(time.perf_counter() - start, usage.ru_maxrss / 1024, usage.ru_utime + usage.ru_stime)
 
 
 def generate(build, snapshot, folder, jobs):
@@ -111,6 +117,27 @@ def compare_models(build, snapshot, folder, rounds):
     row("building its project with g++ -O0 on two cores: time over that of one adapter", [b / a for a, b in builds], "5", "20")
 
 
+def verify(build, snapshot):
+    return timed([build / "siminfo", "verify", snapshot, "--compiler", "g++"])
+
+
+def compare_verify(build, snapshot, folder, rounds):
+    """Every node is verified in the time that its models take by themselves."""
+    project = write_project(build, snapshot, folder / "whole", "--shards", "2")
+    ratios = []
+    for _ in range(min(rounds, 5)):
+        models = build_project(project) + timed([project / "whole_nodes"]).seconds
+        ratios.append(verify(build, snapshot).seconds / models)
+    row("`siminfo verify` of the largest fabric: time over building its project and running it", ratios, "", "1.5")
+    distinct = make_fabric(folder, 60, "--distinct")
+    nodes = 60 * 33 + 30
+    runs = [verify(build, distinct) for _ in range(min(rounds, 3))]
+    row(f"`siminfo verify` of {nodes} nodes of which no two are alike: processor time a node, ms",
+        [1000 * run.processor / nodes for run in runs], "", "40")
+    runs = [verify(build, make_fabric(folder, 16)) for _ in range(min(rounds, 3))]
+    row("`siminfo verify` of 536 nodes: seconds", [run.seconds for run in runs], "10", "60")
+
+
 def show_projects(build, folder, sizes):
     print("\n| leaves | nodes | models | source MB | generate s | build s | restore s | nodes restored |")
     print("|--:|--:|--:|--:|--:|--:|--:|--:|")
@@ -137,7 +164,7 @@ def show_growth(build, folder, sizes):
     for leaves in sizes:
         snapshot = make_fabric(folder, leaves)
         runs = [generate(build, snapshot, folder, 2) for _ in range(3)]
-        seconds, peak = (statistics.median(values) for values in zip(*runs))
+        seconds, peak, _ = (statistics.median(values) for values in zip(*runs))
         nodes = leaves * 33 + (leaves + 1) // 2
         records = int(subprocess.run([build / "siminfo_repeat", "size", snapshot, "1"], capture_output=True,
                                      text=True, check=True).stdout) / 2**20
@@ -168,7 +195,9 @@ def main():
         row("instructions a line, the stream of the driver", [callgrind.per_unit(repeat, "emit", small)], "160", "")
         row("instructions a line, any other stream", [callgrind.per_unit(repeat, "emit-stream", small)], "160", "")
         row("instructions a loaded field", [callgrind.per_unit(repeat, "load", small)], "", "")
-        compare_models(options.build, make_fabric(folder, 64 if options.quick else 992), folder, rounds)
+        largest = make_fabric(folder, 64 if options.quick else 992)
+        compare_models(options.build, largest, folder, rounds)
+        compare_verify(options.build, largest, folder, rounds)
         sizes = [1, 4, 16, 64] if options.quick else [1, 2, 4, 8, 16, 31, 62, 124, 248, 496, 992]
         show_projects(options.build, folder, sizes)
         show_growth(options.build, folder, sizes)

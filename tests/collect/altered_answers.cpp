@@ -3,11 +3,6 @@
 // separated by commas:
 //   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
 //   keys      PortInfo holds an M_Key, a telling number
-//   names     every device describes itself by the same hostile bytes
-//   zeros     every device describes itself by nothing
-//   drop      each seventh answer is lost
-//   twice     each answer comes twice
-//   strange   each answer comes behind one of the same transaction that is about something else
 //   greedy    every switch says that it has 255 ports
 //   places    every adapter says that the port it is asked through has number 255
 //   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
@@ -26,7 +21,6 @@
 
 namespace {
 
-constexpr std::string_view kHostileName = "a\x1b[2J\xff\n#include \"/etc/passwd\" \xe2\x80\xae ?\?/";
 constexpr std::uint64_t kKey = 0x5ec2e7c0ffee4b1d;
 
 bool isAltered(std::string_view word) {
@@ -80,13 +74,6 @@ void alter(std::uint8_t* mad) {
       return;
     case IB_ATTR_NODE_INFO:
       return alterNodeInfo(data);
-    case IB_ATTR_NODE_DESC:
-      if (isAltered("zeros")) std::memset(data, 0, IB_SMP_DATA_SIZE);
-      if (isAltered("names")) {
-        std::memset(data, 0, IB_SMP_DATA_SIZE);
-        std::memcpy(data, kHostileName.data(), kHostileName.size());
-      }
-      return;
     default:
       return;
   }
@@ -123,10 +110,6 @@ void stall(int port) {
   while (isAltered("hang")) pause();
 }
 
-/// An answer that is to come once more.
-std::vector<std::uint8_t> again;
-int againAgent = 0;
-
 }  // namespace
 
 extern "C" int umad_send(int portid, int agentid, void* umad, int length, int timeout_ms, int retries) {
@@ -140,14 +123,7 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   constexpr unsigned kLast = 300;
   static unsigned received = 0;
   if (received == kLast && !isStalled && (isAltered("stall") || isAltered("hang"))) stall(portid);
-  const std::size_t size = umad_size() + IB_MAD_SIZE;
   auto* mad = static_cast<std::uint8_t*>(umad_get_mad(umad));
-  if (!again.empty()) {
-    std::memcpy(umad, again.data(), again.size());
-    again.clear();
-    *length = IB_MAD_SIZE;
-    return againAgent;
-  }
   const int agent = realReceive(portid, umad, length, timeout_ms);
   if (agent < 0) return agent;
   ++cameBack;
@@ -158,11 +134,6 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   }
   if (umad_status(umad) != 0) return agent;
   ++received;
-  if (isAltered("drop") && received % 7 == 0) return -1;
   alter(mad);
-  if (!isAltered("twice") && !isAltered("strange")) return agent;
-  again.assign(static_cast<std::uint8_t*>(umad), static_cast<std::uint8_t*>(umad) + size);
-  againAgent = agent;
-  if (isAltered("strange")) mad_set_field(mad, 0, IB_MAD_ATTRID_F, IB_ATTR_SMINFO);
   return agent;
 }

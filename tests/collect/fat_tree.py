@@ -1,11 +1,7 @@
-#!/usr/bin/env python3
-"""Writes a two-level fat tree for ibsim: every leaf switch is linked to every spine.
-
-    fat_tree.py LEAVES SPINES HOSTS_PER_LEAF > fat_tree.net
+"""A two-level fat tree for ibsim: every leaf switch is linked to every spine.
 
 Hosts come first: ibsim attaches programs at the first node unless SIM_HOST names another.
 """
-import sys
 
 
 def node(kind, ports, name, peers):
@@ -27,9 +23,3 @@ def fat_tree(leaves, spines, hosts):
         down = [(leaf + 1, f"leaf-{leaf:03}", hosts + spine + 1) for leaf in range(leaves)]
         text += node("Switch", leaves, f"spine-{spine:03}", down)
     return text
-
-
-if __name__ == "__main__":
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    sys.stdout.write(fat_tree(*map(int, sys.argv[1:])))

@@ -19,7 +19,7 @@ def wrapper():
 
 def missing():
     """What the tests need and is not there, in words; empty when all is there."""
-    programs = [p for p in ("ibsim", "opensm", "ibnetdiscover", "smpquery")
+    programs = [p for p in ("ibsim", "ibnetdiscover")
                 if not shutil.which(p, path=os.environ["PATH"] + ":/usr/sbin:/sbin")]
     return ", ".join(programs + ([] if wrapper() else ["libumad2sim.so"]))
 
@@ -99,14 +99,3 @@ class Ibsim:
             out, err = program.communicate()
             raise AssertionError(f"{arguments} did not end in {timeout} s: {out[-500:]}{err[-500:]}")
         return program.returncode, out, err
-
-    def start_subnet_manager(self):
-        """Runs opensm once over the fabric, so that LIDs are assigned and links are active."""
-        cache = os.path.join(self.folder, "opensm")
-        os.mkdir(cache)
-        self.environment.update(OSM_CACHE_DIR=cache, OSM_TMP_DIR=cache)
-        log = os.path.join(cache, "log")
-        status, out, err = self.run(["opensm", "--once", "-f", log])
-        with open(log, encoding="utf-8", errors="replace") as text:
-            if status != 0 or "SUBNET UP" not in text.read():
-                raise RuntimeError("opensm: " + (out + err)[-2000:])

@@ -23,7 +23,11 @@ TEST(Golden, SmallExampleFabric) {
   Snapshot snapshot = readSnapshotFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
   const ScratchDirectory directory;
   InMemoryDrovik engine(snapshot.discovered, directory.path());
-  ASSERT_EQ(SimInfoDumpCPP(engine).Generate("Fab1", {}), 0);
+  // Numbers must not take the form that an embedding program's locale gives them.
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new GroupingLocale));
+  const int status = SimInfoDumpCPP(engine).Generate("Fab1", {});
+  std::locale::global(before);
+  ASSERT_EQ(status, 0);
   const std::string text = withoutRunsOwn(readFile(engine.files().path()));
   if (std::getenv("SIMINFO_REFRESH_GOLDEN") != nullptr) {
     std::ofstream(kGoldenFile, std::ios_base::binary) << text;

@@ -73,6 +73,8 @@ class ProjectTest(unittest.TestCase):
         dump = run(self.program, "--dump", "2c90000000041")
         images = dict(line.split(": ") for line in dump.stdout.splitlines())
         self.assertTrue(images["nodeInfo"].startswith("0101"), images["nodeInfo"])
+        self.assertEqual({name for name in images if name.startswith("counterSets")},
+                         {f"counterSets[{port}, {number}, 15]" for port in range(1, 7) for number in range(8)})
         push = [image for name, image in images.items() if name.startswith("pushCounters")]
         self.assertTrue(push and all(int(image, 16) for image in push), "push counters need sets to be stored in")
         for arguments, status, words in [(["nobody"], 1, "nobody: is no node of "), (["--dum"], 2, "--dum: is no option"),

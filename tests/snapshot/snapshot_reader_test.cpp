@@ -1,10 +1,11 @@
+#include <regex>
+
 #include "tests/snapshot/snapshot_text.h"
 #include "tests/support.h"
 
 namespace siminfo {
 namespace {
 
-const std::string kHeader = "{\"fabric_snapshot\": 1}\n";
 std::string node(const std::string& more, const std::string& name = "n") {
   return R"({"name": ")" + name + R"(", "guid": 1, "type": "switch", "num_ports": 4)" +
          (more.empty() ? "" : ", " + more) + "}\n";
@@ -37,6 +38,7 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {"{\"name\": \"a}\n{}\n", "2: the document that begins here has no end"},
       {node("") + "}", "3: is no object"},
       {"{\"name\":\n\n \"\xff\"}", "4: is not UTF-8"},
+      {node("", "a\\\" /*"), "2: name: holds /* behind an odd number of quotation marks"},
       {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
       {"{\"name\": \"\\q\"}", "2: name: malformed JSON"},
       {node("\"x\": 1"), "2: x: is unknown; a node has name, guid,"},
@@ -50,7 +52,6 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {node("", "same") + "\n" + node("", "same"), "4: name: is the name of the node on line 2"},
       {node("", ""), "2: name: is empty"},
       {node("", "a\\u2028b"), "2: name: holds the line separator U+2028"},
-      {node("", "a\\\\ "), "2: name: "},
       {node(R"("alternative_name": "a??/")"), "2: alternative_name: "},
       {node(R"("in_sub_fabric": 1)"), "2: in_sub_fabric: is a number"},
       {node(R"("capabilities": {"smp": [1, 2, 3]})"), "2: capabilities.smp: has 3 words"},
@@ -63,9 +64,6 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {routerInfo(kRouterInfo + R"(,"cap": 1)"), "2: records.SMP_RouterInfo.cap: is unknown"},
       {routerInfo(kRouterInfo + R"(,"cap_router_lid": 1)"), "2: records.SMP_RouterInfo.cap_router_lid: "},
       {routerInfo(R"("CapabilityMask": 1e3)"), "2: records.SMP_RouterInfo.CapabilityMask: 1e3 does not fit"},
-      {routerInfo(R"("CapabilityMask": "0x100000000")"),
-       "2: records.SMP_RouterInfo.CapabilityMask: \"0x100000000\" does not fit"},
-      {routerInfo(R"("CapabilityMask": null)"), "2: records.SMP_RouterInfo.CapabilityMask: is null"},
       {R"({"name": "a", "guid": 1, "type": "swich", "num_ports": 0})",
        "2: type: \"swich\" does not fit; expected \"ca\", \"switch\", \"router\", or an integer from 0 to "
        "255"},
@@ -93,13 +91,8 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
   };
   for (const Case& each : cases) {
     const bool isWhole = each.text.starts_with('!');
-    try {
-      read(isWhole ? each.text.substr(1) : kHeader + each.text);
-      ADD_FAILURE() << "was taken: " << each.text;
-    } catch (const SnapshotError& error) {
-      EXPECT_TRUE(std::string(error.what()).starts_with("f:" + each.message)) << error.what() << "\n"
-                                                                              << each.text;
-    }
+    const std::string found = refusal(isWhole ? each.text.substr(1) : kHeader + each.text);
+    EXPECT_TRUE(found.starts_with("f:" + each.message)) << found << "\n" << each.text;
   }
 }
 
@@ -126,150 +119,120 @@ std::optional<std::int64_t> integerAt(const std::string& place, const std::strin
 
 TEST(SnapshotReader, TakesIntegersByOneRuleInEveryPlace) {
   for (const char* place : {"guid", "type", "special_type", "smp_error", "state"}) {
-    EXPECT_EQ(integerAt(place, "2"), 2) << place;
-    EXPECT_EQ(integerAt(place, R"("2")"), 2) << place;
-    EXPECT_EQ(integerAt(place, R"("0x2")"), 2) << place;
+    for (const char* value : {"2", R"("2")", R"("0x2")"}) EXPECT_EQ(integerAt(place, value), 2) << place;
     for (const char* value :
          {"2.0", "true", R"("2.0")", R"("x2")", R"("--2")", R"("- 2")", R"("-")", R"("0x-2")"})
       EXPECT_EQ(integerAt(place, value), std::nullopt) << place << ": " << value;
   }
   struct Case {
     std::string place;
-    std::string value;
-    std::optional<std::int64_t> number;  // nothing when it is refused
+    std::optional<std::int64_t> number;  // nothing when they are refused
+    std::vector<std::string> values;
   };
   const std::vector<Case> cases = {
-      {"guid", R"("0002900000000041")", 0x2900000000041},
-      {"guid", R"("0x00029000000041")", 0x29000000041},
-      {"guid", R"("0002C90000000aBc")", 0x2c90000000abc},
-      {"guid", R"("000290000000004")", 290000000004},
-      {"guid", R"("00029000000000041")", 29000000000041},
-      {"guid", "1002900000000041", 1002900000000041},
-      {"guid", R"("000290000000004g")", {}},
-      {"guid", R"("-000000000000002")", {}},
-      {"guid", "-2", {}},
-      {"special_type", R"("0000000000000010")", 10},
-      {"special_type", "-2", -2},
-      {"special_type", R"("-2")", -2},
-      {"special_type", R"("-0x10")", -16},
-      {"special_type", R"("-2147483648")", -2147483648},
-      {"special_type", "-2147483648", -2147483648},
-      {"special_type", "-2147483649", {}},
-      {"special_type", R"("-2147483649")", {}},
-      {"special_type", "2147483647", 2147483647},
-      {"special_type", "2147483648", {}},
-      {"special_type", R"("0xffffffff")", {}},
-      {"smp_error", R"("-3")", -3},
-      {"state", R"("-7")", -7},
-      {"state", R"("armed")", 3},
-      {"state", R"("up")", {}},
-      {"type", R"("router")", 3},
-      {"type", R"("255")", 255},
-      {"type", R"("256")", {}},
-      {"type", "-2", {}},
-      {"type", R"("-2")", {}},
-      {"type", R"("Router")", {}},
+      {"guid", 0x2900000000041, {R"("0002900000000041")"}},
+      {"guid", 0x29000000041, {R"("0x00029000000041")"}},
+      {"guid", 0x2c90000000abc, {R"("0002C90000000aBc")"}},
+      {"guid", 290000000004, {R"("000290000000004")"}},
+      {"guid", 29000000000041, {R"("00029000000000041")"}},
+      {"guid", 1002900000000041, {"1002900000000041"}},
+      {"guid", {}, {R"("000290000000004g")", R"("-000000000000002")", "-2"}},
+      {"special_type", 10, {R"("0000000000000010")"}},
+      {"special_type", -2, {"-2", R"("-2")"}},
+      {"special_type", -16, {R"("-0x10")"}},
+      {"special_type", -2147483648, {"-2147483648", R"("-2147483648")"}},
+      {"special_type", 2147483647, {"2147483647"}},
+      {"special_type", {}, {"-2147483649", R"("-2147483649")", "2147483648", R"("0xffffffff")"}},
+      {"smp_error", -3, {R"("-3")"}},
+      {"state", -7, {R"("-7")"}},
+      {"state", 3, {R"("armed")"}},
+      {"state", {}, {R"("up")"}},
+      {"type", 3, {R"("router")"}},
+      {"type", 255, {R"("255")"}},
+      {"type", {}, {R"("256")", "-2", R"("-2")", R"("Router")"}},
   };
-  for (const auto& [place, value, number] : cases)
-    EXPECT_EQ(integerAt(place, value), number) << place << ": " << value;
+  for (const auto& [place, number, values] : cases) {
+    for (const std::string& value : values)
+      EXPECT_EQ(integerAt(place, value), number) << place << ": " << value;
+  }
 }
 
-TEST(SnapshotReader, RefusesSpecialFormsOfBytesAndArrays) {
-  const auto psid = [](const std::string& value) {
-    return node(
-        R"("records": {"VSGeneralInfo": {"SWInfo":{"Major":1,"Minor":2,"SubMinor":3},"HWInfo":{"DeviceHWRevision":1,
-      "DeviceID":2,"num_ports":3,"technology":4,"pvs":5,"hw_dev_id":6},"FWInfo":{"Major":1,"Minor":2,"SubMinor":3,
-      "BuildID":4,"PSID":)" +
-        value + R"(,"INI_File_Version":5,"Extended_Major":6,"Extended_Minor":7,
-      "Extended_SubMinor":8,"isfu_major":9,"sec_boot":1}}})");
-  };
-  const auto bytesOf = [&](const std::string& value) {
-    const Snapshot snapshot = read(kHeader + psid(value));
-    return snapshot.discovered.records.getVSGeneralInfo(0)->FWInfo.PSID;
-  };
-  EXPECT_EQ(bytesOf("\"M\\u0054\""), (std::array<std::uint8_t, 16>{'M', 'T'}));
-  EXPECT_EQ(bytesOf("[77, 255, \"0x1\"]"), (std::array<std::uint8_t, 16>{77, 255, 1}));
-  for (const char* value :
-       {"\"12345678901234567\"", "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]", "[256]", "7"})
-    EXPECT_THROW(bytesOf(value), SnapshotError) << value;
+/// The small example fabric as it is written, with that text for the first value of the key.
+std::string exampleWith(const std::string& key, const std::string& value) {
+  static const std::string lines =
+      written(readSnapshotFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json"));
+  const std::regex member("\"" + key + R"(":("[^"]*"|\[[^\]]*\]))");
+  return std::regex_replace(lines, member, "\"" + key + "\":" + value,
+                            std::regex_constants::format_first_only);
+}
 
-  const auto gid = [](const std::string& value) {
-    return read(kHeader +
-                node(R"("records": {"IB_ClassPortInfo": {"CapMsk":1,"ClassVersion":1,"BaseVersion":1,
-      "RespTimeValue":1,"CapMsk2":1,"RedirectGID":)" +
-                     value + R"(,"RedirectFL":1,"RedirectSL":1,"RedirectTC":1,
-      "RedirectPKey":1,"RedirectLID":1,"RedirectQP":1,"RedirectQKey":1}})"))
-        .discovered.records.getZYRClassPortInfo(0)
-        ->RedirectGID;
+TEST(SnapshotReader, TakesBytesAsTextDigitsOrNumbers) {
+  struct Case {
+    std::string key;
+    std::vector<std::string> alike;  // the first of them as it is written
+    std::vector<std::string> refused;
   };
-  EXPECT_EQ(gid("\"fe8000000000000000000000000000Ab\""), gid("[254,128,0,0,0,0,0,0,0,0,0,0,0,0,0,171]"));
-  for (const char* value : {"\"fe80\"", "\"ge800000000000000000000000000000\"", "[1,2]"})
-    EXPECT_THROW(gid(value), SnapshotError) << value;
-
-  const auto modes = [](int count) {
-    std::string list;
-    for (int i = 0; i < count; ++i)
-      list += std::string(i > 0 ? "," : "") + R"({"LFTableSize":1,"NumOfLFTables":2})";
-    return kHeader +
-           node(
-               R"("records": {"ib_private_lft_info": {"Active_Mode":1,"ModeCap":2,"NumPLFTs":3,"NoFallback":4,
-      "Description_Mode":[)" +
-               list + "]}}");
+  const std::string mode = R"({"LFTableSize":1,"NumOfLFTables":2})";
+  const std::string three = "[" + mode + "," + mode + "," + mode;
+  const std::vector<Case> cases = {
+      {"PSID",
+       {R"("MTa")", R"("M\u0054a")", R"([77,84,"0x61"])"},
+       {R"("12345678901234567")", "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]", "[256]", "7"}},
+      {"PSID", {"[77,255,1,0,0,0,0,0,0,0,0,0,0,0,0,0]", R"([77, 255, "0x1"])"}, {}},
+      {"RedirectGID",
+       {R"("fe8000000000000000000000000000ab")", R"("fe8000000000000000000000000000Ab")",
+        "[254,128,0,0,0,0,0,0,0,0,0,0,0,0,0,171]"},
+       {R"("fe80")", R"("ge800000000000000000000000000000")", "[1,2]"}},
+      {"Description_Mode", {three + "," + mode + "]"}, {three + "]", three + "," + mode + "," + mode + "]"}},
   };
-  EXPECT_EQ(read(modes(4)).discovered.records.getPLFTInfo(0)->Description_Mode[3].NumOfLFTables, 2);
-  EXPECT_THROW(read(modes(3)), SnapshotError);
-  EXPECT_THROW(read(modes(5)), SnapshotError);
+  for (const auto& [key, alike, refused] : cases) {
+    for (const std::string& value : alike)
+      EXPECT_TRUE(written(read(exampleWith(key, value))) == exampleWith(key, alike.front())) << key << value;
+    for (const std::string& value : refused)
+      EXPECT_THROW(read(exampleWith(key, value)), SnapshotError) << key << value;
+  }
 }
 
 TEST(SnapshotReader, TakesKeysInAnyOrderAndNumbersInAnySpelling) {
-  const Snapshot snapshot = read(kHeader + R"(
+  const std::string odd = kHeader + R"(
     {"records": {"SMP_RouterInfo": {"cap_router_lid":"0xFFFF","CapabilityMask":"4294967295","cap_supported_subnets":5,
        "ar_group_to_router_lid_table_cap":4,"NextHop\u0054ableCap":"0x2","AdjacentSiteLocalSubnetsTableCap":"\u0033"}},
      "ports": [{"state": -7, "num": 2, "kinds": ["fnm1", "special"]}, {"num": 1}], "absent": {"SMP_NodeInfo": "timed out"},
      "num_ports": 2, "type": 77, "guid": "0xffffffffffffffff", "special_type": -1, "orbel_switch": true,
      "capabilities": {"gmp_error": -3}, "name": "rtr \u00e9", "in_sub_fabric": false} )" +
-                                 R"({"name":"b","guid":2,"type":"ca","num_ports":0})");
+                          R"({"name":"b","guid":2,"type":"ca","num_ports":0})";
+  const std::string usual =
+      "{\"fabric_snapshot\":1,\"nodes\":2}\n"
+      R"({"name":"b","guid":"0x2","type":"ca","num_ports":0})"
+      "\n"
+      R"({"name":"rtr é","guid":"0xffffffffffffffff","type":77,"num_ports":2,"in_sub_fabric":false,"special_type":-1,)"
+      R"("orbel_switch":true,"capabilities":{"gmp_error":-3},"records":{"SMP_RouterInfo":{"CapabilityMask":4294967295,)"
+      R"("NextHopTableCap":2,"AdjacentSiteLocalSubnetsTableCap":3,"ar_group_to_router_lid_table_cap":4,)"
+      R"("cap_supported_subnets":5,"cap_router_lid":65535}},"absent":{"SMP_NodeInfo":"timed out"},)"
+      R"("ports":[{"num":1,"state":"active"},{"num":2,"state":-7,"kinds":["special","fnm1"]}]})"
+      "\n";
+  const Snapshot snapshot = read(odd);
+  EXPECT_EQ(written(snapshot), usual);
   const IBNode& node = *snapshot.discovered.fabric.nodeByName.at("rtr é");
-  const SMP_RouterInfo& info = *snapshot.discovered.records.getSMPRouterInfo(node.recordIndex);
-  EXPECT_EQ(info, (SMP_RouterInfo{0xffffffff, 2, 3, 4, 5, 0xffff}));
-  EXPECT_EQ(node.guid, ~std::uint64_t{0});
-  EXPECT_EQ(node.type, 77);
-  EXPECT_EQ(node.getSpecialNodeType(), -1);
-  EXPECT_TRUE(node.isOrbelSwitch());
-  EXPECT_FALSE(node.inSubFabric);
-  ASSERT_EQ(node.ports.size(), 3U);
   EXPECT_EQ(node.ports[0], nullptr);
-  EXPECT_EQ(node.ports[2]->portState, -7);
   EXPECT_TRUE(node.ports[2]->isFNM1Port() && node.ports[2]->isSpecialPort() && !node.ports[2]->isFNMPort());
-  EXPECT_EQ(node.ports[1]->portState, 4);
-  EXPECT_EQ(snapshot.discovered.capabilities.find(node.recordIndex, true)->error, -3);
-  EXPECT_EQ(snapshot.discovered.capabilities.find(node.recordIndex, false), nullptr);
-  EXPECT_EQ(snapshot.absentOnNodes.at(node.recordIndex).at("SMP_NodeInfo"), "timed out");
-  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.count("b"), 1U);
 }
 
 TEST(SnapshotReader, ReadsTheSameHoweverTheTextIsLaidOutAndCut) {
   const std::string example = readFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
   const std::string lines = written(read(example));
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 7);
-  EXPECT_EQ(written(read(lines)), lines);
-
-  // Every document on one line, in any order of nodes, with Windows line ends, and without a last line end.
-  std::string joined = lines;
-  std::replace(joined.begin(), joined.end(), '\n', ' ');
-  EXPECT_EQ(written(read(joined)), lines);
   const std::size_t second = lines.find('\n') + 1;
   const std::size_t third = lines.find('\n', second) + 1;
-  EXPECT_EQ(
-      written(read(lines.substr(0, second) + lines.substr(third) + lines.substr(second, third - second - 1))),
-      lines);
-  std::string windows;
-  for (const char character : lines) windows += character == '\n' ? "\r\n" : std::string(1, character);
-  EXPECT_EQ(written(read(windows)), lines);
-
-  for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U}) {
-    EXPECT_EQ(written(readSnapshot(pieces(lines, piece), "f")), lines) << piece;
-    EXPECT_EQ(written(readSnapshot(pieces(example, piece), "f")), lines) << piece;
+  const std::string otherOrder =
+      lines.substr(0, second) + lines.substr(third) + lines.substr(second, third - second);
+  const std::regex lineEnd("\n");
+  for (const std::string& text :
+       {example, lines, std::regex_replace(lines, lineEnd, " "), std::regex_replace(lines, lineEnd, "\r\n"),
+        otherOrder, otherOrder.substr(0, otherOrder.size() - 1)}) {
+    EXPECT_TRUE(written(read(text)) == lines) << text.substr(0, 1000);
+    for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U})
+      EXPECT_TRUE(written(readSnapshot(pieces(text, piece), "f")) == lines) << piece;
   }
 }
 
@@ -287,6 +250,9 @@ TEST(SnapshotReader, GoesOnBeyondItsWindow) {
   const Snapshot snapshot = read(text);
   EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 400U);
   EXPECT_EQ(written(read(pretty)), written(snapshot));
+  std::ranges::replace(text, '\n', ' ');
+  EXPECT_EQ(written(read(text)), written(snapshot));
+  EXPECT_EQ(written(read(text, 3)), written(snapshot));
   EXPECT_THROW(read(text.substr(0, text.size() - 3)), SnapshotError);
 }
 
@@ -299,11 +265,8 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
   const auto outcome = [&](unsigned jobs) {
     std::string text = kHeader;
     for (const std::string& document : documents) text += document;
-    try {
-      return written(read(text, jobs));
-    } catch (const SnapshotError& error) {
-      return std::string(error.what());
-    }
+    const std::string refused = refusal(text, jobs);
+    return refused == "none" ? written(read(text, jobs)) : refused;
   };
   EXPECT_EQ(outcome(1), outcome(4));
   // Documents that are no lines, two of them on one, a blank line, and then each kind of fault behind them.
@@ -321,17 +284,25 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
   EXPECT_TRUE(outcome(4).starts_with("f:102: the document that begins here has no end")) << outcome(4);
 }
 
+/// What is offered to a parser again and again makes the time the square of a line's length.
+TEST(DocumentStream, OffersTheRestOfALineOnce) {
+  std::string text;
+  for (int i = 0; i < 2000; ++i) text += R"({"a": "b}", "c": [1, {"\"": 2}]} )";
+  DocumentStream documents(pieces(text, 4096));
+  std::size_t count = 0;
+  std::size_t offered = 0;
+  for (; documents.next(); ++count) {
+    offered += documents.text().size();
+    if (documents.widen()) offered += documents.text().size();
+  }
+  EXPECT_EQ(count, 2000U);
+  EXPECT_LT(offered, 3 * text.size());
+}
+
 TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
   const std::string filling(DocumentStream::kLongestDocument, ' ');
-  for (const std::string& text :
-       {"{" + filling, node("") + node(filling + R"("in_sub_fabric": true)", "m")}) {
-    try {
-      read(kHeader + text);
-      ADD_FAILURE();
-    } catch (const SnapshotError& error) {
-      EXPECT_NE(std::string(error.what()).find("longer than 64 MiB"), std::string::npos) << error.what();
-    }
-  }
+  for (const std::string& text : {"{" + filling, node("") + node(filling + R"("in_sub_fabric": true)", "m")})
+    EXPECT_NE(refusal(kHeader + text).find("longer than 64 MiB"), std::string::npos);
 }
 
 }  // namespace

@@ -38,6 +38,17 @@ TEST(TextRules, RefusesWhatLeavesItsLine) {
     EXPECT_NE(textFault(text), "") << printable(text);
 }
 
+TEST(TextRules, RefusesNamesThatBeginAComment) {
+  for (const char* name : {"a\" /*", "\"\"\"/*\"", "\"/**/"}) {
+    EXPECT_NE(nameFault(name), "") << name;
+    EXPECT_EQ(nameFault(cleanName(name)), "") << name;
+    EXPECT_EQ(textFault(name), "") << name;
+  }
+  for (const char* name : {"a /*", "\"a\" /*", "/*\"", "\"//", "\" * /", "a/\"*"})
+    EXPECT_EQ(nameFault(name), "") << name;
+  EXPECT_NE(nameFault("a\\"), "");
+}
+
 TEST(Quoting, EndsWhereTheTextEnds) {
   using namespace std::string_view_literals;
   const std::string_view hostile =

@@ -39,9 +39,14 @@ class InterruptedVerify : public testing::Test {
                             << onTerm << "\nsleep 1000 &\necho $! $$ >> " << pidFile.string()
                             << "\nwhile :; do wait; done\n";
     std::filesystem::permissions(compiler, std::filesystem::perms::owner_all);
-    const std::string command = "TMPDIR=" + temporary.string() +
-                                " exec " SIMINFO_PROGRAM " verify --jobs 2 --compiler " + compiler.string() +
-                                " " SIMINFO_SOURCE_DIR "/examples/small_fabric.json 2> " + errors.string();
+    // Each node of a file that is there has a compiler of its own.
+    const std::string program = SIMINFO_PROGRAM;
+    const std::string fabric = " " SIMINFO_SOURCE_DIR "/examples/small_fabric.json";
+    const std::string folder = directory.path().string();
+    const std::string command = program + " generate --name F --output-dir " + folder + fabric +
+                                " > /dev/null 2>&1; TMPDIR=" + temporary.string() + " exec " + program +
+                                " verify --name F --use " + folder + " --jobs 2 --compiler " +
+                                compiler.string() + fabric + " 2> " + errors.string();
     std::array<const char*, 4> arguments{"sh", "-c", command.c_str(), nullptr};
     ASSERT_EQ(posix_spawnp(&siminfo, "sh", nullptr, nullptr, const_cast<char**>(arguments.data()), environ),
               0);

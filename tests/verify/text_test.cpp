@@ -3,10 +3,12 @@
 
 #include <regex>
 
+#include "siminfo/core/section_stream.h"
 #include "siminfo/snapshot/reader.h"
 #include "siminfo/verify/file_check.h"
-#include "siminfo/verify/node_verdict.h"
+#include "siminfo/verify/node_file.h"
 #include "siminfo/verify/rules.h"
+#include "siminfo/verify/section_verdict.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -24,12 +26,10 @@ class SmallFabric {
 
   /// Every difference that the text shows, as the report has it.
   std::vector<std::string> judge(const std::string& text, FrameForm form = FrameForm::kExact) const {
-    return judge(text, nodesToGenerate(snapshot, {{}, true}), form);
-  }
-  std::vector<std::string> judge(const std::string& text, const std::vector<ExpectedNode>& nodes,
-                                 FrameForm form) const {
+    std::vector<const IBNode*> nodes;
+    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
     const DumpText dump(text);
-    const ExpectedFile expected{snapshot, "Fab1", nodes};
+    const ExpectedFile expected = expectedNodeFile("Fab1", snapshot.source, nodes);
     const FileCheck check = checkFile(dump, expected);
     std::vector<std::string> found;
     const auto add = [&](const std::string& subject, const Difference& of) {
@@ -37,14 +37,46 @@ class SmallFabric {
                       of.found);
     };
     for (const Difference& difference : check.differences) add("", difference);
-    for (const FoundNode& node : check.nodes) {
-      const NodeResult result = judgeNode(node, expected, form).result;
-      for (std::size_t i = 0; i < result.frames.size(); ++i) {
-        for (const Difference& difference : result.frames[i].differences)
-          add(result.node->name + ": " + std::string(rules()[i].frame) + ": ", difference);
+    for (const FoundSection& section : check.sections) {
+      const IBNode& node = *expected.sections[section.place].node;
+      const SectionVerdict verdict =
+          judgeSection(section, Expectation({snapshot, node, node.name}), Missing::kError, form);
+      for (std::size_t i = 0; i < verdict.frames.size(); ++i) {
+        for (const Difference& difference : verdict.frames[i].differences)
+          add(node.name + ": " + std::string(rules()[i].frame) + ": ", difference);
       }
     }
     return found;
+  }
+
+  /// Where the text differs from what the nodes' models ask for: a line, or a node for each frame of it.
+  std::vector<std::string> compare(const std::string& text, const NodeFileForm& form = {}) {
+    const ScratchDirectory directory;
+    const std::filesystem::path path = directory.path() / "f.cpp";
+    std::ofstream(path) << text;
+    std::vector<const IBNode*> nodes;
+    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+
+    InMemoryDrovik engine(snapshot.discovered, directory.path());
+    const ModelWriter writer(engine, false);
+    const ModelSet set = writer.findModels(nodes);
+    SectionStream os;
+    for (const Model& model : set.models) writer.printModel(os, "Fab1", model);
+    const DumpText dump{std::string(os.text())};
+    ExpectedFile expected{"model", "Fab1", {}, {}, {}};
+    for (const Model& model : set.models) expected.sections.push_back(modelSection(model));
+    const FileCheck check = checkFile(dump, expected);
+    std::map<const IBNode*, OwnText> own;
+    for (const auto& [node, model] : set.nodes)
+      own.emplace(node, OwnText("Fab1", check.sections[model],
+                                Expectation({snapshot, *node, set.models[model].name}), form));
+
+    const NodeFileCheck found = checkNodeFile(path, expectedNodeFile("Fab1", snapshot.source, nodes),
+                                              [&](const IBNode& node) { return &own.at(&node); });
+    std::vector<std::string> places;
+    for (const Difference& difference : found.differences) places.push_back(difference.place);
+    for (const auto& [node, faults] : found.ofNodes) places.insert(places.end(), faults.size(), node->name);
+    return places;
   }
 
   Snapshot snapshot = readSnapshotFile(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
@@ -382,6 +414,7 @@ void expectOneEach(std::span<const TextCase> cases) {
     const std::vector<std::string> found = smallFabric().judge(file.text);
     ASSERT_EQ(found.size(), 1U) << testing::PrintToString(found);
     EXPECT_NE(found[0].find(of.words), std::string::npos) << found[0];
+    EXPECT_EQ(smallFabric().compare(file.text).size(), 1U);
   }
 }
 
@@ -406,6 +439,15 @@ TEST(GeneratedText, IsRightInEitherForm) {
   file.text = std::regex_replace(file.text, std::regex("siminfo \\d+\\.\\d+\\.\\d+"), "siminfo 10.0");
   file.text = std::regex_replace(file.text, std::regex("// Host Name: [^\n]*"), "// Host Name: another host");
   EXPECT_EQ(smallFabric().judge(file.text), Found());
+
+  EXPECT_EQ(smallFabric().compare(file.text), Found());
+  EXPECT_EQ(smallFabric().compare(buildable, {true}), Found());
+  EXPECT_EQ(smallFabric().compare(buildable), (Found{kSwitch1, kSwitch1}));
+  EXPECT_EQ(smallFabric().compare(exact, {false, Missing::kComment}).size(), 20U);
+  file.text = std::regex_replace(exact, std::regex("#error "), "// ");
+  EXPECT_EQ(smallFabric().compare(file.text, {false, Missing::kComment}), Found());
+  file.replace("VendorID = 0x2c9", "VendorID = 0x2c8");
+  EXPECT_EQ(smallFabric().compare(file.text, {false, Missing::kComment}).size(), 1U);
 }
 
 /// What a generator does that leaves out a frame, or writes frames in an order of its own.
@@ -424,26 +466,6 @@ TEST(GeneratedText, HasTheFramesOfTheRules) {
   found = smallFabric().judge(smallFabric().generate(frames));
   EXPECT_EQ(found.size(), 6U);
   EXPECT_NE(found[0].find("an-1: setNodeInfo: line "), std::string::npos) << found[0];
-}
-
-/// A file that was made before may hold any selected nodes, as long as every shape is among them.
-TEST(GeneratedText, HasTheNodesOfTheSelection) {
-  const Edited file(smallFabric().generate());
-  const auto judge = [&](const NodeSelection& selection, const std::vector<std::string>& nodes) {
-    const std::size_t first = file.in("an-1") - 2;
-    std::string text = file.text.substr(0, first);
-    for (const std::string& node : nodes) text += file.section(node);
-    text += file.text.substr(file.at("\n// End of file"));
-    return smallFabric().judge(text, nodesOfFile(smallFabric().snapshot, selection), FrameForm::kEither);
-  };
-  const std::string extra =
-      ": a node: expected each selected node once, found `// Name: 'an-1', Alt: 'aggregation";
-  EXPECT_EQ(judge({{0x2c90000000041}, false}, {"sw1-reduction"}), Found());
-  const Found strange = judge({{0x2c90000000041}, false}, {"an-1", "sw1-reduction"});
-  ASSERT_EQ(strange.size(), 1U);
-  EXPECT_NE(strange[0].find(extra), std::string::npos) << strange[0];
-  EXPECT_EQ(judge({{0x2c90000000041, 0x2c90000000071}, false}, {"sw1-reduction"}),
-            Found{": the node an-1: expected a section of it, found none"});
 }
 
 }  // namespace

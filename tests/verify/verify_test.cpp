@@ -2,7 +2,10 @@
 
 #include "siminfo/simulator/headers.h"
 #include "siminfo/simulator/record_layout.h"
+#include "siminfo/verify/report.h"
 #include "siminfo/verify/rules.h"
+#include "siminfo/verify/verifier.h"
+#include "tests/drawn_node.h"
 #include "tests/program.h"
 #include "tests/support.h"
 
@@ -19,11 +22,33 @@ TEST(Verify, ProvesTheSmallFabric) {
   const ProgramRun exact = verify(kSmallFabric + " --name Other");
   EXPECT_EQ(exact.status, 0) << exact.output;
   EXPECT_TRUE(
-      exact.says("6 nodes, " + framesOf(6) + " frames: ") &&
+      exact.says("6 nodes of 6 devices, " + framesOf(6) + " frames: ") &&
       exact.says("20 refused by #error, 2 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the file: 0 differences; not compiled as a whole: it has #error lines"))
+                 "the rest of the text: 0 differences\nthe file of the nodes: not compiled as a whole: it "
+                 "has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
+  const ProgramRun ports = verify(kSmallFabric + " --all --exact-ports");
+  EXPECT_EQ(ports.status, 0) << ports.output;
+  EXPECT_TRUE(ports.says("frames: 48 proven, 84 not carried, 0 refused")) << ports.output;
+}
+
+/// Nodes of every kind, whose ports and records are there or not as they come, answer as they were made.
+TEST(Verify, ProvesDrawnNodes) {
+  Snapshot snapshot;
+  std::vector<const IBNode*> nodes;
+  for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot.discovered, "n" + std::to_string(seed), seed);
+  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+  for (const bool exactPorts : {false, true}) {
+    VerifyRequest request;
+    request.name = "Drawn";
+    request.exactPorts = exactPorts;
+    request.compiler = "c++";
+    const Verification found =
+        verify(snapshot, nodes, request, {[] { return false; }, [](std::size_t, std::size_t) {}});
+    EXPECT_TRUE(isProven(found)) << reportText(found);
+    EXPECT_EQ(countOutcomes(found)[0] + countOutcomes(found)[3] > 400, true) << summaryText(found);
+  }
 }
 
 /// A file that was generated, for edits that only a run shows.
@@ -95,8 +120,8 @@ TEST_F(EditedDump, ShowsEachValueThatDiffersOnce) {
     const ProgramRun found = verifyEdited("--guid 0x2c90000000041 --compiler " + compiler + " --keep '" +
                                           folder() + "/a \"quoted\" back\\slash: error: 1:2: '");
     EXPECT_EQ(found.status, 1);
-    EXPECT_TRUE(found.says("1 node, " + framesOf(1) + " frames: ") &&
-                found.says("14 differ, 1 fail to compile\nthe rest of the file: 0 differences"))
+    EXPECT_TRUE(found.says("1 node of 1 device, " + framesOf(1) + " frames: ") &&
+                found.says("14 differ, 1 fail to compile\nthe rest of the text: 0 differences"))
         << found.output;
     for (const ValueCase& of : kValueCases) {
       const std::string frame = std::string(of.method) + ": ";
@@ -115,23 +140,26 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   const ProgramRun right = verifyEdited(nodes);
   EXPECT_EQ(right.status, 0);
   EXPECT_TRUE(
-      right.says("2 nodes, " + framesOf(2) + " frames: ") &&
+      right.says("2 nodes of 2 devices, " + framesOf(2) + " frames: ") &&
       right.says("0 refused by #error, 0 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the file: 0 differences; compiles as a whole"))
+                 "the rest of the text: 0 differences\nthe file of the nodes: compiles as a whole"))
       << right.output;
   edit("an-1", "setNodeInfo", " = {0};", " = {0}; extern int shared;");
   edit("sw1-reduction", "setNodeInfo", " = {0};", " = {0}; extern char shared;");
   const ProgramRun wrong = verifyEdited(nodes);
   EXPECT_EQ(wrong.status, 1);
-  EXPECT_TRUE(wrong.says("the file: the file as a whole: expected one that compiles, found line "))
+  EXPECT_TRUE(wrong.says("the files: the file as a whole: expected one that compiles, found line "))
       << wrong.output;
-  EXPECT_TRUE(wrong.says("the rest of the file: 1 difference; does not compile as a whole")) << wrong.output;
+  EXPECT_TRUE(
+      wrong.says("the rest of the text: 1 difference\nthe file of the nodes: does not compile as a whole"))
+      << wrong.output;
 }
 
 TEST(Verify, RefusesWhatItCannotDo) {
   EXPECT_EQ(verify(kSmallFabric + " --name SW").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --compiler /nonexistent/c++").status, 3);
   EXPECT_EQ(verify(kSmallFabric + " --guid 5").status, 3);
+  EXPECT_EQ(verify(kSmallFabric + " --exact-ports --buildable").status, 2);
   EXPECT_EQ(verify(kSmallFabric + " --use /nonexistent").status, 3);
 }
 
@@ -170,47 +198,6 @@ TEST(Simulator, NumbersOfARecordDoNotOverlap) {
       }
     }
   }
-}
-
-/// The buildable form keeps every line of the exact one but those that it is there to change.
-TEST(Buildable, ChangesTheKnownLinesOnly) {
-  const ScratchDirectory directory;
-  const std::string arguments =
-      " generate " + kSmallFabric + " --name Fab1 --output-dir " + directory.path().string();
-  ASSERT_EQ(run(SIMINFO_PROGRAM + arguments).status, 0);
-  std::istringstream exact(readFile(directory.path() / "fab1_generated.cpp"));
-  ASSERT_EQ(run(SIMINFO_PROGRAM + arguments + " --buildable --simulator-header").status, 0);
-  std::istringstream buildable(readFile(directory.path() / "fab1_generated.cpp"));
-  EXPECT_TRUE(std::filesystem::exists(directory.path() / "fab1.h"));
-
-  std::vector<std::string> changed;
-  std::vector<std::string> added;
-  std::string theirs;
-  std::getline(buildable, theirs);
-  const std::string all = buildable.str();
-  for (std::string line; std::getline(exact, line);) {
-    if (line.find("mad_buffer.RedirectGID") != std::string::npos) {
-      for (int i = 0; i < 16; ++i) std::getline(buildable, theirs);
-      continue;
-    }
-    while (theirs == "        }" && line != theirs) {
-      added.push_back(theirs);
-      std::getline(buildable, theirs);
-    }
-    if (line.starts_with("        SMP_KrelExtPortInfo_pack") && line != theirs) {
-      changed.push_back("pack");
-      continue;
-    }
-    if (theirs == line + " {") {
-      changed.push_back(line);
-    } else {
-      ASSERT_EQ(theirs, line);
-    }
-    std::getline(buildable, theirs);
-  }
-  EXPECT_EQ(changed,
-            (std::vector<std::string>{"        case 4:", "        case 6:", "        default:", "pack"}));
-  EXPECT_EQ(added.size(), 3U);  // each branch's closing brace
 }
 
 }  // namespace

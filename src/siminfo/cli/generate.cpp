@@ -7,6 +7,7 @@
 #include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
+#include "siminfo/cli/depfile.h"
 #include "siminfo/cli/generate_options.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
@@ -54,10 +55,16 @@ void checkOptions(const GenerateOptions& options) {
   if (std::filesystem::exists(options.outputDir, error) &&
       !std::filesystem::is_directory(options.outputDir, error))
     throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + " is no directory");
+  if (options.depfile.empty()) return;
+  if (options.snapshot == "-")
+    throw CommandError(kBadCommandLine,
+                       "--depfile: standard input has no name to depend on; expected the snapshot's file");
+  for (const std::string& path : {options.snapshot, options.guidFile, options.outputDir})
+    checkDepfilePath(path);
 }
 
-/// Beside the source, under the name by which the source includes it.
-void writeSimulatorHeader(const GenerateOptions& options) {
+/// Beside the source, under the name by which the source includes it. Returns its path.
+std::filesystem::path writeSimulatorHeader(const GenerateOptions& options) {
   OutputDirectory files(options.outputDir);
   std::ofstream out;
   if (files.open(SimInfoDumpCPP::LowerName(options.name) + ".h", out) == 0) {
@@ -65,12 +72,12 @@ void writeSimulatorHeader(const GenerateOptions& options) {
     files.close(out);
   }
   if (!files.failure().empty()) throw CommandError(kBadInput, files.failure());
-  printResult(files.path().string() + "\n");
+  return files.path();
 }
 
-/// The nodes themselves: one file.
-ExitStatus generateNodes(const GenerateOptions& options, Snapshot& snapshot,
-                         const std::vector<const IBNode*>& selected) {
+/// The nodes themselves: one file, and its header. Returns their paths.
+std::vector<std::filesystem::path> generateNodes(const GenerateOptions& options, Snapshot& snapshot,
+                                                 const std::vector<const IBNode*>& selected) {
   InMemoryDrovik engine(snapshot.discovered, options.outputDir);
   const SimInfoDumpCPP generator(
       engine, options.buildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames(),
@@ -87,10 +94,10 @@ ExitStatus generateNodes(const GenerateOptions& options, Snapshot& snapshot,
   GenerationSummary summary;
   generator.Generate(options.name, guids, summary);
   if (!engine.files().failure().empty()) throw CommandError(kBadInput, engine.files().failure());
-  printResult(engine.files().path().string() + "\n");
-  if (options.simulatorHeader) writeSimulatorHeader(options);
+  std::vector<std::filesystem::path> written{engine.files().path()};
+  if (options.simulatorHeader) written.push_back(writeSimulatorHeader(options));
   reportFrames(counted(summary.nodes, "node"), summary, options.missing);
-  return kDone;
+  return written;
 }
 
 ExitStatus generate(const GenerateOptions& options) {
@@ -102,8 +109,38 @@ ExitStatus generate(const GenerateOptions& options) {
   std::filesystem::create_directories(options.outputDir, error);
   if (error)
     throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + ": " + error.message());
-  return options.models ? generateModels(options, *snapshot, nodes)
-                        : generateNodes(options, *snapshot, nodes);
+  const std::vector<std::filesystem::path> written =
+      options.models ? generateModels(options, *snapshot, nodes) : generateNodes(options, *snapshot, nodes);
+  std::string paths;
+  for (const std::filesystem::path& path : written) paths += path.string() + "\n";
+  printResult(paths);
+  // Last of all: it says that the run has done its work.
+  if (!options.depfile.empty()) writeDepfile(options.depfile, written, {options.snapshot, options.guidFile});
+  return kDone;
+}
+
+/// `others` are the options that have no say in a model's text.
+void addModelOptions(CLI::App& command, GenerateOptions& options, const std::vector<CLI::Option*>& others) {
+  CLI::Option* models = command.add_flag(
+      "--models", options.models,
+      "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
+      "<lower name>_models_0.cpp, _nodes.tsv and _models.def");
+  for (CLI::Option* other : others) models->excludes(other);
+  command.add_option("--shards", options.shards, "Source files that the models are spread over")
+      ->type_name("N")
+      ->check(CLI::Range(1, 4096))
+      ->capture_default_str()
+      ->needs(models);
+  command
+      .add_flag(
+          "--project", options.project,
+          "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
+          "program that restores every node")
+      ->needs(models);
+  command
+      .add_flag("--exact-ports", options.exactPorts,
+                "Give every port with values of its own a branch, as special ports have one")
+      ->needs(models);
 }
 
 }  // namespace
@@ -153,27 +190,11 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
       "--simulator-header", options->simulatorHeader,
       "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
   CLI::Option* missing = addMissingOption(*command, options->missing);
-  CLI::Option* models =
-      command
-          ->add_flag("--models", options->models,
-                     "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
-                     "<lower name>_models_0.cpp, _nodes.tsv and _models.def")
-          ->excludes(onePerClass, buildable, header, missing);
-  command->add_option("--shards", options->shards, "Source files that the models are spread over")
-      ->type_name("N")
-      ->check(CLI::Range(1, 4096))
-      ->capture_default_str()
-      ->needs(models);
+  addModelOptions(*command, *options, {onePerClass, buildable, header, missing});
   command
-      ->add_flag(
-          "--project", options->project,
-          "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
-          "program that restores every node")
-      ->needs(models);
-  command
-      ->add_flag("--exact-ports", options->exactPorts,
-                 "Give every port with values of its own a branch, as special ports have one")
-      ->needs(models);
+      ->add_option("--depfile", options->depfile,
+                   "Write which files the output was made from, as a rule that Make and Ninja read")
+      ->type_name("FILE");
   command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
       ->type_name("N")
       ->check(CLI::Range(1, 1024));

@@ -16,8 +16,8 @@ void reportStandIns(const StandIns& standIns, bool exactPorts) {
             (exactPorts ? "; these have one record for all ports" : "; --exact-ports gives each its own"));
 }
 
-ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
-                          const std::vector<const IBNode*>& nodes) {
+std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
+                                                  const std::vector<const IBNode*>& nodes) {
   // What a model's file says must not depend on where the fabric was read from.
   snapshot.discovered.fabric.source.clear();
   InMemoryDrovik engine(snapshot.discovered, options.outputDir);
@@ -28,20 +28,17 @@ ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
   if (const std::string other = otherOwner(files); !other.empty())
     printWarning("the files of " + other + " in " + options.outputDir +
                  " are replaced: names of files tell " + options.name + " from " + other + " by nothing");
+  std::vector<std::filesystem::path> written;
   try {
-    std::string written;
-    const auto paths = options.project
-                           ? writeProject(writer, set, options.name, options.shards, options.outputDir)
-                           : writeModelFiles(writer, set, files);
-    for (const std::filesystem::path& path : paths) written += path.string() + "\n";
-    printResult(written);
+    written = options.project ? writeProject(writer, set, options.name, options.shards, options.outputDir)
+                              : writeModelFiles(writer, set, files);
   } catch (const std::system_error& error) {
     throw CommandError(kBadInput, error.what());
   }
   reportFrames(counted(set.nodes.size(), "node") + ", " + counted(set.models.size(), "model"), set.summary,
                Missing::kComment);
   reportStandIns(set.standIns, options.exactPorts);
-  return kDone;
+  return written;
 }
 
 }  // namespace siminfo

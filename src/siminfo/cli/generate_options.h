@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct GenerateOptions {
   unsigned shards = 1;
   bool project = false;
   bool exactPorts = false;
+  std::string depfile;
   unsigned jobs = 0;
 };
 
@@ -35,7 +37,8 @@ void reportFrames(const std::string& what, const GenerationSummary& summary, Mis
 void reportStandIns(const StandIns& standIns, bool exactPorts);
 
 /// Writes every distinct device once, and a table of the nodes that are of each: `siminfo generate --models`.
-ExitStatus generateModels(const GenerateOptions& options, Snapshot& snapshot,
-                          const std::vector<const IBNode*>& nodes);
+/// Returns the files' paths.
+std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
+                                                  const std::vector<const IBNode*>& nodes);
 
 }  // namespace siminfo

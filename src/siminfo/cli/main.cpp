@@ -1,6 +1,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <new>
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
@@ -59,6 +60,9 @@ int main(int argc, char** argv) {
   } catch (const siminfo::CommandError& error) {
     siminfo::reportError(error.what());
     return error.status();
+  } catch (const std::bad_alloc&) {
+    siminfo::reportError("there is not enough memory");
+    return siminfo::kBadInput;
   } catch (const std::exception& error) {
     siminfo::reportError(error.what());
     return siminfo::kBadInput;

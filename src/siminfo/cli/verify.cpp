@@ -7,6 +7,7 @@
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
 #include "siminfo/verify/report.h"
 #include "siminfo/verify/verifier.h"
 
@@ -24,18 +25,20 @@ VerifyRequest defaultRequest() {
 struct VerifyOptions {
   std::string snapshot;
   std::vector<std::string> guids;
+  bool all = false;
   VerifyRequest request = defaultRequest();
 };
 
 /// Results of a verification that was cut short would prove nothing, so an interrupt is a failure.
-Verification verifyInterruptibly(Snapshot& snapshot, const VerifyRequest& request) {
+Verification verifyInterruptibly(Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
+                                 const VerifyRequest& request) {
   const Interruption interruption;
   Progress line;
   Verification verification =
-      verify(snapshot, request,
+      verify(snapshot, nodes, request,
              {[&] { return interruption.isAsked(); },
               [&](std::size_t done, std::size_t of) {
-                line.show("verifying: " + std::to_string(done) + " of " + std::to_string(of) + " nodes");
+                line.show("verifying: " + std::to_string(done) + " of " + std::to_string(of) + " programs");
               }});
   if (interruption.isAsked()) throw VerifyError("interrupted: nothing was proven");
   return verification;
@@ -43,11 +46,12 @@ Verification verifyInterruptibly(Snapshot& snapshot, const VerifyRequest& reques
 
 ExitStatus runVerify(const VerifyOptions& options) {
   checkName(options.request.name, true);
-  VerifyRequest request = options.request;
-  request.selection.guids = readGuids(options.guids, {});
+  const VerifyRequest& request = options.request;
+  const std::set<std::uint64_t> guids = readGuids(options.guids, {});
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, request.jobs);
+  const std::vector<const IBNode*> nodes = selectNodes(snapshot->discovered.fabric, guids, options.snapshot);
   try {
-    const Verification verification = verifyInterruptibly(*snapshot, request);
+    const Verification verification = verifyInterruptibly(*snapshot, nodes, request);
     printResult(reportText(verification));
     return isProven(verification) ? kDone : kAnswerIsNo;
   } catch (const VerifyError& error) {
@@ -73,11 +77,16 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   command->add_option("--guid", options->guids, "Only the node of this GUID, in hexadecimal; may be repeated")
       ->type_name("GUID")
       ->allow_extra_args(false);
-  command->add_flag("--all", options->request.selection.all, "Every node, and not one of each shape");
-  command->add_flag("--buildable", options->request.isBuildable,
-                    "The buildable form of the two frames that cannot compile as the format stands");
-  addMissingOption(*command, options->request.missing);
-  command->add_option("--jobs", options->request.jobs, "Nodes compiled at a time")
+  command->add_flag("--all", options->all, "Every node; which is what is done without it as well");
+  CLI::Option* buildable =
+      command->add_flag("--buildable", options->request.form.isBuildable,
+                        "The buildable form of the two frames that cannot compile as the format stands");
+  CLI::Option* missing = addMissingOption(*command, options->request.form.missing);
+  CLI::Option* exactPorts =
+      command->add_flag("--exact-ports", options->request.exactPorts,
+                        "Models whose ports with values of their own answer with these, as generate "
+                        "--models\nwrites them with the same option; then there is no file of the nodes");
+  command->add_option("--jobs", options->request.jobs, "Programs compiled at a time")
       ->type_name("N")
       ->check(CLI::Range(1U, 256U))
       ->capture_default_str();
@@ -86,11 +95,13 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
       ->type_name("CXX")
       ->capture_default_str();
   command->add_option("--keep", options->request.keep, "Work in this folder and keep it")->type_name("DIR");
-  command
-      ->add_option("--use", options->request.use,
-                   "Verify the generated file in this folder, made by generate or by verify --keep with the\n"
-                   "same --name and --guid, and every node that it holds")
-      ->type_name("DIR");
+  CLI::Option* use =
+      command
+          ->add_option("--use", options->request.use,
+                       "Verify the generated file in this folder, made by generate or by verify --keep with\n"
+                       "the same --name and --guid, as it stands")
+          ->type_name("DIR");
+  for (CLI::Option* other : {buildable, missing, use}) exactPorts->excludes(other);
   command->footer(
       "Exit status: 1 when something differs or does not compile; 3 when it was interrupted, since nothing "
       "was\n"

@@ -1,13 +1,12 @@
 #include "siminfo/generators/drovik_sim_info_dump.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <fstream>
 #include <locale>
 
 #include "siminfo/core/block_emitter.h"
+#include "siminfo/core/host_name.h"
 #include "siminfo/core/section_stream.h"
 
 namespace siminfo {
@@ -45,12 +44,6 @@ constexpr std::size_t kWriteSize = 256UL * 1024;
 
 constexpr int kFirstYear = 2024;
 constexpr int kYearWithoutClock = 2025;
-
-std::string hostName() {
-  std::array<char, 1024> name{};
-  gethostname(name.data(), name.size() - 1);
-  return name.data();
-}
 
 std::string_view bannerType(const IBNode& node) {
   switch (node.type) {

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "siminfo/core/block_emitter.h"
+#include "siminfo/core/in_memory/host_name_check.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/core/section_stream.h"
 #include "siminfo/text/number_text.h"
@@ -71,6 +72,7 @@ std::string ModelFiles::listFile() const { return lowerName() + "_models.def"; }
 
 std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, const ModelSet& set,
                                                    const ModelFiles& files) {
+  if (const std::string fault = hostNameFault(); !fault.empty()) throw std::runtime_error(fault);
   std::filesystem::create_directories(files.folder);
   Folder folder(files.folder);
   SectionStream text;

@@ -25,7 +25,8 @@ struct ModelFiles {
 };
 
 /// Writes the files of the set and returns their paths. A file whose bytes would be the same is not touched,
-/// and sources that an earlier run with more shards left behind are removed. Throws std::system_error.
+/// and sources that an earlier run with more shards left behind are removed. Throws std::system_error, and
+/// std::runtime_error where no source may be written.
 std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, const ModelSet& set,
                                                    const ModelFiles& files);
 

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "siminfo/core/block_emitter.h"
+#include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/core/records/records.h"
 #include "siminfo/core/section_stream.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
@@ -87,12 +85,6 @@ void writeView(BlockEmitter& out, const RecordLayout& layout) {
   out << "};\n";
 }
 
-bool holds(const std::filesystem::path& path, std::string_view text) {
-  std::ifstream file(path, std::ios_base::binary);
-  const std::string there{std::istreambuf_iterator<char>(file), {}};
-  return file && there == text;
-}
-
 bool isOfServer(const SimulatorHeader& header) { return header.path.starts_with("server/"); }
 
 }  // namespace
@@ -141,12 +133,9 @@ std::string dumpHeader(const std::string& name) {
 
 void writeFile(const std::filesystem::path& path, std::string_view text) {
   std::filesystem::create_directories(path.parent_path());
-  if (holds(path, text)) return;
-  errno = 0;
-  std::ofstream file(path, std::ios_base::binary);
-  file.write(text.data(), static_cast<std::streamsize>(text.size()));
-  file.close();
-  if (!file) throw std::system_error(errno != 0 ? errno : EIO, std::generic_category(), path.string());
+  OutputDirectory folder(path.parent_path());
+  if (const int error = folder.put(path.filename(), text); error != 0)
+    throw std::system_error(error, std::generic_category(), path.string());
 }
 
 void writeSimulator(const std::filesystem::path& root) {

@@ -47,7 +47,8 @@ const std::vector<RecordLayout>& recordLayouts();
 const RecordLayout& recordLayout(std::string_view functions);
 template <class Record>
 const RecordLayout& recordLayout() {
-  return recordLayout(kRecordName<Record>);
+  static const RecordLayout& kLayout = recordLayout(kRecordName<Record>);
+  return kLayout;
 }
 
 }  // namespace siminfo

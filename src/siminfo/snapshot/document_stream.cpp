@@ -1,6 +1,7 @@
 #include "siminfo/snapshot/document_stream.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace siminfo {
@@ -8,36 +9,47 @@ namespace {
 
 constexpr std::size_t kWindow = std::size_t{1} << 20U;
 
+/// Which bytes mean something: outside strings brackets and quotes, inside them quotes and backslashes.
+constexpr std::array<bool, 256> markTable(std::string_view marks) {
+  std::array<bool, 256> table{};
+  for (const char mark : marks) table[static_cast<unsigned char>(mark)] = true;
+  return table;
+}
+
 /// Finds the bracket that closes the first one, over text that comes in pieces.
 class BracketScanner {
  public:
   /// Goes on where it stopped; returns the length up to the closing bracket, or 0 when more is needed.
   std::size_t scan(std::string_view text) {
-    for (; at_ < text.size(); ++at_) {
-      const char character = text[at_];
-      if (inString_) {
-        if (isEscaped_)
-          isEscaped_ = false;
-        else if (character == '\\')
-          isEscaped_ = true;
-        else if (character == '"')
-          inString_ = false;
-      } else if (character == '"') {
-        inString_ = true;
-      } else if (character == '{' || character == '[') {
+    for (at_ = behindMark(text); at_ <= text.size(); at_ = behindMark(text)) {
+      const char mark = text[at_ - 1];
+      if (mark == '"')
+        inString_ = !inString_;
+      else if (mark == '\\')
+        ++at_;  // what it escapes, which may be in the next piece
+      else if (mark == '{' || mark == '[')
         ++depth_;
-      } else if ((character == '}' || character == ']') && --depth_ <= 0) {
-        return at_ + 1;
-      }
+      else if (--depth_ <= 0)
+        return at_;
     }
+    --at_;
     return 0;
   }
 
  private:
+  /// One past the next byte that means something; two past the end when there is none.
+  std::size_t behindMark(std::string_view text) const {
+    static constexpr auto kOutside = markTable("\"{}[]");
+    static constexpr auto kInside = markTable("\"\\");
+    const auto& marks = inString_ ? kInside : kOutside;
+    std::size_t at = at_;
+    while (at < text.size() && !marks[static_cast<unsigned char>(text[at])]) ++at;
+    return at + 1;
+  }
+
   std::size_t at_ = 0;
   long depth_ = 0;
   bool inString_ = false;
-  bool isEscaped_ = false;
 };
 
 /// By searching, as lines are long: faster by far than looking at every byte.
@@ -88,6 +100,7 @@ bool DocumentStream::skipWhiteSpace() {
 void DocumentStream::leaveDocument() {
   // A line has no line end in it; only a widened document has to be looked through for them.
   if (isWidened_) line_ += countLineEnds(text());
+  isLineShared_ = isWidened_;
   begin_ += length_;
   length_ = 0;
   isWidened_ = isCut_ = false;
@@ -95,45 +108,61 @@ void DocumentStream::leaveDocument() {
 
 bool DocumentStream::next() {
   leaveDocument();
+  const std::size_t line = line_;
   if (!skipWhiteSpace()) return false;
+  // The rest of a line with many documents on it would be offered, and parsed, once for each of them.
+  if (isLineShared_ && line_ == line && hasBrackets())
+    takeBrackets();
+  else
+    takeLine();
+  return true;
+}
+
+void DocumentStream::takeLine() {
   for (std::size_t seen = 0;;) {
-    if (const std::size_t lineEnd = held().find('\n', seen); lineEnd != std::string_view::npos) {
-      length_ = lineEnd;
-      return true;
-    }
-    seen = held().size();
-    if (!readMore()) {
-      length_ = seen;
-      return true;
-    }
+    length_ = held().find('\n', seen);
+    if (length_ != std::string_view::npos) return;
+    length_ = seen = held().size();
+    // No document is as long as a file whose line ends were taken out.
+    if (seen > kWindow && hasBrackets()) return takeBrackets();
+    if (!readMore()) return;
+  }
+}
+
+void DocumentStream::takeBrackets() {
+  isWidened_ = true;
+  BracketScanner scanner;
+  while ((length_ = scanner.scan(held())) == 0) {
+    if (readMore()) continue;
+    length_ = held().size();
+    isCut_ = true;
+    return;
   }
 }
 
 bool DocumentStream::widen() {
-  const bool hasBrackets = text().starts_with('{') || text().starts_with('[');
-  if (isWidened_ || !hasBrackets) return false;
-  isWidened_ = true;
-  const std::size_t guess = length_;
-  BracketScanner scanner;
-  for (;;) {
-    if (const std::size_t whole = scanner.scan(held()); whole > 0) {
-      length_ = whole;
-      return text().size() != std::string_view(text().data(), guess).find_last_not_of(" \t\r") + 1;
-    }
-    if (!readMore()) {
-      length_ = held().size();
-      isCut_ = true;
-      return false;
-    }
-  }
+  if (isWidened_ || !hasBrackets()) return false;
+  const std::string_view guess = text();
+  const std::size_t guessed = guess.find_last_not_of(" \t\r") + 1;
+  takeBrackets();
+  return !isCut_ && length_ != guessed;
 }
 
 bool DocumentStream::takeLines(std::size_t size, Lines& lines) {
   leaveDocument();
   bool isAtEnd = false;
   while (held().size() < size && !isAtEnd) isAtEnd = !readMore();
+  // What is left of a line with many documents on it is no line of one.
+  const std::size_t next = held().find_first_not_of(" \t\r");
+  if (isLineShared_ && next < held().size() && held()[next] != '\n') return false;
   std::size_t taken = held().size();
   if (!isAtEnd || taken > size) taken = endOfLines(held().substr(0, size));
+  // A line that is longer than all that was asked for is taken as well.
+  for (std::size_t seen = size; taken == 0 && seen < held().size();) {
+    taken = held().find('\n', seen) + 1;
+    seen = held().size();
+    if (taken == 0 && !readMore()) taken = seen;
+  }
   if (taken == 0) return false;
   if (lines.memory.size() < taken + kPadding) lines.memory.resize(taken + kPadding);
   std::copy_n(held().begin(), taken, lines.memory.begin());

@@ -18,7 +18,8 @@ struct Lines {
 ///
 /// A document as snapshots are written is one line, and a line's end is found at the speed of memory; so a
 /// line is what next() offers first. Where the reader finds that the line is no whole document, or more than
-/// one, widen() finds the document's true end by its brackets.
+/// one, widen() finds the document's true end by its brackets; and so next() does for whatever else begins on
+/// that line.
 class DocumentStream {
  public:
   /// Fills a buffer with at most `size` bytes and returns how many; 0 at the end. Throws what it cannot read.
@@ -36,9 +37,10 @@ class DocumentStream {
   /// that was read of the document.
   bool isCut() const { return isCut_; }
 
-  /// Moves at most `size` bytes from before the next document into `lines`: whole lines, the last of the
-  /// input with or without its end. False when there is nothing left, or no line that short. putBack undoes
-  /// it, the lines that were taken last before those that were taken earlier.
+  /// Moves at most `size` bytes from before the next document into `lines`, or more where one line is longer:
+  /// whole lines, the last of the input with or without its end. False when there is nothing left, and on a
+  /// line that was found to have several documents. putBack undoes it, the lines that were taken last before
+  /// those that were taken earlier.
   bool takeLines(std::size_t size, Lines& lines);
   void putBack(const Lines& lines);
 
@@ -56,6 +58,10 @@ class DocumentStream {
  private:
   /// Goes behind the current document.
   void leaveDocument();
+  void takeLine();
+  /// Up to the bracket that closes the first one.
+  void takeBrackets();
+  bool hasBrackets() const { return held().starts_with('{') || held().starts_with('['); }
   /// Reads more behind what is held. False at the end of the input and beyond the longest document.
   bool readMore();
   bool skipWhiteSpace();
@@ -70,6 +76,7 @@ class DocumentStream {
   std::size_t bytesRead_ = 0;
   bool isWidened_ = false;
   bool isCut_ = false;
+  bool isLineShared_ = false;  // whether another document was found to begin where the line goes on
 };
 
 }  // namespace siminfo

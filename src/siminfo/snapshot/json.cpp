@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
@@ -50,6 +51,8 @@ std::string Place::path() const {
 
 std::string malformedWords(simdjson::error_code error) {
   switch (error) {
+    case simdjson::MEMALLOC:  // which says nothing about the text
+      throw std::bad_alloc();
     case simdjson::UTF8_ERROR:
       return "is not UTF-8";
     case simdjson::UNESCAPED_CHARS:
@@ -131,11 +134,23 @@ std::string_view readText(const Place& place, json::value value) {
   return take(place, value.get_string(), value, "a string");
 }
 
+namespace {
+
+std::string_view judged(const Place& place, std::string_view text, const std::string& fault) {
+  if (!fault.empty()) refuse(place, fault + "; such a text could leave its line in the generated source");
+  return text;
+}
+
+}  // namespace
+
 std::string_view readLineText(const Place& place, json::value value) {
   const std::string_view text = readText(place, value);
-  if (const std::string fault = textFault(text); !fault.empty())
-    refuse(place, fault + "; such a text could leave its line in the generated source");
-  return text;
+  return judged(place, text, textFault(text));
+}
+
+std::string_view readName(const Place& place, json::value value) {
+  const std::string_view text = readText(place, value);
+  return judged(place, text, nameFault(text));
 }
 
 bool isString(json::value value) {

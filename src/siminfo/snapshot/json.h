@@ -147,6 +147,8 @@ bool readBool(const Place& place, json::value value);
 std::string_view readText(const Place& place, json::value value);
 /// A text that may stand on a line of generated source.
 std::string_view readLineText(const Place& place, json::value value);
+/// The name of a node.
+std::string_view readName(const Place& place, json::value value);
 
 bool isString(json::value value);
 

@@ -1,5 +1,7 @@
 #include "siminfo/snapshot/line_parsers.h"
 
+#include <system_error>
+
 #include "siminfo/snapshot/document_parser.h"
 
 namespace siminfo {
@@ -33,7 +35,12 @@ void parse(DocumentParser& parser, ParsedLines& parsed) {
 
 LineParsers::LineParsers(unsigned threads) {
   for (std::size_t i = 0; i < threads * kSlotsPerThread; ++i) slots_.push_back(std::make_unique<Slot>());
-  for (unsigned i = 0; i < threads; ++i) threads_.emplace_back([this, i, threads] { work(i, threads); });
+  threads_.reserve(threads);
+  try {
+    while (threads_.size() < threads) threads_.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+    // Those that there are do it all.
+  }
 }
 
 LineParsers::~LineParsers() {
@@ -45,14 +52,22 @@ LineParsers::~LineParsers() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-void LineParsers::work(std::size_t first, std::size_t step) {
+void LineParsers::work() {
   DocumentParser parser;
-  for (std::size_t number = first;; number += step) {
-    Slot& mine = slot(number);
-    State state = mine.state;
-    for (; state == State::kIdle || state == State::kParsed; state = mine.state) mine.state.wait(state);
-    if (state == State::kStop) return;
-    parse(parser, mine.parsed);
+  for (;;) {
+    Slot& mine = slot(claimed_++);
+    // A slot comes round again, and whoever finds it given parses it, be it claimed now or a round before.
+    for (State state = State::kGiven; !mine.state.compare_exchange_strong(state, State::kParsing);
+         state = State::kGiven) {
+      if (state == State::kStop) return;
+      mine.state.wait(state);
+    }
+    try {
+      mine.parsed.failure = nullptr;
+      parse(parser, mine.parsed);
+    } catch (...) {
+      mine.parsed.failure = std::current_exception();
+    }
     mine.state = State::kParsed;
     mine.state.notify_all();
   }
@@ -65,11 +80,16 @@ void LineParsers::give(Lines& lines) {
   free.state.notify_all();
 }
 
-void LineParsers::finish(Slot& slot) { slot.state.wait(State::kGiven); }
+void LineParsers::finish(Slot& slot) {
+  for (State state = slot.state; state == State::kGiven || state == State::kParsing; state = slot.state)
+    slot.state.wait(state);
+}
 
 ParsedLines& LineParsers::oldest() {
   finish(slot(taken_));
-  return slot(taken_).parsed;
+  ParsedLines& parsed = slot(taken_).parsed;
+  if (parsed.failure) std::rethrow_exception(parsed.failure);
+  return parsed;
 }
 
 Lines& LineParsers::takeBack() {

@@ -260,7 +260,7 @@ class NodeParser : OwnerParser {
 
  private:
   void parseName(json::value value, const Place& at) {
-    node_.name = readLineText(at, value);
+    node_.name = readName(at, value);
     if (node_.name.empty()) refuse(at, "is empty; expected the node's name");
     draft_.nameAt = at.at;
   }

@@ -117,6 +117,7 @@ class SnapshotReader {
   /// readDocuments, which finds the same as if it had read everything.
   void readLines(unsigned jobs) {
     LineParsers parsers(jobs);
+    if (!parsers.hasThreads()) return;
     Lines lines;
     for (bool isMore = true;;) {
       while (isMore && !parsers.isFull() && (isMore = documents_.takeLines(kLinesPerThread, lines)))

@@ -99,6 +99,27 @@ std::string textFault(std::string_view text) {
   return {};
 }
 
+namespace {
+
+/// Where a comment begins behind a quotation mark that closes the one before the name; npos when none does.
+/// It would reach over the lines of source behind it, up to whatever closes a comment there.
+std::size_t commentIn(std::string_view name) {
+  std::size_t quotes = 0;
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    if (name[at] == '"') ++quotes;
+    if (quotes % 2 == 1 && name.substr(at).starts_with("/*")) return at;
+  }
+  return std::string_view::npos;
+}
+
+}  // namespace
+
+std::string nameFault(std::string_view text) {
+  if (std::string fault = textFault(text); !fault.empty()) return fault;
+  if (commentIn(text) == std::string_view::npos) return {};
+  return "holds /* behind an odd number of quotation marks, which would begin a comment";
+}
+
 std::string printable(std::string_view text) {
   const auto mustGo = [](char32_t codePoint) { return isForbidden(codePoint) || codePoint == '"'; };
   return replaceIf(text, mustGo, escapeOf);
@@ -119,6 +140,7 @@ std::string cleanName(std::string_view text) {
   name.erase(0, name.find_first_not_of(' '));
   name.erase(name.find_last_not_of(' ') + 1);
   if (!textFault(name).empty()) name.back() = '_';
+  for (std::size_t at = commentIn(name); at != std::string::npos; at = commentIn(name)) name[at] = '_';
   return name;
 }
 

@@ -10,6 +10,9 @@ namespace siminfo {
 /// on the fabric, and a line comment that one of them escapes from turns the rest of the name into code.
 std::string textFault(std::string_view text);
 
+/// The same for the name of a node, which stands behind quotation marks that nothing may close as well.
+std::string nameFault(std::string_view text);
+
 /// The code point that begins at `text[at]`, and moves `at` behind it. A byte that begins none stands for
 /// itself, with `valid` set to false.
 char32_t nextCodePoint(std::string_view text, std::size_t& at, bool& valid);

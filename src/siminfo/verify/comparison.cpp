@@ -18,7 +18,7 @@ bool fits(const ExpectedNumber& number) { return number.bits == 64 || number.val
 
 Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number, std::uint64_t found,
                         bool isUntouched) {
-  Difference difference{image.place, number.field, hexText(number.value), hexText(found)};
+  Difference difference{image.place, std::string(number.field), hexText(number.value), hexText(found)};
   if (!fits(number))
     difference.expected += ", which does not fit the attribute's " + std::to_string(number.bits) + " bits";
   if (isUntouched) difference.found = kBefore;
@@ -35,8 +35,8 @@ std::vector<std::uint8_t> unchangedImage(const ExpectedImage& image, std::uint8_
 void compareImage(const ExpectedImage& image, const std::vector<std::uint8_t>& found, std::uint8_t background,
                   std::vector<Difference>& differences) {
   std::vector<std::uint8_t> others = found;
+  const std::vector<std::uint8_t> untouched(found.size(), background);
   for (const ExpectedNumber& number : image.numbers) {
-    const std::vector<std::uint8_t> untouched(found.size(), background);
     const std::uint64_t was = drovik::getBits(untouched.data(), number.bit, number.bits);
     const std::uint64_t is = drovik::getBits(found.data(), number.bit, number.bits);
     if (is != number.value) differences.push_back(differenceOf(image, number, is, is == was));

@@ -7,7 +7,9 @@ namespace {
 
 bool isHead(std::string_view line) { return line.starts_with("void "); }
 bool isType(std::string_view line) { return line.starts_with("// Node Type: "); }
+bool isModel(std::string_view line) { return line.starts_with("// Model: "); }
 bool isName(std::string_view line) { return line.starts_with("// Name: '"); }
+bool opensSection(std::string_view line) { return isType(line) || isName(line) || isModel(line); }
 bool isEnd(std::string_view line) { return line.starts_with("// End of file"); }
 
 /// "void Fab1::SW::setNodeInfo() {" to "setNodeInfo"; empty for any other line.
@@ -35,6 +37,7 @@ TextLines findBanner(TextLines lines) {
     const auto found = std::find_if(lines.rbegin(), lines.rend(), isIt);
     return static_cast<std::size_t>(lines.rend() - found);  // one past it, or 0
   };
+  if (const std::size_t model = last(isModel); model > 0) return lines.subspan(model - 1, 1);
   const std::size_t type = last(isType);
   const std::size_t name = last(isName);
   if (type > 0) {
@@ -59,8 +62,7 @@ DumpText::DumpText(std::string text) : text_(std::move(text)), lines_(linesOf(te
     // Frames of another node may follow without a banner, which then is what is missing.
     const bool isAnother =
         methodOf(lines_[at]) == "setNodeInfo" && before.size() > 1 && before[0].empty() && before[1].empty();
-    if (sections_.empty() || isAnother || std::ranges::any_of(before, isType) ||
-        std::ranges::any_of(before, isName))
+    if (sections_.empty() || isAnother || std::ranges::any_of(before, opensSection))
       from = openSection(from, at);
     at = from = addFrame(from, at);
   }
@@ -76,7 +78,7 @@ std::size_t DumpText::openSection(std::size_t from, std::size_t head) {
 
 std::size_t DumpText::addFrame(std::size_t from, std::size_t head) {
   const auto endsFrame = [](std::string_view line) {
-    return line == "}" || isHead(line) || isType(line) || isName(line) || isEnd(line);
+    return line == "}" || isHead(line) || opensSection(line) || isEnd(line);
   };
   const auto first = lines_.begin() + static_cast<std::ptrdiff_t>(head) + 1;
   auto end = static_cast<std::size_t>(std::find_if(first, lines_.end(), endsFrame) - lines_.begin());

@@ -24,7 +24,7 @@ struct DumpFrame {
 struct DumpSection {
   TextLines
       opening;  ///< from whatever comes before to the banner's end; of the first, the file's head is in it
-  TextLines banner;  ///< its two lines, or what is left of them
+  TextLines banner;  ///< of a node its two lines, or what is left of them; of a model one
   std::vector<DumpFrame> frames;
 };
 

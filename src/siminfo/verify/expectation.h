@@ -8,7 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "siminfo/snapshot/snapshot.h"
+#include "siminfo/core/fabric.h"
+#include "siminfo/verify/facts.h"
 
 namespace siminfo {
 
@@ -31,8 +32,8 @@ struct FramePlan {
 };
 
 struct ExpectedNumber {
-  std::string field;  ///< as generated source names it
-  std::size_t bit;    ///< in the image
+  std::string_view field;  ///< as generated source names it; of static life
+  std::size_t bit;         ///< in the image
   std::size_t bits;
   std::uint64_t value;
 };
@@ -48,12 +49,10 @@ struct ExpectedImage {
 /// generators, so that the two can be compared.
 class Expectation {
  public:
-  Expectation(const Snapshot& snapshot, const IBNode& node) : snapshot_(snapshot), node_(node) {}
+  explicit Expectation(const Facts& facts) : facts_(facts) {}
 
-  /// The class, inside that of the dump, whose member functions restore the node.
-  std::string nodeClass() const;
-  /// The two lines above the node's frames, without the second one's end.
-  std::string banner() const;
+  const Facts& facts() const { return facts_; }
+
   FramePlan plan(std::string_view frame) const;
   /// The images that the frame must have changed when it has run; none unless it is carried.
   std::vector<ExpectedImage> images(std::string_view frame) const;
@@ -67,8 +66,7 @@ class Expectation {
   std::vector<std::pair<unsigned, unsigned>> pushKeys() const;
 
  private:
-  const Snapshot& snapshot_;
-  const IBNode& node_;
+  Facts facts_;
 };
 
 }  // namespace siminfo

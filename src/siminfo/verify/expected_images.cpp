@@ -27,11 +27,22 @@ const IBPort* sourceOf(const FramePlan& ports, std::size_t index) {
   return found != ports.special.end() ? found->second : ports.regular;
 }
 
+std::vector<std::size_t> portIndexes(const Facts& facts, const FramePlan& ports, std::size_t first) {
+  std::vector<std::size_t> indexes;
+  bool hasOrdinary = false;
+  for (std::size_t index = first; index <= facts.node.numPorts; ++index) {
+    const bool isOrdinary = index > 0 && !ports.special.contains(static_cast<std::uint8_t>(index));
+    if (!isOrdinary || !hasOrdinary || !facts.isBrief) indexes.push_back(index);
+    hasOrdinary = hasOrdinary || isOrdinary;
+  }
+  return indexes;
+}
+
 /// The partition-key tables take the size that was restored.
-Images nodeInfoImages(const Facts& facts, const FramePlan&) {
+Images nodeInfoImages(const Facts& facts, const FramePlan& ports) {
   const auto& record = *facts.record<SMP_NodeInfo>();
   Images images{imageOf("nodeInfo", record)};
-  for (std::size_t index = 0; index <= facts.node.numPorts; ++index)
+  for (const std::size_t index : portIndexes(facts, ports, 0))
     images.push_back({indexed("portPkeyTables", index),
                       portPlace(index) + ", partition-key table",
                       {{"entries", 0, 32, record.PartitionCap}}});
@@ -39,12 +50,14 @@ Images nodeInfoImages(const Facts& facts, const FramePlan&) {
 }
 
 Images portInfoImages(const Facts& facts, const FramePlan& ports) {
-  Images images = imagesByPort<SMP_PortInfo>(facts, ports, "nodePortsInfo", 0);
-  for (std::size_t index = 0; index < images.size(); ++index) {
-    // No simulated port hosts a subnet manager.
-    std::ranges::find(images[index].numbers, "CapMsk", &ExpectedNumber::field)->value &= 0xfffffffdU;
+  Images images;
+  for (const std::size_t index : portIndexes(facts, ports, 0)) {
+    SMP_PortInfo record = *facts.record<SMP_PortInfo>(*sourceOf(ports, index));
+    record.CapMsk &= 0xfffffffdU;  // no simulated port hosts a subnet manager
+    ExpectedImage& image =
+        images.emplace_back(imageOf(indexed("nodePortsInfo", index), record, portPlace(index)));
     const bool isOrdinary = index > 0 && !ports.special.contains(static_cast<std::uint8_t>(index));
-    if (facts.isSwitch() && facts.node.orbelSwitch && isOrdinary) dropField(images[index], "LinkWidthSup");
+    if (facts.isSwitch() && facts.node.orbelSwitch && isOrdinary) dropField(image, "LinkWidthSup");
   }
   return images;
 }
@@ -75,7 +88,7 @@ Images reductionCountersImages(const Facts& facts, const FramePlan& ports) {
 /// Sets are stored by their headers, so of two ports with the same headers the later one's counters stay.
 Images pushCountersImages(const Facts& facts, const FramePlan& ports) {
   std::map<std::string, ExpectedImage> images;
-  for (std::size_t index = 1; index <= facts.node.numPorts; ++index) {
+  for (const std::size_t index : portIndexes(facts, ports, 1)) {
     const auto& record = *facts.record<ZYRPushReductionCounters>(*sourceOf(ports, index));
     const std::string key = std::to_string(record.header0) + ", " + std::to_string(record.header1);
     ExpectedImage image = imageOf("pushCounters[" + key + "]", record, "push counters of headers " + key);

@@ -15,6 +15,7 @@ using Images = std::vector<ExpectedImage>;
 template <class Record>
 ExpectedImage imageOf(std::string name, const Record& record, std::string place = {}) {
   ExpectedImage image{std::move(name), std::move(place), {}};
+  image.numbers.reserve(recordLayout<Record>().numbers.size());
   for (const NumberLayout& number : recordLayout<Record>().numbers)
     image.numbers.push_back({number.path, number.bit, number.bits, number.valueIn(&record)});
   return image;
@@ -25,12 +26,15 @@ std::string portPlace(std::size_t port);
 /// Which port's record the index of a generated loop gets.
 const IBPort* sourceOf(const FramePlan& ports, std::size_t index);
 
-/// An image for every port index of the simulated node from `first` on.
+/// The indexes of a generated loop over the simulated node's ports, from `first` on.
+std::vector<std::size_t> portIndexes(const Facts& facts, const FramePlan& ports, std::size_t first);
+
+/// An image for every index of such a loop.
 template <class Record>
 Images imagesByPort(const Facts& facts, const FramePlan& ports, const std::string& member,
                     std::size_t first) {
   Images images;
-  for (std::size_t index = first; index <= facts.node.numPorts; ++index)
+  for (const std::size_t index : portIndexes(facts, ports, first))
     images.push_back(
         imageOf(indexed(member, index), *facts.record<Record>(*sourceOf(ports, index)), portPlace(index)));
   return images;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "siminfo/snapshot/snapshot.h"
 
@@ -10,6 +11,11 @@ namespace siminfo {
 struct Facts {
   const Snapshot& snapshot;
   const IBNode& node;
+  std::string_view calledAs;  ///< in texts: the node's name, or that of a model which the node is of
+  /// Every port with values of its own has a branch of its own, instead of those that are special alone.
+  bool exactPorts = false;
+  /// Images of one ordinary port stand for those of all, which say the same.
+  bool isBrief = false;
 
   const InMemoryExtendedInfo& records() const { return snapshot.discovered.records; }
   bool isSwitch() const { return node.type == kSwitch; }

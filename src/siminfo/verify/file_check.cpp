@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "siminfo/text/number_text.h"
 #include "siminfo/text/text_rules.h"
-#include "siminfo/verify/file_words.h"
 #include "siminfo/verify/line_comparison.h"
 #include "siminfo/verify/rules.h"
 
@@ -36,12 +34,19 @@ std::vector<bool> outOfOrder(const std::vector<std::size_t>& places) {
 
 std::string lineWords(std::size_t line) { return "line " + std::to_string(line); }
 
-/// Finds which node each section of a file is about.
+template <class Lines>
+std::string joined(const Lines& lines) {
+  std::string text;
+  for (const auto& line : lines) text.append(line).append("\n");
+  return text;
+}
+
+/// Finds which of the expected sections each section of a file is.
 class SectionMatching {
  public:
   SectionMatching(const DumpText& text, const ExpectedFile& expected);
 
-  /// By section: a place among the expected nodes, or kNone.
+  /// By section of the file: a place among the expected ones, or kNone.
   const std::vector<std::size_t>& places() const { return places_; }
   bool isFound(std::size_t place) const { return isFound_[place]; }
 
@@ -63,20 +68,20 @@ bool SectionMatching::take(std::size_t section, const Places& from, const std::s
   return true;
 }
 
-/// A banner of which one line was edited still tells the node by the other, and a missing one by its place.
+/// A banner of which one line was edited still tells the section by the other, and a missing one by its
+/// place.
 SectionMatching::SectionMatching(const DumpText& text, const ExpectedFile& expected)
-    : places_(text.sections().size(), kNone), isFound_(expected.nodes.size(), false) {
+    : places_(text.sections().size(), kNone), isFound_(expected.sections.size(), false) {
   Places byBanner;
   Places byLine;
-  for (std::size_t place = 0; place < expected.nodes.size(); ++place) {
-    const std::vector<ExpectedLine> lines = openingLines({expected.snapshot, *expected.nodes[place].node});
-    byBanner.emplace(lines[2].text + "\n" + lines[3].text, place);
-    for (const ExpectedLine& line : std::span(lines).last(2)) byLine.emplace(line.text, place);
+  for (std::size_t place = 0; place < expected.sections.size(); ++place) {
+    const auto& banner = expected.sections[place].banner;
+    byBanner.emplace(joined(banner), place);
+    for (const std::string& line : banner) byLine.emplace(line, place);
   }
   const auto& sections = text.sections();
   for (std::size_t i = 0; i < sections.size(); ++i) {
-    const TextLines banner = sections[i].banner;
-    if (banner.size() == 2) take(i, byBanner, std::string(banner[0]).append("\n").append(banner[1]));
+    take(i, byBanner, joined(sections[i].banner));
   }
   for (std::size_t i = 0; i < sections.size(); ++i) {
     const TextLines banner = sections[i].banner;
@@ -85,17 +90,17 @@ SectionMatching::SectionMatching(const DumpText& text, const ExpectedFile& expec
                             [&](std::string_view line) { return take(i, byLine, std::string(line)); }))
       continue;
     const std::size_t here = i > 0 && places_[i - 1] != kNone ? places_[i - 1] + 1 : i;
-    if (banner.empty() && here < isFound_.size() && !isFound_[here] && expected.nodes[here].isRequired) {
+    if (banner.empty() && here < isFound_.size() && !isFound_[here]) {
       places_[i] = here;
       isFound_[here] = true;
     }
   }
 }
 
-/// Finds the frames of one node.
+/// Finds the frames of one section.
 class FrameMatching {
  public:
-  FrameMatching(const DumpSection& section, const std::string& name, const Expectation& node);
+  FrameMatching(const DumpSection& section, const std::string& name, const std::string& deviceClass);
 
   /// By rule.
   std::vector<FoundFrame> frames;
@@ -129,7 +134,8 @@ void FrameMatching::match(const DumpSection& section) {
   }
 }
 
-FrameMatching::FrameMatching(const DumpSection& section, const std::string& name, const Expectation& node)
+FrameMatching::FrameMatching(const DumpSection& section, const std::string& name,
+                             const std::string& deviceClass)
     : frames(rules().size()), places(section.frames.size(), kNone) {
   match(section);
   const std::vector<bool> isOut = outOfOrder(places);
@@ -137,7 +143,7 @@ FrameMatching::FrameMatching(const DumpSection& section, const std::string& name
     if (places[i] == kNone) continue;
     const DumpFrame& frame = section.frames[i];
     std::optional<Difference>& fault = frames[places[i]].fault;
-    const ExpectedLine head{frameHead(name, node, rules()[places[i]].frame)};
+    const ExpectedLine head{frameHead(name, deviceClass, rules()[places[i]].frame)};
     const TextLines found(&frame.head, 1);
     if (isOut[i])
       fault = {lineWords(frame.line), "its place", "the frames in their order", "this one out of it"};
@@ -150,7 +156,7 @@ FrameMatching::FrameMatching(const DumpSection& section, const std::string& name
   for (std::size_t place = 0; place < frames.size(); ++place) {
     if (frames[place].frame == nullptr)
       frames[place].fault = {"", "the whole frame",
-                             ExpectedLine{frameHead(name, node, rules()[place].frame)}.words(),
+                             ExpectedLine{frameHead(name, deviceClass, rules()[place].frame)}.words(),
                              "no such line"};
   }
 }
@@ -164,21 +170,17 @@ class FileChecker {
     const std::vector<bool> isOut = outOfOrder(matching.places());
     for (std::size_t i = 0; i < text_.sections().size(); ++i) {
       const DumpSection& section = text_.sections()[i];
-      const auto head =
-          i == 0 ? headLines(expected_.name, expected_.snapshot.source) : std::vector<ExpectedLine>{};
+      const auto head = i == 0 ? expected_.head : std::vector<ExpectedLine>{};
       if (const std::size_t place = matching.places()[i]; place != kNone)
-        checkSection(section, expected_.nodes[place], head, isOut[i]);
+        checkSection(section, place, head, isOut[i]);
       else
         checkStranger(section, head);
     }
-    add(checkLines(text_.tail(), tailLines(), "the end of the file", lastFrame()));
-    if (!text_.endsWithLineEnd())
-      result_.differences.push_back(
-          {lineWords(text_.lines().size()), "the end of the file", "a line end", "none"});
-    for (std::size_t place = 0; place < expected_.nodes.size(); ++place) {
-      const ExpectedNode& of = expected_.nodes[place];
-      if (of.isRequired && !matching.isFound(place))
-        result_.differences.push_back({"", "the node " + safeText(of.node->name), "a section of it", "none"});
+    checkEnd();
+    for (std::size_t place = 0; place < expected_.sections.size(); ++place) {
+      if (!matching.isFound(place))
+        result_.differences.push_back(
+            {"", "the " + expected_.kind + " " + nameOf(place), "a section of it", "none"});
     }
     return std::move(result_);
   }
@@ -187,8 +189,12 @@ class FileChecker {
   static inline const std::vector<ExpectedLine> kNothing{};
   static inline const std::vector<ExpectedLine> kEmptyLine{{""}};
 
-  /// The last frame of the node before, or null.
-  FoundFrame* lastFrame() { return result_.nodes.empty() ? nullptr : &result_.nodes.back().frames.back(); }
+  std::string nameOf(std::size_t place) const { return safeText(expected_.sections[place].calledAs); }
+
+  /// The last frame of the section before, or null.
+  FoundFrame* lastFrame() {
+    return result_.sections.empty() ? nullptr : &result_.sections.back().frames.back();
+  }
 
   /// How the lines differ. Text where a frame is missing is what is left of the frame, and no difference of
   /// its own.
@@ -212,23 +218,34 @@ class FileChecker {
     std::ranges::move(differences, std::back_inserter(result_.differences));
   }
 
-  /// The lines in front of a node's frames; in front of the first node's, the head of the file is among them.
+  /// The lines in front of a section's frames; in front of the first one's, the head of the file is among
+  /// them.
   void checkOpening(const DumpSection& section, std::vector<ExpectedLine> head,
                     const std::vector<ExpectedLine>& opening, const std::string& name) {
     std::ranges::copy(opening, std::back_inserter(head));
     add(checkLines(section.opening, head, "in front of " + name, lastFrame()));
   }
 
-  void checkSection(const DumpSection& section, const ExpectedNode& of, const std::vector<ExpectedLine>& head,
+  void checkEnd() {
+    std::vector<ExpectedLine> end = text_.sections().empty() ? expected_.head : std::vector<ExpectedLine>{};
+    std::ranges::copy(expected_.tail, std::back_inserter(end));
+    add(checkLines(text_.tail(), end, "the end of the file", lastFrame()));
+    if (!text_.endsWithLineEnd())
+      result_.differences.push_back(
+          {lineWords(text_.lines().size()), "the end of the file", "a line end", "none"});
+  }
+
+  void checkSection(const DumpSection& section, std::size_t at, const std::vector<ExpectedLine>& head,
                     bool isOut) {
-    const Expectation expectation(expected_.snapshot, *of.node);
-    const std::string name = safeText(of.node->name);
+    const ExpectedSection& of = expected_.sections[at];
+    const std::string name = nameOf(at);
     if (isOut)
       result_.differences.push_back({lineWords(text_.numberOf(section.banner)), "the place of " + name,
-                                     "the nodes in the order of their names", "this one out of it"});
-    checkOpening(section, head, openingLines(expectation), name);
+                                     "the " + expected_.kind + "s in the order of their names",
+                                     "this one out of it"});
+    checkOpening(section, head, openingLines(of), name);
 
-    FrameMatching matching(section, expected_.name, expectation);
+    FrameMatching matching(section, expected_.name, of.deviceClass);
     for (std::size_t i = 0; i < section.frames.size(); ++i) {
       const DumpFrame& frame = section.frames[i];
       const std::size_t place = matching.places[i];
@@ -245,15 +262,16 @@ class FileChecker {
       else
         add(std::move(faults));
     }
-    result_.nodes.push_back({&of, std::move(matching.frames)});
+    result_.sections.push_back({at, std::move(matching.frames)});
   }
 
   void checkStranger(const DumpSection& section, const std::vector<ExpectedLine>& head) {
     std::vector<ExpectedLine> opening{{""}, {""}};
     for (const std::string_view line : section.banner) opening.push_back({std::string(line)});
-    result_.differences.push_back({lineWords(text_.numberOf(section.banner)), "a node",
-                                   "each selected node once", opening.back().words() + " besides"});
-    checkOpening(section, head, opening, "a node");
+    result_.differences.push_back({lineWords(text_.numberOf(section.banner)), "a " + expected_.kind,
+                                   "each selected " + expected_.kind + " once",
+                                   opening.back().words() + " besides"});
+    checkOpening(section, head, opening, "a " + expected_.kind);
   }
 
   const DumpText& text_;

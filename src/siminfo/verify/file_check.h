@@ -5,36 +5,35 @@
 #include <string>
 #include <vector>
 
-#include "siminfo/generators/drovik_sim_info_dump.h"
-#include "siminfo/snapshot/snapshot.h"
 #include "siminfo/verify/difference.h"
 #include "siminfo/verify/dump_text.h"
-#include "siminfo/verify/selection.h"
+#include "siminfo/verify/file_words.h"
 
 namespace siminfo {
 
 /// What a generated file has to be.
 struct ExpectedFile {
-  const Snapshot& snapshot;
-  std::string name;                   ///< of the dump's class
-  std::vector<ExpectedNode> nodes;    ///< in the order in which they are written
-  Missing missing = Missing::kError;  ///< what stands for data that a node must have
+  std::string kind;                       ///< of its sections: "node" or "model"
+  std::string name;                       ///< of the dump's class
+  std::vector<ExpectedLine> head;         ///< in front of the first section
+  std::vector<ExpectedSection> sections;  ///< in the order in which they are written
+  std::vector<ExpectedLine> tail;         ///< behind the last section
 };
 
-/// A frame that a node must have, as it is in the file.
+/// A frame that a section must have, as it is in the file.
 struct FoundFrame {
   const DumpFrame* frame = nullptr;  ///< null when it is missing
   std::optional<Difference> fault;   ///< then its body is not worth a look
   std::vector<Difference> inFront;   ///< how the lines between it and the frame before differ
 };
 
-struct FoundNode {
-  const ExpectedNode* expected;
+struct FoundSection {
+  std::size_t place;               ///< among the expected ones
   std::vector<FoundFrame> frames;  ///< one for each of the rules
 };
 
 struct FileCheck {
-  std::vector<FoundNode> nodes;         ///< in the order of the file
+  std::vector<FoundSection> sections;   ///< in the order of the file
   std::vector<Difference> differences;  ///< of everything else in the file
 };
 

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "siminfo/text/number_text.h"
+
 namespace siminfo {
 namespace {
 
@@ -19,6 +21,19 @@ std::array<std::string, 3> includesOf(const std::string& name) {
           "#include <infiniband/drovik/drovik_fabric.h>"};
 }
 
+std::string_view typeWord(int type) {
+  switch (type) {
+    case kChannelAdapter:
+      return "CA";
+    case kSwitch:
+      return "SW";
+    case kRouter:
+      return "RTR";
+    default:
+      return "UNKNOWN";
+  }
+}
+
 }  // namespace
 
 std::string lowerName(std::string name) {
@@ -26,6 +41,37 @@ std::string lowerName(std::string name) {
     if ('A' <= character && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
   }
   return name;
+}
+
+std::string nodeClass(const IBNode& node) {
+  switch (node.type) {
+    case kSwitch:
+      return "SW";
+    case kRouter:
+      return "RTR";
+    default:
+      if (!node.specialNodeType) return "HCA";
+      return *node.specialNodeType == 1 ? "AN" : "Unknown";
+  }
+}
+
+ExpectedSection nodeSection(const IBNode& node) {
+  std::string type = "// Node Type: ";
+  type += typeWord(node.type);
+  if (node.specialNodeType) type += "(Special Node)";
+  type += ", Node GUID: " + guidText(node.guid) + ", Ports: " + std::to_string(node.numPorts);
+  // Nothing closes the quotation of the alternative name.
+  return {&node,
+          nodeClass(node),
+          node.name,
+          {type, "// Name: '" + node.name + "', Alt: '" + node.alternativeName}};
+}
+
+ExpectedSection modelSection(const Model& model) {
+  return {model.first,
+          model.name,
+          model.name,
+          {"// Model: " + model.name + ", Ports: " + std::to_string(model.first->numPorts)}};
 }
 
 std::vector<ExpectedLine> headLines(const std::string& name, const std::string& source) {
@@ -51,14 +97,14 @@ std::vector<ExpectedLine> headLines(const std::string& name, const std::string& 
   return lines;
 }
 
-std::vector<ExpectedLine> openingLines(const Expectation& node) {
-  const std::string banner = node.banner();
-  const std::size_t lineEnd = banner.find('\n');
-  return {{""}, {""}, {banner.substr(0, lineEnd)}, {banner.substr(lineEnd + 1)}};
+std::vector<ExpectedLine> openingLines(const ExpectedSection& section) {
+  std::vector<ExpectedLine> lines{{""}, {""}};
+  for (const std::string& line : section.banner) lines.push_back({line});
+  return lines;
 }
 
-std::string frameHead(const std::string& name, const Expectation& node, std::string_view method) {
-  return "void " + name + "::" + node.nodeClass() + "::" + std::string(method) + "() {";
+std::string frameHead(const std::string& name, const std::string& deviceClass, std::string_view method) {
+  return "void " + name + "::" + deviceClass + "::" + std::string(method) + "() {";
 }
 
 std::vector<ExpectedLine> tailLines() { return {{""}, {"// End of file, siminfo ", isVersion}}; }

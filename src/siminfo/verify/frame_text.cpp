@@ -15,6 +15,7 @@ struct ExactForm {
   std::string (*compilable)(std::string_view line);
   std::string_view unproven;
   bool (*isOfBuildable)(std::string_view line);  ///< stands in the buildable form, and there alone
+  std::vector<ExpectedLine> (*ofBuildable)(TextLines buildable, const ExpectedLine& impossible);
 };
 
 bool isHexadecimal(std::string_view part) {
@@ -34,20 +35,52 @@ std::string scopedBranch(std::string_view line) {
 
 bool isScopedBranch(std::string_view line) { return line.ends_with(": {"); }
 
+/// One line in place of those of the GID's bytes.
+std::vector<ExpectedLine> withAddress(TextLines buildable, const ExpectedLine& address) {
+  std::vector<ExpectedLine> lines;
+  for (const std::string_view line : buildable) {
+    if (!isGidByte(line))
+      lines.push_back({std::string(line)});
+    else if (lines.empty() || lines.back().text != address.text)
+      lines.push_back(address);
+  }
+  return lines;
+}
+
+/// Branches without scopes, and the pack line before the loop's end.
+std::vector<ExpectedLine> withoutScopes(TextLines buildable, const ExpectedLine& pack) {
+  std::vector<ExpectedLine> lines;
+  bool isInScope = false;
+  for (const std::string_view line : buildable) {
+    if (isScopedBranch(line)) {
+      isInScope = true;
+      lines.push_back({std::string(line.substr(0, line.size() - 2))});
+    } else if (isInScope && line == "        }") {
+      isInScope = false;
+    } else {
+      lines.push_back({std::string(line)});
+    }
+  }
+  if (!lines.empty()) lines.insert(lines.end() - 1, pack);
+  return lines;
+}
+
 const std::array kExactForms{
     // The address of the GID, with two "0x" before it, where the GID belongs.
     ExactForm{"setVSReductionManagerClassPortInfo",
               {"    mad_buffer.RedirectGID = 0x0x", isHexadecimal, ";"},
               unchanged,
               "RedirectGID",
-              isGidByte},
+              isGidByte,
+              withAddress},
     // The pack line of another attribute, behind a switch whose branches declare the same names in one scope.
     ExactForm{"setZYRPushReductionCounters",
               {"        SMP_KrelExtPortInfo_pack(&mad_buffer, "
                "reinterpret_cast<u_int8_t*>(&m_node->nodeExtPortsInfo[i]));"},
               scopedBranch,
               "",
-              isScopedBranch},
+              isScopedBranch,
+              withoutScopes},
 };
 
 /// The forms of the frame, or null when it has but one.
@@ -148,6 +181,13 @@ std::optional<Difference> twiceFault(const DumpFrame& frame) {
 }
 
 }  // namespace
+
+bool hasExactForm(std::string_view method) { return formsOf(method) != nullptr; }
+
+std::vector<ExpectedLine> exactLines(std::string_view method, TextLines buildable) {
+  const ExactForm* forms = formsOf(method);
+  return forms->ofBuildable(buildable, forms->impossible);
+}
 
 UnitFrame unitFrame(const DumpFrame& frame) {
   const ExactForm* exact = formsOf(frame.method);

@@ -8,6 +8,7 @@
 #include "siminfo/verify/difference.h"
 #include "siminfo/verify/dump_text.h"
 #include "siminfo/verify/expectation.h"
+#include "siminfo/verify/line_comparison.h"
 
 namespace siminfo {
 
@@ -25,6 +26,12 @@ struct UnitFrame {
   std::string_view unproven;  ///< the field whose value was on a line that no compiler takes; empty: none
 };
 UnitFrame unitFrame(const DumpFrame& frame);
+
+/// The lines of the frame's exact form, where it has one, that go with those of the buildable form.
+std::vector<ExpectedLine> exactLines(std::string_view method, TextLines buildable);
+
+/// Whether the frame has two forms.
+bool hasExactForm(std::string_view method);
 
 /// What is wrong with a frame's body that no compiler has to be asked about: the line that must stand there
 /// in place of a block, or text that would not keep to its frame. With such a fault it is not compiled.

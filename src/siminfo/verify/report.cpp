@@ -37,8 +37,17 @@ std::string rightAligned(const std::string& text, std::size_t width) {
   return std::string(width - std::min(width, text.size()), ' ').append(text);
 }
 
+/// "a, b, c and 5 more".
+std::string namesOf(const std::vector<const IBNode*>& nodes) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(nodes.size(), kMostNamed); ++i)
+    text += (i > 0 ? ", " : "") + printable(nodes[i]->name);
+  if (nodes.size() > kMostNamed) text += " and " + std::to_string(nodes.size() - kMostNamed) + " more";
+  return text;
+}
+
 /// The heads of the columns are the frames' numbers, which a list above the table explains.
-void writeTable(std::ostream& out, const std::vector<NodeResult>& results) {
+void writeTable(std::ostream& out, const std::vector<DeviceResult>& results) {
   const std::span<const Rule> frames = rules();
   for (std::size_t i = 0; i < frames.size(); ++i)
     out << rightAligned(std::to_string(i + 1), 2) << " " << padded(std::string(frames[i].frame), 38)
@@ -46,17 +55,15 @@ void writeTable(std::ostream& out, const std::vector<NodeResult>& results) {
   out << "\n";
   for (const OutcomeWords& words : kWords) out << words.mark << " " << words.words << "   ";
 
-  std::size_t nameWidth = 4;
-  for (const NodeResult& result : results)
-    nameWidth = std::max(nameWidth, printable(result.node->name).size());
-  out << "\n\n" << padded("node", nameWidth) << "  class    alike ";
+  std::size_t width = 6;
+  for (const DeviceResult& result : results) width = std::max(width, result.device.size());
+  out << "\n\n" << padded("device", width) << "  nodes ";
   for (std::size_t i = 0; i < frames.size(); ++i) out << rightAligned(std::to_string(i + 1), 3);
   out << "\n";
-  for (const NodeResult& result : results) {
-    out << padded(printable(result.node->name), nameWidth) << "  " << padded(result.nodeClass, 7)
-        << rightAligned(std::to_string(result.alike), 7) << " ";
+  for (const DeviceResult& result : results) {
+    out << padded(result.device, width) << rightAligned(std::to_string(result.nodes.size()), 7) << " ";
     for (const FrameResult& frame : result.frames) out << "  " << wordsFor(frame.outcome).mark;
-    out << "\n";
+    out << "  " << namesOf(result.nodes) << "\n";
   }
 }
 
@@ -75,28 +82,25 @@ std::string withoutName(std::string words, const std::string& name) {
   return at != std::string::npos ? words.replace(at + 5, name.size(), "...") : words;
 }
 
-void writeReasons(std::ostream& out, const std::vector<NodeResult>& results) {
-  std::map<SharedReason, std::vector<std::string>> reasons;
-  for (const NodeResult& result : results) {
+void writeReasons(std::ostream& out, const std::vector<DeviceResult>& results) {
+  std::map<SharedReason, std::vector<const IBNode*>> reasons;
+  for (const DeviceResult& result : results) {
     for (std::size_t i = 0; i < result.frames.size(); ++i) {
       const FrameResult& frame = result.frames[i];
       if (frame.reason.empty() && frame.outcome != Outcome::kUncompilable) continue;
-      std::string words = withoutName(frame.reason, result.node->name);
+      std::string words = withoutName(frame.reason, result.calledAs);
       if (!frame.absence.empty()) words += " (not collected: " + frame.absence + ")";
-      reasons[{frame.outcome, i, words}].push_back(printable(result.node->name));
+      std::vector<const IBNode*>& nodes = reasons[{frame.outcome, i, words}];
+      nodes.insert(nodes.end(), result.nodes.begin(), result.nodes.end());
     }
   }
   auto before = Outcome::kProven;
-  for (const auto& [reason, names] : reasons) {
+  for (const auto& [reason, nodes] : reasons) {
     if (reason.outcome != before) out << "\n" << wordsFor(reason.outcome).words << ":\n";
     before = reason.outcome;
     out << "  " << rules()[reason.frame].frame;
     if (!reason.words.empty()) out << ": " << reason.words;
-    out << "  [";
-    for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i)
-      out << (i > 0 ? ", " : "") << names[i];
-    if (names.size() > kMostNamed) out << " and " << names.size() - kMostNamed << " more";
-    out << "]\n";
+    out << "  [" << namesOf(nodes) << "]\n";
   }
 }
 
@@ -114,10 +118,10 @@ void writeDifferences(std::ostream& out, const Verification& verification) {
   const OutcomeCounts counts = countOutcomes(verification);
   if (verification.differences.empty() && counts.at(static_cast<std::size_t>(Outcome::kDiffers)) == 0) return;
   out << "\ndiffers:\n";
-  writeDifferences(out, "the file", verification.differences);
-  for (const NodeResult& result : verification.nodes) {
+  writeDifferences(out, "the files", verification.differences);
+  for (const DeviceResult& result : verification.devices) {
     for (std::size_t i = 0; i < result.frames.size(); ++i)
-      writeDifferences(out, printable(result.node->name) + ": " + std::string(rules()[i].frame),
+      writeDifferences(out, namesOf(result.nodes) + ": " + std::string(rules()[i].frame),
                        result.frames[i].differences);
   }
 }
@@ -126,8 +130,9 @@ void writeDifferences(std::ostream& out, const Verification& verification) {
 
 OutcomeCounts countOutcomes(const Verification& verification) {
   OutcomeCounts counts{};
-  for (const NodeResult& result : verification.nodes) {
-    for (const FrameResult& frame : result.frames) ++counts.at(static_cast<std::size_t>(frame.outcome));
+  for (const DeviceResult& result : verification.devices) {
+    for (const FrameResult& frame : result.frames)
+      counts.at(static_cast<std::size_t>(frame.outcome)) += result.nodes.size();
   }
   return counts;
 }
@@ -140,27 +145,26 @@ bool isProven(const Verification& verification) {
 
 std::string reportText(const Verification& verification) {
   std::ostringstream out;
-  writeTable(out, verification.nodes);
-  writeReasons(out, verification.nodes);
+  writeTable(out, verification.devices);
+  writeReasons(out, verification.devices);
   writeDifferences(out, verification);
   out << "\n" << summaryText(verification) << "\n";
   return out.str();
 }
 
 std::string summaryText(const Verification& verification) {
-  std::size_t alike = 0;
-  for (const NodeResult& result : verification.nodes) alike += result.alike;
-  const std::size_t nodes = verification.nodes.size();
+  std::size_t nodes = 0;
+  for (const DeviceResult& result : verification.devices) nodes += result.nodes.size();
+  const std::size_t devices = verification.devices.size();
   std::ostringstream out;
-  out << nodes << (nodes == 1 ? " node" : " nodes");
-  if (alike > nodes) out << " that stand for " << alike;
-  out << ", " << nodes * rules().size() << " frames: ";
+  out << nodes << (nodes == 1 ? " node" : " nodes") << " of " << devices
+      << (devices == 1 ? " device" : " devices") << ", " << nodes * rules().size() << " frames: ";
   const OutcomeCounts counts = countOutcomes(verification);
   for (std::size_t i = 0; i < counts.size(); ++i)
     out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).counted;
-  out << "\nthe rest of the file: " << verification.differences.size()
-      << (verification.differences.size() == 1 ? " difference" : " differences") << "; "
-      << verification.whole;
+  out << "\nthe rest of the text: " << verification.differences.size()
+      << (verification.differences.size() == 1 ? " difference" : " differences")
+      << "\nthe file of the nodes: " << verification.whole;
   return out.str();
 }
 

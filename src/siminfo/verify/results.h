@@ -27,18 +27,19 @@ struct FrameResult {
   std::vector<Difference> differences;
 };
 
-struct NodeResult {
-  const IBNode* node;
-  std::string nodeClass;
-  std::size_t alike;
-  std::vector<FrameResult> frames;  ///< one for each of the rules
+/// What came of nodes whose frames are the same and must be.
+struct DeviceResult {
+  std::string device;                ///< their model, or in a file of nodes their class
+  std::string calledAs;              ///< what the words of its frames name
+  std::vector<const IBNode*> nodes;  ///< in the order of their names
+  std::vector<FrameResult> frames;   ///< one for each of the rules
 };
 
-/// What came of a generated file.
+/// What came of generated files.
 struct Verification {
-  std::vector<NodeResult> nodes;
-  std::vector<Difference> differences;  ///< of the file outside the nodes' frames
-  std::string whole;                    ///< whether it was compiled as a whole, in words
+  std::vector<DeviceResult> devices;
+  std::vector<Difference> differences;  ///< outside the frames
+  std::string whole;                    ///< what came of the file of the nodes as a whole, in words
 };
 
 }  // namespace siminfo

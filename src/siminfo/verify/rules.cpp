@@ -170,11 +170,13 @@ void fillIn(std::string& line, std::string_view mark, const std::string& words) 
 
 std::span<const Rule> rules() { return kBook; }
 
-const Rule& ruleOf(std::string_view frame) {
+std::size_t placeOfRule(std::string_view frame) {
   const auto* found = std::ranges::find(kBook, frame, &Rule::frame);
   if (found == kBook.end()) throw std::logic_error(std::string(frame) + ": has no rule to verify it by");
-  return *found;
+  return static_cast<std::size_t>(found - kBook.begin());
 }
+
+const Rule& ruleOf(std::string_view frame) { return kBook.at(placeOfRule(frame)); }
 
 FramePlan planOf(const Rule& rule, const Facts& facts) {
   FramePlan plan = rule.choosePorts != nullptr ? rule.choosePorts(facts) : FramePlan{};
@@ -187,7 +189,8 @@ FramePlan planOf(const Rule& rule, const Facts& facts) {
   std::string line(failed->otherwise);
   fillIn(line, "<SMP rc>", std::to_string(facts.maskError(false)));
   fillIn(line, "<GMP rc>", std::to_string(facts.maskError(true)));
-  fillIn(line, "<node>", facts.node.name);  // the last, so that nothing in a name is taken for a mark
+  fillIn(line, "<node>",
+         std::string(facts.calledAs));  // the last, so that nothing in a name is taken for a mark
   return {line.starts_with("#error") ? Carriage::kRefused : Carriage::kOmitted, nullptr, nullptr, {}, line};
 }
 

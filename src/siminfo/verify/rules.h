@@ -38,6 +38,8 @@ std::span<const Rule> rules();
 
 /// The rule of the frame; there must be one.
 const Rule& ruleOf(std::string_view frame);
+/// Its place among the rules.
+std::size_t placeOfRule(std::string_view frame);
 
 /// What the rule comes to for a node.
 FramePlan planOf(const Rule& rule, const Facts& facts);

@@ -23,46 +23,72 @@ struct FrameRun {
   bool ended = false;  ///< false when the program was gone before the function returned
 };
 
-/// One node's part of a generated file as a program.
-struct Unit {
-  std::string folder;     ///< name of its own below the units
-  std::string nodeClass;  ///< inside the class of the dump
+/// The set functions of one class of a dump.
+struct UnitDevice {
+  std::string deviceClass;  ///< inside the class of the dump
   unsigned lastPort;
   std::vector<std::pair<unsigned, unsigned>> pushKeys;
   std::vector<UnitFrame> frames;
 };
 
-struct UnitResult {
-  std::map<std::string_view, std::string> broken;  ///< frames that do not compile: the compiler's words
-  std::map<std::string, std::vector<FrameRun>> runs;
+/// A part of a generated file as a program.
+struct Unit {
+  std::string folder;  ///< name of its own below the units
+  std::string source;  ///< how compilers are told to call the generated file
+  std::vector<UnitDevice> devices;
+  /// The first lines of a program that takes a whole file in as it is; empty when the frames alone are
+  /// wanted.
+  std::string asItIs = {};
 };
 
-/// A folder with the reference simulator in it, where the generated source of one dump is compiled and run.
-/// The layout is the one that generated source expects: "../../core/node.h" from its own place.
+/// What came of a device's functions.
+struct DeviceRuns {
+  std::map<std::string_view, std::string> broken;  ///< frames that do not compile: the compiler's words
+  std::map<std::string, std::vector<FrameRun>, std::less<>> frames;
+};
+
+struct UnitResult {
+  std::vector<DeviceRuns> devices;  ///< as in the unit
+  /// Why the file does not compile as it is, though each of its frames does; empty when it does, or when that
+  /// was not asked for.
+  std::string fileFault;
+};
+
+/// How the folder of a dump is laid out, as generated source expects it: "../../core/node.h" from its own
+/// place is the simulator's.
+struct DumpFolder {
+  std::filesystem::path root;
+  std::string dumpName;
+
+  std::filesystem::path path() const;
+};
+
+/// Compiles generated source with the reference simulator and runs it.
 class Workshop {
  public:
-  /// Sets up the simulator under `root` for the dump of that name. `compiler` works in the manner of g++ and
-  /// clang++. Throws std::system_error.
-  Workshop(std::filesystem::path root, std::string dumpName, std::string compiler, ChildProcesses children);
+  /// Works in `units`, a folder of its own, with the simulator and the dump's header where `dump` has them.
+  /// `compiler` works in the manner of g++ and clang++. Throws std::system_error.
+  Workshop(DumpFolder dump, const std::filesystem::path& units, std::string compiler,
+           ChildProcesses children);
 
-  /// Where the generated file belongs.
-  std::filesystem::path dumpFolder() const;
-
-  /// Compiles the unit and runs it. Frames that do not compile are left out, and the others go on. `source`
-  /// is how compilers are told to call the generated file. Throws std::system_error when the compiler cannot
-  /// be started. May be called from several threads, with folders of their own.
-  UnitResult process(Unit unit, const std::filesystem::path& source) const;
+  /// Compiles the unit and runs it. Frames that do not compile are left out, and the others go on. Throws
+  /// std::system_error when the compiler cannot be started. May be called from several threads, with folders
+  /// of their own.
+  UnitResult process(const Unit& unit) const;
 
   /// Compiles the whole text of a generated file. Returns what is wrong with it, or nothing.
   std::string wholeFault(TextLines text, const std::filesystem::path& source) const;
 
  private:
-  /// Compiles the unit's source; the messages are of interest when it fails.
-  bool compile(const std::filesystem::path& folder, const std::vector<std::string>& options) const;
-  CompilerMessages messages(const std::filesystem::path& folder, const std::string& source) const;
+  class Assembly;
+  /// Compiles a source in the folder. Returns whether it does; the messages are of interest when it does not.
+  bool compile(const std::string& folder, const std::string& text,
+               const std::vector<std::string>& options) const;
+  CompilerMessages messages(const std::string& folder, const std::string& source) const;
+  void runProgram(const Unit& unit, UnitResult& result) const;
 
-  std::filesystem::path root_;
-  std::string dumpName_;
+  DumpFolder dump_;
+  std::filesystem::path units_;
   std::string compiler_;
   ChildProcesses children_;
 };

@@ -4,6 +4,7 @@
 
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/core/drovik.h"
+#include "siminfo/core/in_memory/host_name_check.h"
 #include "siminfo/core/in_memory/in_memory_capabilities.h"
 #include "siminfo/core/in_memory/in_memory_extended_info.h"
 #include "siminfo/core/in_memory/in_memory_fabric.h"
@@ -34,6 +35,7 @@ class InMemoryDrovik final : public Drovik {
 
   int OpenFile(const std::string&, const OutputControl::Identity& identity, std::ofstream& out, bool,
                const char*) override {
+    if (std::string fault = hostNameFault(); !fault.empty()) return files_.refuse(std::move(fault));
     return files_.open(identity.fileName(), out);
   }
   int CloseFile(std::ofstream& out, const char* commentPrefix) override {

@@ -82,6 +82,11 @@ int OutputDirectory::put(const std::string& fileName, std::string_view text) {
   return close(out);
 }
 
+int OutputDirectory::refuse(std::string why) {
+  failure_ = std::move(why);
+  return EINVAL;
+}
+
 int OutputDirectory::fail(const std::filesystem::path& path, int error) {
   if (error == 0) error = EIO;
   failure_ = path.string() + ": " + std::generic_category().message(error);

@@ -24,6 +24,9 @@ class OutputDirectory {
   /// Makes the file hold the text, and does not touch one that does already. Returns like open().
   int put(const std::string& fileName, std::string_view text);
 
+  /// Opens nothing, for that reason. Returns an errno value.
+  int refuse(std::string why);
+
   /// Where the file that was opened last stands once it is closed.
   const std::filesystem::path& path() const { return path_; }
   /// Path and cause of the last failure, or an empty text.

@@ -1,73 +1,138 @@
 #pragma once
 
-// Runs the set functions of one node's class, each on fresh simulated nodes, and prints which stored images
-// they changed. Compiled behind the generated source that defines the functions.
+// Runs the set functions of devices, each on simulated nodes that hold what background.h says, and prints
+// which stored images they changed. Compiled behind the generated source that defines the functions.
 
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "../../core/node.h"
 #include "background.h"
 
-class VerifyProbe {
+using PushKeys = std::vector<std::pair<unsigned, unsigned>>;
+
+/// A simulated node before a set function of run 0 or 1 is called, and what the function did to it.
+class ProbeNode {
  public:
-  using Keys = std::vector<std::pair<unsigned, unsigned>>;
-
-  /// `skip` functions are left out: those that ran before, and the one that then ended the program.
-  VerifyProbe(unsigned lastPort, const Keys& pushKeys, const char* skip)
-      : lastPort_(lastPort), pushKeys_(pushKeys), skip_(std::atoi(skip)) {
-    alarm(60);  // a generated loop that never ends must not hold up whoever waits
+  ProbeNode(unsigned lastPort, const PushKeys& pushKeys, unsigned number)
+      : node_(static_cast<phys_port_t>(lastPort)), number_(number) {
+    for (const auto& key : pushKeys) node_.pushCounters[key] = {};
+    images_ = imagesOf(node_);
+    for (const Image& image : images_) std::memset(image.bytes, image.background, image.size);
+    node_.resizePortPkeyTable(backgroundOf(kTables, number_));
+    shape_ = shapeOf(node_);
   }
+  ProbeNode(const ProbeNode&) = delete;
+  ProbeNode& operator=(const ProbeNode&) = delete;
 
-  void run(const char* frame, void (*set)(drovik::Node*)) {
-    if (skip_-- > 0) return;
-    for (const unsigned number : {0U, 1U}) {
-      std::printf("frame %s %u\n", frame, number);
-      std::fflush(stdout);
-      drovik::Node node(static_cast<phys_port_t>(lastPort_));
-      for (const auto& key : pushKeys_) node.pushCounters[key] = {};
-      node.visitImages([=](const std::string& name, u_int8_t* bytes, std::size_t size) {
-        std::memset(bytes, backgroundOf(name, number), size);
-      });
-      node.resizePortPkeyTable(backgroundOf(kTables, number));
-      set(&node);
-      printChanges(node, number);
-      std::printf("end\n");
-      std::fflush(stdout);
+  drovik::Node* node() { return &node_; }
+
+  /// Prints the images that the function changed, and puts them back. Returns whether the node is as it was.
+  bool printChanges() {
+    const bool isSound = shapeOf(node_) == shape_;
+    for (const Image& image : isSound ? images_ : imagesOf(node_)) {
+      std::size_t same = 0;
+      while (same < image.size && image.bytes[same] == image.background) ++same;
+      if (same == image.size) continue;
+      print(image.name, image.bytes, image.size);
+      std::memset(image.bytes, image.background, image.size);
     }
+    printTables();
+    return isSound;
   }
 
  private:
   static constexpr const char* kTables = "portPkeyTables";
 
-  static void printChanges(drovik::Node& node, unsigned number) {
-    node.visitImages([=](const std::string& name, const u_int8_t* bytes, std::size_t size) {
-      const u_int8_t background = backgroundOf(name, number);
-      std::size_t same = 0;
-      while (same < size && bytes[same] == background) ++same;
-      if (same < size) print(name, bytes, size);
+  struct Image {
+    std::string name;
+    u_int8_t* bytes;
+    std::size_t size;
+    u_int8_t background;
+  };
+  using Shape = std::array<std::size_t, 7>;
+
+  std::vector<Image> imagesOf(drovik::Node& node) const {
+    std::vector<Image> images;
+    node.visitImages([&](const std::string& name, u_int8_t* bytes, std::size_t size) {
+      images.push_back({name, bytes, size, backgroundOf(name, number_)});
     });
-    for (std::size_t port = 0; port < node.portPkeyTables.size(); ++port) {
-      const std::size_t entries = node.portPkeyTables[port].size();
-      if (entries == backgroundOf(kTables, number)) continue;
+    return images;
+  }
+
+  /// The numbers of everything that a node may have more or less of.
+  static Shape shapeOf(const drovik::Node& node) {
+    return {node.numPorts,
+            node.nodePortsInfo.size(),
+            node.nodeExtPortsInfo.size(),
+            node.nodePortsInfoExt.size(),
+            node.counterSets.size(),
+            node.pushCounters.size(),
+            node.portPkeyTables.size()};
+  }
+
+  void printTables() {
+    const std::size_t background = backgroundOf(kTables, number_);
+    for (std::size_t port = 0; port < node_.portPkeyTables.size(); ++port) {
+      const std::size_t entries = node_.portPkeyTables[port].size();
+      if (entries == background) continue;
       u_int8_t image[4];
       drovik::setBits(image, 0, 32, entries);
       print(kTables + ("[" + std::to_string(port) + "]"), image, sizeof image);
     }
+    node_.resizePortPkeyTable(background);
   }
 
   static void print(const std::string& name, const u_int8_t* bytes, std::size_t size) {
     std::printf("%s: ", name.c_str());
-    for (std::size_t i = 0; i < size; ++i) std::printf("%02x", static_cast<unsigned>(bytes[i]));
-    std::printf("\n");
+    for (std::size_t i = 0; i < size; ++i) {
+      std::putchar("0123456789abcdef"[bytes[i] >> 4U]);
+      std::putchar("0123456789abcdef"[bytes[i] & 15U]);
+    }
+    std::putchar('\n');
   }
 
-  unsigned lastPort_;
-  Keys pushKeys_;
+  drovik::Node node_;
+  unsigned number_;
+  std::vector<Image> images_;
+  Shape shape_{};
+};
+
+class VerifyProbe {
+ public:
+  /// `skip` functions are left out: those that ran before, and the one that then ended the program.
+  explicit VerifyProbe(const char* skip) : skip_(std::atoi(skip)) {}
+
+  /// Runs the functions of the device with that number. `set(node, i)` calls the one whose name is the i-th.
+  void run(unsigned device, unsigned lastPort, const PushKeys& pushKeys,
+           std::initializer_list<const char*> frames, void (*set)(drovik::Node* node, unsigned frame)) {
+    alarm(60);  // a generated loop that never ends must not hold up whoever waits
+    std::array<std::unique_ptr<ProbeNode>, 2> nodes;
+    unsigned index = 0;
+    for (const char* frame : frames) {
+      const unsigned which = index++;
+      if (skip_-- > 0) continue;
+      for (const unsigned number : {0U, 1U}) {
+        std::printf("frame %u %s %u\n", device, frame, number);
+        std::fflush(stdout);
+        std::unique_ptr<ProbeNode>& probe = nodes[number];
+        if (!probe) probe = std::make_unique<ProbeNode>(lastPort, pushKeys, number);
+        set(probe->node(), which);
+        if (!probe->printChanges()) probe.reset();
+        std::printf("end\n");
+        std::fflush(stdout);
+      }
+    }
+  }
+
+ private:
   int skip_;
 };

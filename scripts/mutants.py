@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Plants faults in the source, one at a time, and tells which of them no test notices.
 
-    tests/tools/mutants.py --seed 7 --count 50 [--preset release] [--list]
+    scripts/mutants.py --seed 7 --count 50 [--preset release] [--list]
 
 The faults are chosen by the seed over all rooms, each in a line of code by itself. The work tree must be clean, and is
 clean again afterwards. A fault that does not compile counts for nothing; one that survives is printed with its place,
@@ -14,7 +14,7 @@ import re
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+ROOT = pathlib.Path(__file__).resolve().parents[1]
 
 # What is exchanged, and for what. Templates and streams keep their brackets: operators stand between spaces.
 EXCHANGES = [

@@ -1,0 +1,16 @@
+#include "siminfo/core/in_memory/host_name_check.h"
+
+#include "siminfo/core/host_name.h"
+#include "siminfo/text/text_rules.h"
+
+namespace siminfo {
+
+std::string hostNameFault() {
+  const std::string name = hostName();
+  const std::string fault = textFault(name);
+  if (fault.empty()) return {};
+  return "the name of this host, \"" + printable(name) + "\", stands in the source and " + fault +
+         "; expected one that stays on its line";
+}
+
+}  // namespace siminfo
