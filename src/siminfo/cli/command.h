@@ -34,5 +34,6 @@ using Command = std::function<ExitStatus()>;
 void addGenerateCommand(CLI::App& program, Command& chosen);
 void addVerifyCommand(CLI::App& program, Command& chosen);
 void addCollectCommand(CLI::App& program, Command& chosen);
+void addServeCommand(CLI::App& program, Command& chosen);
 
 }  // namespace siminfo

@@ -6,9 +6,7 @@
 #include "siminfo/models/project.h"
 
 namespace siminfo {
-namespace {
 
-/// Ports for which the simulated node answers with another port's values.
 void reportStandIns(const StandIns& standIns, bool exactPorts) {
   std::string frames;
   for (const auto& [method, ports] : standIns)
@@ -17,8 +15,6 @@ void reportStandIns(const StandIns& standIns, bool exactPorts) {
   printNote("ports that answer with another port's values: " + frames +
             (exactPorts ? "; these have one record for all ports" : "; --exact-ports gives each its own"));
 }
-
-}  // namespace
 
 std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
                                                   const std::vector<const IBNode*>& nodes) {

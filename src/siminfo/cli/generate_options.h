@@ -6,6 +6,7 @@
 
 #include "siminfo/cli/command.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
+#include "siminfo/models/exact_ports.h"
 #include "siminfo/snapshot/snapshot.h"
 
 namespace siminfo {
@@ -31,6 +32,9 @@ struct GenerateOptions {
 
 /// Tells what came of the frames; `what` was generated of `summary`.
 void reportFrames(const std::string& what, const GenerationSummary& summary, Missing missing);
+
+/// Tells of ports for which the simulated node answers with another port's values.
+void reportStandIns(const StandIns& standIns, bool exactPorts);
 
 /// Writes every distinct device once, and a table of the nodes that are of each: `siminfo generate --models`.
 /// Returns the files' paths.

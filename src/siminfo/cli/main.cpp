@@ -28,6 +28,7 @@ ExitStatus run(int argc, char** argv) {
   addGenerateCommand(program, chosen);
   addCollectCommand(program, chosen);
   addVerifyCommand(program, chosen);
+  addServeCommand(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForVersion& version) {

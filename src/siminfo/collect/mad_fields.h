@@ -5,6 +5,7 @@
 
 #include "siminfo/collect/smp.h"
 #include "siminfo/core/records/records.h"
+#include "siminfo/snapshot/attribute_layouts.h"
 
 namespace siminfo {
 
@@ -88,12 +89,14 @@ inline constexpr std::array kMadFields<SMP_RouterInfo>{
     MadField{"cap_router_lid", IB_NO_FIELD},
 };
 
-/// Whether the record's table and its decoders name the same fields in the same order.
+/// Whether the record's table and its decoders name the same fields in the same order, and those have none
+/// whose place the user may tell.
 template <class Record>
 consteval bool decodersCoverRecord() {
   if (kMadFields<Record>.size() != kFields<Record>.size()) return false;
   for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
     if (kMadFields<Record>[i].name != kFields<Record>[i].name) return false;
+    if (kMadFields<Record>[i].isUnknown() != isUndecoded<Record>(kFields<Record>[i].name)) return false;
   }
   return true;
 }

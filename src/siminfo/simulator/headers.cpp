@@ -85,6 +85,8 @@ void writeView(BlockEmitter& out, const RecordLayout& layout) {
   out << "};\n";
 }
 
+bool isOfServer(const SimulatorHeader& header) { return header.path.starts_with("server/"); }
+
 }  // namespace
 
 std::string recordsHeader() {
@@ -137,8 +139,16 @@ void writeFile(const std::filesystem::path& path, std::string_view text) {
 }
 
 void writeSimulator(const std::filesystem::path& root) {
-  for (const SimulatorHeader& header : kSimulatorHeaders) writeFile(root / header.path, header.text);
+  for (const SimulatorHeader& header : kSimulatorHeaders) {
+    if (!isOfServer(header)) writeFile(root / header.path, header.text);
+  }
   writeFile(root / "infiniband/drovik/drovik_records.h", recordsHeader());
+}
+
+void writeServer(const std::filesystem::path& root) {
+  for (const SimulatorHeader& header : kSimulatorHeaders) {
+    if (isOfServer(header)) writeFile(root / header.path, header.text);
+  }
 }
 
 }  // namespace siminfo

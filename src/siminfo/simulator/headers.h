@@ -34,6 +34,9 @@ std::string dumpHeader(const std::string& name);
 /// header. Throws std::system_error.
 void writeSimulator(const std::filesystem::path& root);
 
+/// Puts the server's headers beside it, in server/. Throws std::system_error.
+void writeServer(const std::filesystem::path& root);
+
 /// Makes the file hold the text, whole or not at all, and does not touch one that does. Throws
 /// std::system_error.
 void writeFile(const std::filesystem::path& path, std::string_view text);

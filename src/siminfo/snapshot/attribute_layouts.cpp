@@ -1,11 +1,10 @@
-#include "siminfo/collect/attribute_layouts.h"
+#include "siminfo/snapshot/attribute_layouts.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 #include <vector>
 
-#include "siminfo/collect/collect_error.h"
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
@@ -15,7 +14,7 @@ namespace siminfo {
 namespace {
 
 constexpr std::string_view kRouterInfo = kRecordName<SMP_RouterInfo>;
-constexpr std::size_t kAttributeBits = std::size_t{IB_SMP_DATA_SIZE} * 8;
+constexpr std::size_t kAttributeBits = 64 * 8;
 
 struct UndecodedField {
   std::string name;  // with its record's
@@ -24,9 +23,8 @@ struct UndecodedField {
 
 template <class Record>
 void addUndecoded(std::vector<UndecodedField>& fields) {
-  for (std::size_t i = 0; i < kFields<Record>.size(); ++i) {
-    const Field& field = kFields<Record>[i];
-    if (kMadFields<Record>[i].isUnknown())
+  for (const Field& field : kFields<Record>) {
+    if (isUndecoded<Record>(field.name))
       fields.push_back({std::string(kRecordName<Record>).append(".").append(field.name), &field});
   }
 }
@@ -113,18 +111,13 @@ class LayoutReader {
 
 }  // namespace
 
-AttributeLayouts readAttributeLayouts(const std::string& fileName) {
+std::string readAttributeLayouts(const std::string& fileName, AttributeLayouts& layouts) {
   LayoutReader reader;
   std::string fault = readLines(fileName, [&](std::string_view line) { return reader.take(line); });
   if (const std::string gap = reader.gap(); fault.empty() && !gap.empty())
     fault = printable(fileName) + ": " + gap;
-  if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);
-  return reader.layouts();
-}
-
-std::uint64_t AttributeLayouts::value(const Attribute& bytes, const Field& field) const {
-  const auto first = firstBits.find(&field);
-  return first != firstBits.end() ? bitsOf(bytes, first->second, field.bits) : 0;
+  layouts = reader.layouts();
+  return fault;
 }
 
 }  // namespace siminfo

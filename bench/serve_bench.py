@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""Times tools on served fabrics: beside ibsim on the same fabric of about 500 nodes, in turns, and on fat trees up to
+the largest subnet there can be.
+
+    serve_bench.py SIMINFO [ROUNDS]
+"""
+import glob
+import os
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "..", "tests", "serve"))
+import serving
+import fat_tree
+import ibsim
+
+
+def timed(run):
+    start = time.perf_counter()
+    status, out, err = run()
+    seconds = time.perf_counter() - start
+    assert status in (0, 5), err
+    return seconds, out
+
+
+def beside_ibsim(siminfo, cache, rounds):
+    with tempfile.TemporaryDirectory() as folder:
+        net, path = os.path.join(folder, "net"), os.path.join(folder, "tree.jsonl")
+        with open(net, "w", encoding="ascii") as file:
+            file.write(fat_tree.fat_tree(leaves=24, spines=12, hosts=19))
+        with ibsim.Ibsim(net) as simulator:
+            simulator.environment.update(OSM_CACHE_DIR=folder, OSM_TMP_DIR=folder)
+            timed(lambda: simulator.run(["opensm", "--once", "-f", os.path.join(folder, "log")]))
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(simulator.run([siminfo, "collect"])[1])
+            with serving.Serving(siminfo, cache, path) as served:
+                for command in (["ibnetdiscover"], [siminfo, "collect"]):
+                    times = [(timed(lambda: simulator.run(command))[0], timed(lambda: served.run(*command))[0])
+                             for _ in range(rounds)]
+                    told = [statistics.median(column) * 1000 for column in zip(*times)]
+                    ratio = statistics.median(served / other for other, served in times)
+                    print(f"{os.path.basename(command[0]):14} ibsim {told[0]:6.1f} ms, serve {told[1]:6.1f} ms, "
+                          f"median ratio {ratio:.2f}, {rounds} rounds")
+
+
+def memory(name):
+    """Resident kB of the process that has the sockets of the name."""
+    for folder in glob.glob("/proc/[0-9]*"):
+        try:
+            with open(f"{folder}/cmdline", "rb") as line, open(f"{folder}/status", encoding="ascii") as status:
+                words = line.read().split(b"\0")
+                if words[0].endswith(b"/fabric_server") and name.encode() in words:
+                    return int(re.search(r"VmRSS:\s*(\d+)", status.read())[1])
+        except OSError:
+            continue
+    raise RuntimeError("no server")
+
+
+def of_size(siminfo, cache, leaves):
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "tree.jsonl")
+        with open(path, "w", encoding="ascii") as file:
+            subprocess.run([sys.executable, os.path.join(HERE, "../examples/make_fat_tree.py"), "--links", "--leaves",
+                            str(leaves)], stdout=file, check=True)
+        with serving.Serving(siminfo, cache, path) as served:
+            seconds = [timed(lambda: served.run("ibnetdiscover")) for _ in range(3)]
+            found = len(re.findall(r"^(?:Switch|Ca)\s", seconds[0][1], re.M))
+            used = memory(served.name)
+        begun = float(re.search(r"begun in ([\d.]+) s", served.errors)[1])
+        root, = [root for root in glob.glob(f"{cache}/siminfo/serve/*") if tree_of(root) == found]
+        subprocess.run(["cmake", "--build", f"{root}/build", "--target", "fabric_nodes"], check=True,
+                       capture_output=True)
+        start = time.perf_counter()
+        subprocess.run([f"{root}/build/models/fabric_nodes"], stdout=subprocess.DEVNULL, check=True)
+        restored = time.perf_counter() - start
+    best = min(taken for taken, _ in seconds)
+    print(f"| {found} | {begun:.2f} | {restored:.2f} | {used / found:.1f} | {best:.2f} | {best / found * 1000:.3f} |",
+          flush=True)
+
+
+def tree_of(root):
+    with open(f"{root}/dumps/fabric/fabric_nodes.tsv", encoding="utf-8") as table:
+        return sum(1 for _ in table) - 1
+
+
+def main(siminfo, rounds):
+    with tempfile.TemporaryDirectory(prefix="siminfo-serve-cache-") as cache:
+        beside_ibsim(siminfo, cache, rounds)
+        print("| nodes | start s | restoring s | kB a node | ibnetdiscover s | ms a node |\n|--:|--:|--:|--:|--:|--:|")
+        for leaves in (15, 62, 248, 992):
+            of_size(siminfo, cache, leaves)
+
+
+if __name__ == "__main__":
+    main(os.path.abspath(sys.argv[1]), int(sys.argv[2]) if len(sys.argv) > 2 else 15)

@@ -1,0 +1,129 @@
+#include "siminfo/serve/server_project.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "siminfo/models/project.h"
+#include "siminfo/serve/child.h"
+#include "siminfo/simulator/headers.h"
+#include "siminfo/text/number_text.h"
+
+namespace siminfo {
+namespace {
+
+constexpr const char* kDump = "Fabric";
+
+// The server knows nothing of models and is compiled once, optimised. What the models are is compiled anew
+// whenever they change, and so it is not: each of their functions runs but a few times.
+constexpr const char* kBuild = R"(# Written by siminfo.
+cmake_minimum_required(VERSION 3.20)
+project(fabric_server LANGUAGES CXX)
+add_subdirectory("${CMAKE_CURRENT_SOURCE_DIR}/.." models EXCLUDE_FROM_ALL)
+add_executable(fabric_server main.cpp server.cpp)
+set_source_files_properties(server.cpp PROPERTIES COMPILE_OPTIONS "-O2")
+target_link_libraries(fabric_server PRIVATE fabric_models)
+)";
+constexpr const char* kServer = R"(// Written by siminfo.
+
+#include "../server/serve_program.h"
+
+int serve(const drovik::Models& models, int argc, char** argv) { return drovik::serveMain(models, argc, argv); }
+)";
+constexpr const char* kMain = R"(// Written by siminfo.
+
+#include "../dumps/fabric/fabric.h"
+
+int serve(const drovik::Models& models, int argc, char** argv);
+
+int main(int argc, char** argv) { return serve(Fabric::models(), argc, argv); }
+)";
+
+unsigned processors() { return std::max(1U, std::thread::hardware_concurrency()); }
+
+/// What stands in the way of a build, and the package that has it.
+void checkTools() {
+  struct Tool {
+    std::vector<std::string> names;
+    const char* package;
+  };
+  const char* own = std::getenv("CXX");
+  const std::string compiler =
+      own != nullptr ? std::string(own).substr(0, std::string_view(own).find(' ')) : "c++";
+  const std::array tools{Tool{{"cmake"}, "cmake"}, Tool{{compiler, "c++", "g++", "clang++"}, "g++"},
+                         Tool{{"make", "ninja"}, "make"}};
+  for (const Tool& tool : tools) {
+    const bool isThere =
+        std::ranges::any_of(tool.names, [](const auto& name) { return findProgram(name).has_value(); });
+    if (!isThere)
+      throw ServeError("no " + tool.names.front() + ", which builds the server; install the package " +
+                       tool.package);
+  }
+}
+
+std::string endOf(const std::filesystem::path& file) {
+  constexpr std::size_t kMost = 2000;
+  std::ifstream stream(file, std::ios_base::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  return text.size() > kMost ? text.substr(text.size() - kMost) : text;
+}
+
+void runStep(const std::vector<std::string>& command, const std::filesystem::path& root,
+             const ServerBuild& watch) {
+  const std::filesystem::path log = root / "build.log";
+  std::filesystem::remove(log);
+  const FileHandle output(log);
+  Child child(command, {-1, output.get(), output.get(), {{"LC_ALL", "C"}}, true});
+  const int status = child.wait([&] {
+    watch.tick();
+    return watch.isStopped();
+  });
+  if (watch.isStopped()) throw ServeError("interrupted: nothing was served");
+  if (status != 0) throw ServeError("the server could not be built: " + log.string() + ":\n" + endOf(log));
+}
+
+}  // namespace
+
+std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPorts) {
+  const char* cache = std::getenv("XDG_CACHE_HOME");
+  const char* home = std::getenv("HOME");
+  std::filesystem::path folder;
+  if (cache != nullptr && *cache == '/')
+    folder = cache;
+  else if (home != nullptr && *home != '\0')
+    folder = std::filesystem::path(home) / ".cache";
+  else
+    throw ServeError("no folder to build in; expected the variable XDG_CACHE_HOME or HOME");
+  const std::string path = std::filesystem::absolute(snapshotFile).lexically_normal().string();
+  return folder / "siminfo" / "serve" / hexDigits(modelHash(path + (exactPorts ? " exact" : "")), 16);
+}
+
+void writeServerProject(const ModelWriter& writer, const ModelSet& set, const std::string& servedText,
+                        const std::filesystem::path& root) {
+  writeProject(writer, set, kDump, std::max(2U, processors()), root);
+  writeServer(root);
+  writeFile(root / "program/CMakeLists.txt", kBuild);
+  writeFile(root / "program/server.cpp", kServer);
+  writeFile(root / "program/main.cpp", kMain);
+  writeFile(servedFile(root), servedText);
+}
+
+void buildServer(const std::filesystem::path& root, const ServerBuild& watch) {
+  checkTools();
+  const std::string build = (root / "build").string();
+  if (!std::filesystem::exists(serverProgram(root)))
+    runStep({"cmake", "-S", (root / "program").string(), "-B", build}, root, watch);
+  runStep(
+      {"cmake", "--build", build, "--target", "fabric_server", "--parallel", std::to_string(processors())},
+      root, watch);
+}
+
+std::filesystem::path serverProgram(const std::filesystem::path& root) {
+  return root / "build/fabric_server";
+}
+std::filesystem::path servedFile(const std::filesystem::path& root) { return root / "served_fabric.tsv"; }
+
+}  // namespace siminfo
