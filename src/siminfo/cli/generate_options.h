@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "siminfo/cli/command.h"
+#include "siminfo/cli/selection.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/snapshot/snapshot.h"
 
@@ -14,8 +15,7 @@ namespace siminfo {
 struct GenerateOptions {
   std::string snapshot;
   std::string name;
-  std::vector<std::string> guids;
-  std::string guidFile;
+  Selection selection;
   std::string outputDir = ".";
   bool onePerClass = false;
   bool buildable = false;
