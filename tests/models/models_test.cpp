@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <map>
-#include <random>
 
 #include "siminfo/models/model_files.h"
 #include "siminfo/models/project.h"
+#include "tests/models/random_fabric.h"
 #include "tests/support.h"
 
 namespace siminfo {
@@ -37,65 +37,6 @@ class ModelsTest : public GeneratorTest {
     }
     return node;
   }
-};
-
-/// Nodes of every kind with records, ports and capabilities as they come, a few values each.
-class RandomFabric {
- public:
-  RandomFabric(DiscoveredFabric& discovered, unsigned seed) : discovered_(discovered), random_(seed) {}
-
-  void addNode(const std::string& name) {
-    const auto numPorts = static_cast<std::uint8_t>(pick(5));
-    IBNode& node = *discovered_.fabric.addNode(name, numPorts);
-    node.type = static_cast<int>(pick(4));
-    if (pick(4) == 0) node.specialNodeType = static_cast<int>(pick(3));
-    node.orbelSwitch = pick(2) == 0;
-    for (const bool isGMP : {false, true}) {
-      CapabilityAnswer answer;
-      for (std::uint32_t& word : answer.mask.words) word = pick(2) == 0 ? ~0U : 0U;
-      if (pick(4) == 0) answer = {static_cast<int>(1 + pick(3)), {}};
-      discovered_.capabilities.setAnswer(node.recordIndex, isGMP, answer);
-    }
-#define SIMINFO_GIVE(Record, getter) give<Record>(index);
-    const std::uint32_t index = node.recordIndex;
-    SIMINFO_NODE_RECORDS(SIMINFO_GIVE)
-    for (std::uint8_t num = node.type == kSwitch ? 0 : 1; num <= numPorts; ++num) addPort(node, num);
-  }
-
- private:
-  std::uint32_t pick(std::uint32_t below) { return static_cast<std::uint32_t>(random_() % below); }
-
-  void addPort(IBNode& node, std::uint8_t num) {
-    if (pick(8) == 0 && num > 0) return;
-    IBPort& port = *discovered_.fabric.addPort(node, num);
-    port.portState = pick(4) == 0 ? 1 : 4;
-    port.inSubFabric = pick(8) != 0;
-    const std::uint32_t index = port.recordIndex;
-    (pick(2) == 0 ? port.special : port.fnm) = pick(3) == 0;
-    SIMINFO_PORT_RECORDS(SIMINFO_GIVE)
-    for (const std::uint8_t monitor : {std::uint8_t{0}, std::uint8_t{1}})
-      if (pick(4) != 0) discovered_.records.setMonitor(port.recordIndex, monitor);
-    if (pick(2) == 0)
-      discovered_.records.setCounters(port.recordIndex, pick(8), record<ZYRReductionCounters>());
-  }
-#undef SIMINFO_GIVE
-
-  template <class Record>
-  Record record() {
-    Record record{};
-    for (const Field& field : kFields<Record>) {
-      for (std::size_t i = 0; field.form != FieldForm::kRecords && i < field.count; ++i)
-        field.set(&record, pick(2), i);
-    }
-    return record;
-  }
-  template <class Record>
-  void give(std::uint32_t index) {
-    if (pick(4) != 0) discovered_.records.set(index, record<Record>());
-  }
-
-  DiscoveredFabric& discovered_;
-  std::mt19937 random_;
 };
 
 /// The frames of the node as a run of its own writes them, for the class `D::<class>`.
@@ -188,6 +129,22 @@ TEST_F(ModelsTest, ExactPortsRestoreEveryPortsOwnValues) {
         "} else if (i == 4) {\n", "mad_buffer.MTUCap = 0x3;"})
     EXPECT_NE(text.find(branch), std::string::npos) << branch;
   EXPECT_EQ(node.ports[3]->special, false) << "the fabric itself must not change";
+}
+
+TEST_F(ModelsTest, SharesTellWhichPortStandsAndWhoDiffers) {
+  IBNode& node = addSwitch("sw", {4, 4, 5, 3, 2});
+  node.ports[1]->portState = 1;  // Down: port 2 stands for it
+  node.ports[4]->fnm = true;
+  node.ports[5]->inSubFabric = false;
+  const std::vector<PortShares> all = portSharesOf(engine, node);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0].method, "setPortInfo");
+  EXPECT_EQ(all[0].standing, node.ports[2]);
+  EXPECT_EQ(all[0].special, std::vector<const IBPort*>{node.ports[4]});
+  ASSERT_EQ(all[0].differences.size(), 1U);
+  const auto& [port, field, own, standing] = all[0].differences[0];
+  EXPECT_EQ(std::tie(port->num, field, own, standing),
+            std::make_tuple(std::uint8_t{3}, std::string_view("MTUCap"), std::uint64_t{5}, std::uint64_t{4}));
 }
 
 TEST_F(ModelsTest, ExactPortsGiveCountersTheirSpecialPorts) {

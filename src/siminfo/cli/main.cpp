@@ -28,6 +28,7 @@ ExitStatus run(int argc, char** argv) {
   Command chosen;
   addGenerateCommand(program, chosen);
   addCollectCommand(program, chosen);
+  addInspectCommand(program, chosen);
   addVerifyCommand(program, chosen);
   try {
     program.parse(argc, argv);
