@@ -29,6 +29,7 @@ ExitStatus run(int argc, char** argv) {
   addGenerateCommand(program, chosen);
   addCollectCommand(program, chosen);
   addInspectCommand(program, chosen);
+  addDiffCommand(program, chosen);
   addVerifyCommand(program, chosen);
   try {
     program.parse(argc, argv);

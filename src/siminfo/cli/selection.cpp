@@ -215,15 +215,21 @@ SelectionTerms readSelection(const Selection& selection) {
   return {readGuids(selection.guids, selection.guidFile), selection};
 }
 
-std::vector<const IBNode*> selectNodes(Snapshot& snapshot, const SelectionTerms& terms,
-                                       const std::string& label, bool exactPorts) {
+SelectedNodes findNodes(Snapshot& snapshot, const SelectionTerms& terms, bool exactPorts) {
   Selector selector(snapshot, terms, exactPorts);
   Nodes nodes = selector.select();
-  if (nodes.empty())
-    throw CommandError(kBadInput, label + ": no node is selected; " + selector.emptinessWords());
-  for (const std::uint64_t guid : selector.unknownGuids())
+  std::string nearness = nodes.empty() ? selector.emptinessWords() : std::string();
+  return {std::move(nodes), selector.unknownGuids(), std::move(nearness)};
+}
+
+std::vector<const IBNode*> selectNodes(Snapshot& snapshot, const SelectionTerms& terms,
+                                       const std::string& label, bool exactPorts) {
+  SelectedNodes selected = findNodes(snapshot, terms, exactPorts);
+  if (selected.nodes.empty())
+    throw CommandError(kBadInput, label + ": no node is selected; " + selected.nearness);
+  for (const std::uint64_t guid : selected.unknownGuids)
     printWarning("GUID " + guidText(guid) + " is no node of the sub-fabric and selects nothing");
-  return nodes;
+  return std::move(selected.nodes);
 }
 
 std::vector<const IBNode*> namedNodes(const Snapshot& snapshot, const std::string& nameOrGuid,

@@ -27,6 +27,10 @@ void addSelectionOptions(CLI::App& command, Selection& selection);
 struct SelectionTerms {
   std::set<std::uint64_t> guids;
   Selection words;  ///< its names, types and models
+
+  bool isEverything() const {
+    return guids.empty() && words.names.empty() && words.types.empty() && words.models.empty();
+  }
 };
 /// Reads what the options hold. Throws a CommandError for a value that can be none.
 SelectionTerms readSelection(const Selection& selection);
@@ -36,6 +40,14 @@ SelectionTerms readSelection(const Selection& selection);
 /// `label` is what it calls the snapshot. Models are those that `exactPorts` makes.
 std::vector<const IBNode*> selectNodes(Snapshot& snapshot, const SelectionTerms& terms,
                                        const std::string& label, bool exactPorts = false);
+
+/// What a selection finds in a snapshot, for who judges that by himself.
+struct SelectedNodes {
+  std::vector<const IBNode*> nodes;      ///< in name order
+  std::set<std::uint64_t> unknownGuids;  ///< that were asked for
+  std::string nearness;                  ///< what is near, when there is no node
+};
+SelectedNodes findNodes(Snapshot& snapshot, const SelectionTerms& terms, bool exactPorts = false);
 
 /// The nodes that a person calls so: by name, by the GUID of a node, or by that of a port. Throws a
 /// CommandError that names what is near when there is none.

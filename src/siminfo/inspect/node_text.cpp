@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "siminfo/inspect/field_text.h"
 #include "siminfo/inspect/inspection_text.h"
 #include "siminfo/models/exact_ports.h"
 #include "siminfo/snapshot/format.h"
@@ -11,35 +12,19 @@
 namespace siminfo {
 namespace {
 
-template <std::size_t N>
-std::string wordOf(const std::array<Word, N>& words, int value) {
-  const auto* word = std::ranges::find(words, value, &Word::value);
-  return word != words.end() ? std::string(word->word) : std::to_string(value);
-}
-
-/// The records of a node or of a port that are lists of plain values.
+/// The record's fields, those of inner records by their path.
 std::string fieldsText(std::span<const Field> fields, const void* record, const std::string& prefix = {}) {
   std::string text;
   for (const Field& field : fields) {
-    for (std::size_t i = 0; i < field.count; ++i) {
+    for (std::size_t i = 0; i < (field.isOneValue() ? 1U : field.count); ++i) {
       std::string name = prefix;
       name.append(field.name);
-      if (field.count > 1) name.append("[").append(std::to_string(i)).append("]");
-      if (field.form == FieldForm::kText || field.form == FieldForm::kHexBytes) {
-        std::string bytes;
-        for (std::size_t byte = 0; byte < field.count; ++byte)
-          bytes += field.form == FieldForm::kText ? std::string(1, static_cast<char>(field.get(record, byte)))
-                                                  : hexDigits(field.get(record, byte), 2);
-        bytes.erase(bytes.find_last_not_of('\0') + 1);
-        text.append(text.empty() ? "" : ", ").append(prefix).append(field.name).append(" ");
-        text += inQuotes(bytes);
-        break;
-      }
+      if (!field.isOneValue() && field.count > 1) name.append("[").append(std::to_string(i)).append("]");
       text.append(text.empty() ? "" : ", ");
       if (field.form == FieldForm::kRecords)
         text += fieldsText(field.members, field.inner(record, i), name + ".");
       else
-        text.append(name).append(" ").append(hexText(field.get(record, i)));
+        text.append(name).append(" ").append(fieldText(field, record, i));
     }
   }
   return text;
@@ -58,7 +43,7 @@ void addIdentity(ScreenText& text, const Snapshot& snapshot, const Inspection& i
                  guidText(node.guid) + (identity != nullptr && identity->systemGuid
                                             ? ", of the system " + guidText(*identity->systemGuid)
                                             : ""));
-  std::string type = wordOf(kNodeTypes, node.type);
+  std::string type = wordFor(kNodeTypes, node.type);
   if (node.specialNodeType) type += ", special of type " + std::to_string(*node.specialNodeType);
   if (node.orbelSwitch) type += ", its ordinary ports keep the simulator's link width";
   text.paragraph("  type           ", type + "; its class in the source is " + model.nodeClass);
@@ -134,7 +119,7 @@ void addPorts(ScreenText& text, const Snapshot& snapshot, const IBNode& node) {
   text.line("Ports", Ink::kHead);
   for (const IBPort* port : node.ports) {
     if (port == nullptr) continue;
-    std::string line = wordOf(kPortStates, port->portState);
+    std::string line = wordFor(kPortStates, port->portState);
     if (!port->inSubFabric) line += ", outside the sub-fabric";
     for (const PortKind& kind : kPortKinds) {
       if (port->*(kind.flag)) line.append(", ").append(kind.word);
