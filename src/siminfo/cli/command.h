@@ -34,6 +34,7 @@ using Command = std::function<ExitStatus()>;
 void addGenerateCommand(CLI::App& program, Command& chosen);
 void addInspectCommand(CLI::App& program, Command& chosen);
 void addDiffCommand(CLI::App& program, Command& chosen);
+void addSchemaCommand(CLI::App& program, Command& chosen);
 void addVerifyCommand(CLI::App& program, Command& chosen);
 void addCollectCommand(CLI::App& program, Command& chosen);
 

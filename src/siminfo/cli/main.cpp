@@ -31,6 +31,7 @@ ExitStatus run(int argc, char** argv) {
   addInspectCommand(program, chosen);
   addDiffCommand(program, chosen);
   addVerifyCommand(program, chosen);
+  addSchemaCommand(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForVersion& version) {
