@@ -71,17 +71,15 @@ def on_terminal(width, *arguments, **environment):
 class Inspect(unittest.TestCase):
     def test_documents_show_what_the_commands_print(self):
         shown = 0
-        for page in ("inspect.md", "diff.md", "many-snapshots.md"):
+        for page in ("inspect.md", "diff.md"):
             text = (SOURCE / "docs" / page).read_text()
             for block in re.findall(r"^```\n(\$ siminfo .*?)^```$", text, re.M | re.S):
                 for command, output in re.findall(r"^\$ siminfo (.*)\n((?:(?!\$ ).*\n)*)", block, re.M):
                     told = subprocess.run(f"{shlex.quote(PROGRAM)} {command}", shell=True, text=True, cwd=SOURCE,
-                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60).stdout
-                    pieces = [piece for piece in output.split("...\n")]
-                    if len(pieces) == 1:
-                        self.assertEqual(told, output, command)
-                    else:  # parts of it, in their order
-                        self.assertRegex(told, "(?s)" + ".*".join(map(re.escape, pieces)), command)
+                                          executable="/bin/bash", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60).stdout
+                    # A line of three dots stands for any lines.
+                    pattern = ".*".join(map(re.escape, output.split("...\n")))
+                    self.assertIsNotNone(re.fullmatch(pattern, told, re.S), f"siminfo {command}:\n{told}")
                     shown += 1
         self.assertGreaterEqual(shown, 5)
 

@@ -10,6 +10,8 @@
 #include "siminfo/cli/interruption.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/snapshot/writer.h"
+#include "siminfo/text/quoting.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -37,7 +39,9 @@ void write(const Snapshot& snapshot, const std::string& fileName) {
   if (!directory.failure().empty()) throw CommandError(kBadInput, directory.failure());
 }
 
-ExitStatus collect(const CollectOptions& options, const std::string& output) {
+ExitStatus collect(const CollectOptions& options, const std::string& fabric, const std::string& output) {
+  if (const std::string fault = textFault(fabric); !fault.empty())
+    throw CommandError(kBadCommandLine, "--fabric: " + inQuotes(fabric) + " " + fault);
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   const auto elapsed = [&] {
@@ -59,6 +63,7 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
   } catch (const CollectError& error) {
     throw CommandError(error.kind() == CollectError::kNoPort ? kNoFabric : kBadInput, error.what());
   }
+  collected.snapshot.fabric = fabric;
   write(collected.snapshot, output);
   printLines(collected.warnings);
   printLines(collected.missing);
@@ -73,6 +78,7 @@ ExitStatus collect(const CollectOptions& options, const std::string& output) {
 
 void addCollectCommand(CLI::App& program, Command& chosen) {
   const auto options = std::make_shared<CollectOptions>();
+  const auto fabric = std::make_shared<std::string>();
   const auto output = std::make_shared<std::string>();
   CLI::App* command = program.add_subcommand(
       "collect", "Walk a live InfiniBand fabric, or read a saved discovery, into a fabric snapshot");
@@ -110,12 +116,15 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
                    "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
                    "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
       ->type_name("FILE");
+  command
+      ->add_option("--fabric", *fabric, "Name of the fabric, which tells many snapshots apart; in the header")
+      ->type_name("NAME");
   command->add_option("--output", *output, "File to write; standard output when it is missing or -")
       ->type_name("SNAPSHOT");
   command->footer(
       "Interrupted once (Ctrl-C), it writes what it has and exits with 5; interrupted again, it ends.\n"
       "Example: siminfo collect -C mlx4_0 -P 1 --output fabric.jsonl");
-  command->callback([=, &chosen] { chosen = [=] { return collect(*options, *output); }; });
+  command->callback([=, &chosen] { chosen = [=] { return collect(*options, *fabric, *output); }; });
 }
 
 }  // namespace siminfo
