@@ -110,7 +110,7 @@ void addReasons(const std::map<std::uint32_t, AbsentRecords>& absent, std::uint3
   const auto found = absent.find(index);
   if (lacked.empty() || found == absent.end()) return;
   for (const auto& [record, reason] : found->second) {
-    if (explains(record, lacked)) reasons.insert(record + ": " + reason);
+    if (explains(record, lacked)) reasons.insert(std::string(record).append(": ").append(reason));
   }
 }
 

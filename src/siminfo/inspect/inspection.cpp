@@ -38,6 +38,7 @@ std::vector<NodeGroup> groupNodes(const Snapshot& snapshot, const Inspection& in
     models[key].insert(at);
   }
   std::vector<NodeGroup> rows;
+  rows.reserve(groups.size());
   for (auto& [key, group] : groups) {
     group.models = models[key].size();
     rows.push_back(std::move(group));
@@ -66,6 +67,7 @@ std::vector<Gap> gapsOf(const Snapshot& snapshot, const Inspection& inspection) 
     }
   }
   std::vector<Gap> rows;
+  rows.reserve(gaps.size());
   for (auto& [key, gap] : gaps) rows.push_back(std::move(gap));
   return rows;
 }

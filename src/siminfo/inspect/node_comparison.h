@@ -1,7 +1,7 @@
 #pragma once
 
-#include <compare>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "siminfo/snapshot/snapshot.h"
@@ -16,7 +16,10 @@ struct Change {
   std::string after;
   std::vector<unsigned> ports;  ///< ascending; empty: of the node itself
 
-  auto operator<=>(const Change&) const = default;
+  bool operator<(const Change& other) const {
+    return std::tie(what, before, after, ports) <
+           std::tie(other.what, other.before, other.after, other.ports);
+  }
 };
 
 /// Compares a node of one snapshot with the one that it became in another, names, GUIDs and cables apart.

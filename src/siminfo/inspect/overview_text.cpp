@@ -155,12 +155,10 @@ std::string overviewText(const Snapshot& snapshot, const Inspection& inspection,
   addHead(text, snapshot, inspection);
   text.emptyLine();
   addGroups(text, snapshot, inspection);
-  std::vector<Gap> lacks = gapsOf(snapshot, inspection);
+  std::vector<Gap> lacks;
   std::vector<Gap> others;
-  const auto [from, to] =
-      std::ranges::stable_partition(lacks, [](const Gap& gap) { return gap.explanation->isLack; });
-  std::move(from, to, std::back_inserter(others));
-  lacks.erase(from, to);
+  std::vector<Gap> gaps = gapsOf(snapshot, inspection);
+  for (Gap& gap : gaps) (gap.explanation->isLack ? lacks : others).push_back(std::move(gap));
   if (!lacks.empty()) {
     text.emptyLine();
     text.line("Missing", Ink::kHead);

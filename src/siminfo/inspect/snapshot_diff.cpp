@@ -1,8 +1,10 @@
 #include "siminfo/inspect/snapshot_diff.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <thread>
+#include <tuple>
 
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/inspect/node_matching.h"
@@ -16,7 +18,11 @@ struct CommonEnd {
   std::string_view node;
   std::uint64_t guid;  // 0 of a node that is in neither snapshot
   std::uint8_t port;
-  auto operator<=>(const CommonEnd&) const = default;
+
+  bool operator==(const CommonEnd&) const = default;
+  bool operator<(const CommonEnd& other) const {
+    return std::tie(node, guid, port) < std::tie(other.node, other.guid, other.port);
+  }
 };
 /// The smaller end first.
 using CommonCable = std::pair<CommonEnd, CommonEnd>;
@@ -50,8 +56,8 @@ class CableFinder {
         cables.emplace_back(std::min(here, there), std::max(here, there));
       }
     }
-    std::ranges::sort(cables);
-    cables.erase(std::ranges::unique(cables).begin(), cables.end());
+    std::sort(cables.begin(), cables.end());
+    cables.erase(std::unique(cables.begin(), cables.end()), cables.end());
     return cables;
   }
 
@@ -111,8 +117,8 @@ void compareCables(const std::vector<CommonCable>& before, const std::vector<Com
                    SnapshotDiff& diff) {
   std::vector<CommonCable> removed;
   std::vector<CommonCable> added;
-  std::ranges::set_difference(before, after, std::back_inserter(removed));
-  std::ranges::set_difference(after, before, std::back_inserter(added));
+  std::set_difference(before.begin(), before.end(), after.begin(), after.end(), std::back_inserter(removed));
+  std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(added));
   pairMoved(removed, added, diff);
 }
 

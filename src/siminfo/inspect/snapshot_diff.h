@@ -12,7 +12,6 @@ namespace siminfo {
 struct CableEnd {
   std::string node;
   std::uint8_t port = 0;
-  auto operator<=>(const CableEnd&) const = default;
 };
 using CableEnds = std::pair<CableEnd, CableEnd>;
 
