@@ -4,7 +4,7 @@
 # Packages that building and running need, and those that tests, benchmarks and lint need besides.
 build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
-test_packages=(libgtest-dev libgmock-dev python3 clang ibsim-utils opensm infiniband-diags valgrind)
+test_packages=(libgtest-dev libgmock-dev python3 python3-jsonschema clang ibsim-utils opensm infiniband-diags valgrind)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev)
 lint_packages=("${bench_packages[@]}" clang clang-format clang-tidy)
 

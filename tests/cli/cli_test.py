@@ -84,6 +84,42 @@ class CommandLine(unittest.TestCase):
             self.assertEqual("2 nodes: sw2-plain, sw3-partial" in done.stderr, arguments == ["--one-per-class"])
             self.assertIn(warning, "".join(warnings))
 
+    def test_selects_by_name_type_model_and_port(self):
+        self.generate("--models")
+        rows = [line.split("\t") for line in (self.dir / "out" / "fab1_nodes.tsv").read_text().splitlines()[1:]]
+        model_of = {row[3]: row[1] for row in rows}
+        port = '{"name": "p", "guid": 9, "type": "ca", "num_ports": 2, "ports": [{"num": 2, "guid": 10}]}\n'
+        (self.dir / "ports").write_text(HEADER + port + node("n", 11))
+        for arguments, names in [
+            (["--name-match", "sw?-*", "--name-match", "an-[1-3]"], ["an-1", "sw1-reduction", "sw2-plain", "sw3-partial"]),
+            (["--type", "ca"], ["an-1", "host-1 HCA-1"]),
+            (["--type", "AN", "--type", "3"], ["an-1", "rtr-1"]),
+            (["--type", "switch", "--name-match", "*-p*", "--guid", "2c90000000043"], ["sw2-plain"]),
+            (["--model", model_of["rtr-1"], "--model", model_of["an-1"][:9]], ["an-1", "rtr-1"]),
+        ]:
+            done = self.generate(*arguments)
+            self.assertEqual((done.returncode, self.banners()), (0, names), (arguments, done.stderr))
+        # A node's GUID goes before that of a port; one of neither is told.
+        for guids, names in [(["0xa"], ["p"]), (["0xa", "0xb"], ["n", "p"])]:
+            arguments = [word for guid in guids for word in ("--guid", guid)]
+            done = self.run_program("generate", "ports", "--name", "Fab1", "--output-dir", "out", *arguments)
+            self.assertEqual((done.returncode, self.banners(), done.stderr.count("warning")), (0, names, 0), done.stderr)
+
+    def test_names_what_is_near_when_nothing_is_selected(self):
+        for arguments, near in [
+            (["--name-match", "sw3-part"], '--name-match selects none; nearest are "sw3-partial", '),
+            (["--name-match", "rt?-[2-9]*x"], 'nearest are "rtr-1", '),
+            (["--guid", "2c90000000049"], "nearest GUIDs are 0x0002c9000000004"),
+            (["--type", "4"], "there are 1 AN, 1 HCA, 1 RTR, 3 SW"),
+            (["--model", "RTR_0"], "--model selects none; nearest are RTR_"),
+            (["--type", "switch", "--name-match", "rtr-1"], "--name-match alone selects 1, --type alone selects 3"),
+        ]:
+            for command in (["generate", SMALL, "--name", "F"], ["verify", SMALL]):
+                done = self.run_program(*command, *arguments)
+                self.assertEqual((done.returncode, done.stdout), (3, ""), arguments)
+                self.assertIn(near, done.stderr)
+        self.assertIn('--type: "Switch" is no type; expected ca, ', self.generate("--type", "Switch").stderr)
+
     def test_a_selection_that_is_empty_leaves_everything_as_it_is(self):
         self.assertEqual(self.generate().returncode, 0)
         before = self.made()
@@ -270,7 +306,7 @@ class CommandLine(unittest.TestCase):
     def test_ends_in_order_where_memory_or_threads_are_short(self):
         tree = self.fat_tree("--leaves", "4")
         outcomes = set()
-        for megabytes in range(20, 84, 4):
+        for megabytes in range(20, 400, 12):
             def limit(bytes_=megabytes << 20):
                 resource.setrlimit(resource.RLIMIT_AS, (bytes_, bytes_))
             done = self.run_program("generate", "-", "--name", "F", "--jobs", "8", stdin=tree, preexec_fn=limit)

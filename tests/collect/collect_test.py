@@ -137,8 +137,9 @@ class CollectTest(unittest.TestCase):
         cache = os.path.join(fabric.folder, "fabric.cache")
         self.assertEqual(fabric.run(["ibnetdiscover", "--cache", cache])[0], 0)
         fabric.stop()
-        saved = Collected(fabric, "--load-cache", cache)
-        self.assertEqual(saved.header["source"], "fabric.cache")
+        saved = Collected(fabric, "--load-cache", cache, "--fabric", "hall 2")
+        self.assertEqual((saved.header["source"], saved.header["fabric"]), ("fabric.cache", "hall 2"))
+        Collected(fabric, "--load-cache", cache, "--fabric", "a\\", status=2)
         self.assertEqual(links_of(saved.nodes), links_of(live.nodes))
         # A discovery knows of an adapter only the ports that it came through.
         unknown = {(guid, port["num"]) for guid, node in saved.nodes.items() for port in node["ports"]

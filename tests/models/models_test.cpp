@@ -125,6 +125,22 @@ TEST_F(ModelsTest, ExactPortsRestoreEveryPortsOwnValues) {
   EXPECT_EQ(node.ports[3]->special, false) << "the fabric itself must not change";
 }
 
+TEST_F(ModelsTest, SharesTellWhichPortStandsAndWhoDiffers) {
+  IBNode& node = addSwitch("sw", {4, 4, 5, 3, 2});
+  node.ports[1]->portState = 1;  // Down: port 2 stands for it
+  node.ports[4]->fnm = true;
+  node.ports[5]->inSubFabric = false;
+  const std::vector<PortShares> all = portSharesOf(engine, node);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0].method, "setPortInfo");
+  EXPECT_EQ(all[0].standing, node.ports[2]);
+  EXPECT_EQ(all[0].special, std::vector<const IBPort*>{node.ports[4]});
+  ASSERT_EQ(all[0].differences.size(), 1U);
+  const auto& [port, field, own, standing] = all[0].differences[0];
+  EXPECT_EQ(std::tie(port->num, field, own, standing),
+            std::make_tuple(std::uint8_t{3}, std::string_view("MTUCap"), std::uint64_t{5}, std::uint64_t{4}));
+}
+
 TEST_F(ModelsTest, ExactPortsGiveCountersTheirSpecialPorts) {
   IBNode& node = addSwitch("sw", {4, 4});
   support(node, {55});

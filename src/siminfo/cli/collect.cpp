@@ -10,6 +10,8 @@
 #include "siminfo/cli/interruption.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/snapshot/writer.h"
+#include "siminfo/text/quoting.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -65,10 +67,13 @@ class SnapshotOutput {
 struct CollectCommand {
   CollectOptions options;
   std::string output;
+  std::string fabric;  ///< the name that its owner gives it
   bool partial = false;
 };
 
 ExitStatus collect(const CollectCommand& command) {
+  if (const std::string fault = textFault(command.fabric); !fault.empty())
+    throw CommandError(kBadCommandLine, "--fabric: " + inQuotes(command.fabric) + " " + fault);
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   const auto elapsed = [&] {
@@ -93,6 +98,7 @@ ExitStatus collect(const CollectCommand& command) {
   }
   // A signal that comes from here on finds nothing to cut short.
   const bool isInterrupted = interruption.isAsked();
+  collected.snapshot.fabric = command.fabric;
   printLines(collected.warnings);
   printLines(collected.missing);
   if (collected.snapshot.discovered.fabric.nodeByName.empty())
@@ -149,6 +155,10 @@ void addCollectCommand(CLI::App& program, Command& chosen) {
                    "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
                    "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
       ->type_name("FILE");
+  command
+      ->add_option("--fabric", told->fabric,
+                   "Name of the fabric, which tells many snapshots apart; in the header")
+      ->type_name("NAME");
   command->add_option("--output", told->output, "File to write; standard output when it is missing or -")
       ->type_name("SNAPSHOT");
   command->add_flag("--partial", told->partial,

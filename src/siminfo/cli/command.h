@@ -32,6 +32,9 @@ using Command = std::function<ExitStatus()>;
 
 /// Each adds a subcommand to the program and sets `chosen` when the command line names it.
 void addGenerateCommand(CLI::App& program, Command& chosen);
+void addInspectCommand(CLI::App& program, Command& chosen);
+void addDiffCommand(CLI::App& program, Command& chosen);
+void addSchemaCommand(CLI::App& program, Command& chosen);
 void addVerifyCommand(CLI::App& program, Command& chosen);
 void addCollectCommand(CLI::App& program, Command& chosen);
 void addServeCommand(CLI::App& program, Command& chosen);

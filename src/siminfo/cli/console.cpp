@@ -1,12 +1,16 @@
 #include "siminfo/cli/console.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <iostream>
 #include <system_error>
 
 #include "siminfo/cli/command.h"
+#include "siminfo/text/number_text.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -24,6 +28,19 @@ void printResult(const std::string& text) {
   if (!std::cout)
     throw CommandError(kBadInput,
                        "standard output: " + std::generic_category().message(errno != 0 ? errno : EIO));
+}
+
+Screen outputScreen() {
+  constexpr std::size_t kUsualWidth = 80;
+  constexpr std::size_t kLeastWidth = 40;  // below it nothing can be read, and long lines are the better evil
+  if (isatty(STDOUT_FILENO) != 1) return {};
+  const char* noColor = std::getenv("NO_COLOR");
+  const char* columns = std::getenv("COLUMNS");
+  winsize size{};
+  std::size_t width =
+      ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
+  if (const auto told = parseUnsigned(columns != nullptr ? columns : ""); told && *told > 0) width = *told;
+  return {std::max(width, kLeastWidth), noColor == nullptr || *noColor == '\0'};
 }
 
 void printError(const std::string& message) { printNote("error: " + message); }

@@ -3,10 +3,15 @@
 #include <chrono>
 #include <string>
 
+#include "siminfo/inspect/screen.h"
+
 namespace siminfo {
 
 /// Writes a result to standard output and makes sure that it got there. Throws a CommandError.
 void printResult(const std::string& text);
+
+/// What standard output shows: the width is that of COLUMNS, or else the terminal's own.
+Screen outputScreen();
 
 // To standard error, with nothing in them that a terminal would take for a command.
 void printError(const std::string& message);

@@ -59,7 +59,7 @@ void checkOptions(const GenerateOptions& options) {
   if (options.snapshot == "-")
     throw CommandError(kBadCommandLine,
                        "--depfile: standard input has no name to depend on; expected the snapshot's file");
-  for (const std::string& path : {options.snapshot, options.guidFile, options.outputDir})
+  for (const std::string& path : {options.snapshot, options.selection.guidFile, options.outputDir})
     checkDepfilePath(path);
 }
 
@@ -84,27 +84,33 @@ std::vector<std::filesystem::path> generateNodes(const GenerateOptions& options,
       options.missing);
   NodesByClass nodes = byClass(generator, selected);
   if (options.onePerClass) keepFirstOfEachClass(nodes);
-  std::set<std::uint64_t> guids;
+  SelectionTerms written;
+  std::size_t wanted = 0;
   for (const auto& [nodeClass, ofClass] : nodes) {
-    for (const IBNode* node : ofClass) guids.insert(node->guid);
+    wanted += ofClass.size();
+    for (const IBNode* node : ofClass) written.guids.insert(node->guid);
   }
   // By its GUID a node is generated, so those that share one come along.
-  warnOfSharedClasses(byClass(generator, selectNodes(engine.fabric(), guids, options.snapshot)));
+  const std::vector<const IBNode*> all = selectNodes(snapshot, written, options.snapshot);
+  if (all.size() > wanted)
+    printNote(counted(all.size() - wanted, "node") + " more, of the same GUID as a selected one");
+  warnOfSharedClasses(byClass(generator, all));
 
   GenerationSummary summary;
-  generator.Generate(options.name, guids, summary);
+  generator.Generate(options.name, written.guids, summary);
   if (!engine.files().failure().empty()) throw CommandError(kBadInput, engine.files().failure());
-  std::vector<std::filesystem::path> written{engine.files().path()};
-  if (options.simulatorHeader) written.push_back(writeSimulatorHeader(options));
+  std::vector<std::filesystem::path> paths{engine.files().path()};
+  if (options.simulatorHeader) paths.push_back(writeSimulatorHeader(options));
   reportFrames(counted(summary.nodes, "node"), summary, options.missing);
-  return written;
+  return paths;
 }
 
 ExitStatus generate(const GenerateOptions& options) {
   checkOptions(options);
-  const std::set<std::uint64_t> guids = readGuids(options.guids, options.guidFile);
+  const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
-  const std::vector<const IBNode*> nodes = selectNodes(snapshot->discovered.fabric, guids, options.snapshot);
+  const std::vector<const IBNode*> nodes =
+      selectNodes(*snapshot, terms, options.snapshot, options.exactPorts);
   std::error_code error;
   std::filesystem::create_directories(options.outputDir, error);
   if (error)
@@ -115,7 +121,8 @@ ExitStatus generate(const GenerateOptions& options) {
   for (const std::filesystem::path& path : written) paths += path.string() + "\n";
   printResult(paths);
   // Last of all: it says that the run has done its work.
-  if (!options.depfile.empty()) writeDepfile(options.depfile, written, {options.snapshot, options.guidFile});
+  if (!options.depfile.empty())
+    writeDepfile(options.depfile, written, {options.snapshot, options.selection.guidFile});
   return kDone;
 }
 
@@ -170,11 +177,10 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
                    "Class of the dump, a C++ identifier; lower-cased it names the file")
       ->type_name("NAME")
       ->required();
-  command->add_option("--guid", options->guids, "Only the node of this GUID, in hexadecimal; may be repeated")
-      ->type_name("GUID")
-      ->allow_extra_args(false);
+  addSelectionOptions(*command, options->selection);
   command
-      ->add_option("--guid-file", options->guidFile, "Only the nodes whose GUIDs the file lists, one a line")
+      ->add_option("--guid-file", options->selection.guidFile,
+                   "Only the nodes whose GUIDs the file lists, one a line")
       ->type_name("FILE");
   command->add_option("--output-dir", options->outputDir, "Directory of the file; made when it is missing")
       ->type_name("DIR")

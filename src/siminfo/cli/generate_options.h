@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "siminfo/cli/command.h"
+#include "siminfo/cli/selection.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/models/exact_ports.h"
 #include "siminfo/snapshot/snapshot.h"
@@ -15,8 +16,7 @@ namespace siminfo {
 struct GenerateOptions {
   std::string snapshot;
   std::string name;
-  std::vector<std::string> guids;
-  std::string guidFile;
+  Selection selection;
   std::string outputDir = ".";
   bool onePerClass = false;
   bool buildable = false;

@@ -27,8 +27,11 @@ ExitStatus run(int argc, char** argv) {
   Command chosen;
   addGenerateCommand(program, chosen);
   addCollectCommand(program, chosen);
+  addInspectCommand(program, chosen);
+  addDiffCommand(program, chosen);
   addVerifyCommand(program, chosen);
   addServeCommand(program, chosen);
+  addSchemaCommand(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForVersion& version) {

@@ -25,7 +25,7 @@ VerifyRequest defaultRequest() {
 
 struct VerifyOptions {
   std::string snapshot;
-  std::vector<std::string> guids;
+  Selection selection;
   bool all = false;
   VerifyRequest request = defaultRequest();
 };
@@ -48,9 +48,10 @@ Verification verifyInterruptibly(Snapshot& snapshot, const std::vector<const IBN
 ExitStatus runVerify(const VerifyOptions& options) {
   checkName(options.request.name, true);
   const VerifyRequest& request = options.request;
-  const std::set<std::uint64_t> guids = readGuids(options.guids, {});
+  const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, request.jobs);
-  const std::vector<const IBNode*> nodes = selectNodes(snapshot->discovered.fabric, guids, options.snapshot);
+  const std::vector<const IBNode*> nodes =
+      selectNodes(*snapshot, terms, options.snapshot, request.exactPorts);
   try {
     const Verification verification = verifyInterruptibly(*snapshot, nodes, request);
     printResult(terminalText(reportText(verification)));
@@ -75,9 +76,7 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   command->add_option("--name", options->request.name, "Class of the dump, a C++ identifier")
       ->type_name("NAME")
       ->capture_default_str();
-  command->add_option("--guid", options->guids, "Only the node of this GUID, in hexadecimal; may be repeated")
-      ->type_name("GUID")
-      ->allow_extra_args(false);
+  addSelectionOptions(*command, options->selection);
   command->add_flag("--all", options->all, "Every node; which is what is done without it as well");
   CLI::Option* buildable =
       command->add_flag("--buildable", options->request.form.isBuildable,

@@ -42,6 +42,8 @@ constexpr auto kFrames = std::to_array<SimInfoDumpCPP::Frame>({
 /// still in the cache. Measured as good from 64 to 256 KiB, and worse above.
 constexpr std::size_t kWriteSize = 256UL * 1024;
 
+constexpr std::string_view kError = "#error ";
+
 constexpr int kFirstYear = 2024;
 constexpr int kYearWithoutClock = 2025;
 
@@ -191,19 +193,25 @@ void SimInfoDumpCPP::PrintFrames(SectionStream& os, const std::string& className
   ++summary.nodes;
 }
 
-/// Counts what the body that begins at `start` is, and gives what is missing its form. Diagnostics stand at
-/// column 0, and nothing else that a generator writes does.
+BodyKind SimInfoDumpCPP::KindOf(std::string_view body) {
+  if (body.starts_with(kError)) return BodyKind::kError;
+  return body.starts_with("//") ? BodyKind::kComment : BodyKind::kBlock;
+}
+
+/// Counts what the body that begins at `start` is, and gives what is missing its form.
 void SimInfoDumpCPP::FinishBody(SectionStream& os, std::size_t start, std::string_view method,
                                 GenerationSummary& summary) const {
-  constexpr std::string_view kError = "#error ";
-  const std::string_view body = os.text().substr(start);
-  if (body.starts_with(kError)) {
-    ++summary.missing[method];
-    if (missing_ == Missing::kComment) os.replace(start, kError.size(), "// ");
-  } else if (body.starts_with("//")) {
-    ++summary.comments;
-  } else {
-    ++summary.blocks;
+  switch (KindOf(os.text().substr(start))) {
+    case BodyKind::kError:
+      ++summary.missing[method];
+      if (missing_ == Missing::kComment) os.replace(start, kError.size(), "// ");
+      break;
+    case BodyKind::kComment:
+      ++summary.comments;
+      break;
+    case BodyKind::kBlock:
+      ++summary.blocks;
+      break;
   }
 }
 

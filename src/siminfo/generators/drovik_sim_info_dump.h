@@ -23,6 +23,13 @@ enum class Missing : std::uint8_t {
   kComment,  ///< a comment of the same words: the attribute is left to the simulator
 };
 
+/// What the body of a frame is.
+enum class BodyKind : std::uint8_t {
+  kBlock,    ///< restores the attribute
+  kComment,  ///< a comment that says why there is no block
+  kError,    ///< an #error line that says the same, and stops the simulator's build
+};
+
 /// What came of the frames of a run.
 struct GenerationSummary {
   std::size_t nodes = 0;
@@ -65,6 +72,8 @@ class SimInfoDumpCPP {
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids,
                GenerationSummary& summary) const;
 
+  /// What a generator wrote. Diagnostics stand at column 0, and nothing else that a generator writes does.
+  static BodyKind KindOf(std::string_view body);
   /// The dump's name as its file names have it.
   static std::string LowerName(std::string name);
   /// Whether a run over `guids` writes the node.

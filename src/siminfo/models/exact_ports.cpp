@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "siminfo/core/records/records.h"
@@ -69,6 +70,7 @@ bool hasReduction(const Drovik& engine, const IBNode& node) {
 /// A frame that is written by port.
 struct PortFrame {
   std::string_view method;
+  std::span<const Field> fields;  ///< of what `values` returns; empty for the port's number
   bool (*applies)(const Drovik& engine, const IBNode& node);
   Values (*values)(const KvormExtendedInfo& records, const IBNode& node, const IBPort& port);
   bool (*hasBranches)(const IBNode& node);  ///< or one record for all ports
@@ -79,12 +81,15 @@ bool never(const IBNode&) { return false; }
 bool onSwitches(const IBNode& node) { return node.type == kSwitch; }
 
 constexpr std::array kPortFrames{
-    PortFrame{"setPortInfo", isAnyNode, portInfo, onSwitches},
-    PortFrame{"setExtendedPortInfo", hasExtendedPortInfo, extendedPortInfo, always},
-    PortFrame{"setPortInfoExtended", isAnyNode, portInfoExtended, never},
-    PortFrame{"setZYRReductionPortInfo", hasReduction, reductionPortInfo, always},
-    PortFrame{"setZYRReductionCounters", hasReduction, reductionCounters, always},
-    PortFrame{"setZYRPushReductionCounters", hasReduction, pushCounters, always},
+    PortFrame{"setPortInfo", kFields<SMP_PortInfo>, isAnyNode, portInfo, onSwitches},
+    PortFrame{"setExtendedPortInfo", kFields<SMP_KrelExtPortInfo>, hasExtendedPortInfo, extendedPortInfo,
+              always},
+    PortFrame{"setPortInfoExtended", kFields<SMP_PortInfoExtended>, isAnyNode, portInfoExtended, never},
+    PortFrame{"setZYRReductionPortInfo", kFields<ZYRReductionPortInfo>, hasReduction, reductionPortInfo,
+              always},
+    PortFrame{"setZYRReductionCounters", {}, hasReduction, reductionCounters, always},
+    PortFrame{"setZYRPushReductionCounters", kFields<ZYRPushReductionCounters>, hasReduction, pushCounters,
+              always},
 };
 
 /// Calls `visit(port, values)` with every port behind port 0 that has a record, in ascending order.
@@ -99,29 +104,67 @@ void visitPorts(const Drovik& engine, const IBNode& node, const PortFrame& frame
   }
 }
 
-/// The values of the port that stands for all ordinary ones; empty when there is none.
-Values standingValues(const Drovik& engine, const IBNode& node, const PortFrame& frame) {
-  Values standing;
+/// The port that stands for all ordinary ones.
+struct Standing {
+  const IBPort* port = nullptr;  // null when there is none
+  Values values;
+};
+
+Standing findStanding(const Drovik& engine, const IBNode& node, const PortFrame& frame) {
+  Standing standing;
   visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
     const bool canStand = TakesPart(port) && (!IsSpecial(port) || !frame.hasBranches(node));
-    if (standing.empty() && canStand) standing = values;
+    if (standing.port == nullptr && canStand) standing = {&port, values};
   });
   return standing;
+}
+
+bool hasBranch(const IBNode& node, const PortFrame& frame, const IBPort& port) {
+  return frame.hasBranches(node) && TakesPart(port) && IsSpecial(port);
+}
+
+void addDifferences(const PortFrame& frame, const IBPort& port, const Values& values, const Values& standing,
+                    std::vector<PortShares::Difference>& differences) {
+  if (frame.fields.empty()) {
+    if (values == standing) return;
+    differences.push_back({&port, "port", values[0], standing[0]});
+    return;
+  }
+  std::size_t at = 0;
+  for (const Field& field : frame.fields) {
+    for (std::size_t i = 0; i < field.count; ++i, ++at) {
+      if (values[at] != standing[at]) differences.push_back({&port, field.name, values[at], standing[at]});
+    }
+  }
 }
 
 }  // namespace
 
 void countStandIns(const Drovik& engine, const IBNode& node, bool exactPorts, StandIns& counts) {
   for (const PortFrame& frame : kPortFrames) {
-    const bool hasBranches = frame.hasBranches(node);
-    if (exactPorts && hasBranches) continue;
-    const Values standing = standingValues(engine, node, frame);
-    if (standing.empty()) continue;
+    if (exactPorts && frame.hasBranches(node)) continue;
+    const Standing standing = findStanding(engine, node, frame);
+    if (standing.port == nullptr) continue;
     visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
-      const bool hasBranch = hasBranches && TakesPart(port) && IsSpecial(port);
-      if (!hasBranch && values != standing) ++counts[frame.method];
+      if (!hasBranch(node, frame, port) && values != standing.values) ++counts[frame.method];
     });
   }
+}
+
+std::vector<PortShares> portSharesOf(const Drovik& engine, const IBNode& node) {
+  std::vector<PortShares> all;
+  for (const PortFrame& frame : kPortFrames) {
+    const Standing standing = findStanding(engine, node, frame);
+    if (standing.port == nullptr) continue;
+    PortShares& shares = all.emplace_back(PortShares{frame.method, standing.port, {}, {}});
+    visitPorts(engine, node, frame, [&](const IBPort& port, const Values& values) {
+      if (hasBranch(node, frame, port))
+        shares.special.push_back(&port);
+      else
+        addDifferences(frame, port, values, standing.values, shares.differences);
+    });
+  }
+  return all;
 }
 
 PushKeys pushKeysOf(const Drovik& engine, const IBNode& node, bool exactPorts) {
@@ -142,7 +185,7 @@ PushKeys pushKeysOf(const Drovik& engine, const IBNode& node, bool exactPorts) {
 ExactNode::ExactNode(const Drovik& engine, const IBNode& node, std::string_view method) : node_(node) {
   const auto* frame = std::ranges::find(kPortFrames, method, &PortFrame::method);
   if (frame == kPortFrames.end() || !frame->hasBranches(node)) return;
-  const Values standing = standingValues(engine, node, *frame);
+  const Values standing = findStanding(engine, node, *frame).values;
   visitPorts(engine, node, *frame, [&](const IBPort& port, const Values& values) {
     if (TakesPart(port) && (IsSpecial(port) || values == standing)) return;
     IBPort& own = ports_.emplace_back(port);

@@ -6,6 +6,7 @@
 #include <set>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "siminfo/core/drovik.h"
 
@@ -17,6 +18,24 @@ using StandIns = std::map<std::string_view, std::size_t>;
 /// Adds the ports of the node that answer with the values of the port that stands for the ordinary ones,
 /// though their own differ. With `exactPorts` only frames that have one record for all ports have such.
 void countStandIns(const Drovik& engine, const IBNode& node, bool exactPorts, StandIns& counts);
+
+/// How one frame that is written by port serves the ports of a node.
+struct PortShares {
+  /// A field in which a port's own value is not the one that the simulated node answers with.
+  struct Difference {
+    const IBPort* port;
+    std::string_view field;
+    std::uint64_t own;
+    std::uint64_t standing;
+  };
+  std::string_view method;
+  const IBPort* standing = nullptr;     ///< whose values all ordinary ports answer with
+  std::vector<const IBPort*> special;   ///< that have a branch of their own
+  std::vector<Difference> differences;  ///< of the ports that have none, by port and field
+};
+
+/// The frames by port for which some port of the node stands. Ports are borrowed.
+std::vector<PortShares> portSharesOf(const Drovik& engine, const IBNode& node);
 
 /// A copy of a node for one frame, in which every port with values of its own is special, so that the frame
 /// restores all of them: the format gives each special port a branch, and all others the values of one. The

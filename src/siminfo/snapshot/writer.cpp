@@ -134,6 +134,8 @@ void writeCapabilities(JsonLine& line, const InMemoryCapabilities& capabilities,
   line.close('}');
 }
 
+}  // namespace
+
 void writeNode(JsonLine& line, const IBNode& node, const Snapshot& snapshot) {
   line.open('{');
   line.key("name").string(node.name);
@@ -157,8 +159,6 @@ void writeNode(JsonLine& line, const IBNode& node, const Snapshot& snapshot) {
   }
   line.close('}');
 }
-
-}  // namespace
 
 void writeSnapshot(const Snapshot& snapshot, std::ostream& out) {
   JsonLine line;

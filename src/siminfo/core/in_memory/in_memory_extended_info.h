@@ -27,6 +27,12 @@ class InMemoryExtendedInfo final : public KvormExtendedInfo {
   void setCounters(std::uint32_t portIndex, std::uint32_t counterIndex, const ZYRReductionCounters& record) {
     counters_.set(portIndex * kCounterSets + counterIndex, record);
   }
+  using Monitors = std::bitset<256>;
+  /// The port's monitors that were found.
+  Monitors monitors(std::uint32_t portIndex) const {
+    const Monitors* found = monitors_.find(portIndex);
+    return found != nullptr ? *found : Monitors{};
+  }
   void setMonitor(std::uint32_t portIndex, std::uint8_t monitor) {
     Monitors found = monitors(portIndex);
     monitors_.set(portIndex, found.set(monitor));
@@ -49,12 +55,6 @@ class InMemoryExtendedInfo final : public KvormExtendedInfo {
   }
 
  private:
-  using Monitors = std::bitset<256>;
-  Monitors monitors(std::uint32_t portIndex) const {
-    const Monitors* found = monitors_.find(portIndex);
-    return found != nullptr ? *found : Monitors{};
-  }
-
 #define SIMINFO_COLUMN(Record, getter) std::tuple<RecordColumn<Record>>{},
   decltype(std::tuple_cat(SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN)
                               std::tuple<>{})) columns_;

@@ -35,6 +35,10 @@ struct Field {
 
   /// One single number, and not an array of them.
   constexpr bool isNumber() const { return form == FieldForm::kNumber && count == 1; }
+  /// One value to whoever reads it, be it of many bytes: no array of numbers or records.
+  constexpr bool isOneValue() const {
+    return isNumber() || form == FieldForm::kText || form == FieldForm::kHexBytes;
+  }
   /// Bytes that the whole field takes in the record.
   constexpr std::size_t extent() const { return elementSize() * count; }
   constexpr std::size_t elementSize() const { return form == FieldForm::kRecords ? innerSize : size; }

@@ -1,0 +1,88 @@
+#include <memory>
+#include <thread>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/cli/console.h"
+#include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
+#include "siminfo/inspect/diff_text.h"
+#include "siminfo/text/number_text.h"
+
+namespace siminfo {
+namespace {
+
+struct DiffCommand {
+  std::string before;
+  std::string after;
+  Selection selection;
+  bool json = false;
+  bool counters = false;
+  unsigned jobs = 0;
+};
+
+std::vector<const IBNode*> everyNode(const Snapshot& snapshot) {
+  std::vector<const IBNode*> nodes;
+  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+  return nodes;
+}
+
+/// A node may be in one of the two alone, so a selection is empty only when it selects nothing in either.
+std::pair<std::vector<const IBNode*>, std::vector<const IBNode*>> selectInBoth(const DiffCommand& options,
+                                                                               const SelectionTerms& terms,
+                                                                               Snapshot& before,
+                                                                               Snapshot& after) {
+  if (terms.isEverything()) return {everyNode(before), everyNode(after)};
+  SelectedNodes old = findNodes(before, terms);
+  SelectedNodes now = findNodes(after, terms);
+  if (old.nodes.empty() && now.nodes.empty())
+    throw CommandError(kBadInput, options.after + ": no node is selected here or in " + options.before +
+                                      "; " + now.nearness);
+  for (const std::uint64_t guid : old.unknownGuids) {
+    if (now.unknownGuids.contains(guid))
+      printWarning("GUID " + guidText(guid) + " is no node of the sub-fabrics and selects nothing");
+  }
+  return {std::move(old.nodes), std::move(now.nodes)};
+}
+
+ExitStatus runDiff(const DiffCommand& options) {
+  if (options.before == "-" && options.after == "-")
+    throw CommandError(kBadCommandLine,
+                       "standard input holds one of the two snapshots at most; expected a file");
+  const SelectionTerms terms = readSelection(options.selection);
+  // One after the other, each on every core: two at a time would take as long, and the cores from each other.
+  const std::unique_ptr<Snapshot> before = loadSnapshot(options.before, options.jobs);
+  const std::unique_ptr<Snapshot> after = loadSnapshot(options.after, options.jobs);
+  const auto [oldNodes, newNodes] = selectInBoth(options, terms, *before, *after);
+  const unsigned jobs = options.jobs != 0 ? options.jobs : std::thread::hardware_concurrency();
+  const SnapshotDiff diff = compareSnapshots(*before, oldNodes, *after, newNodes, {options.counters, jobs});
+  printResult(options.json ? diffJson(diff) : diffText(diff, outputScreen()));
+  printNote(counted(diff.compared, "node") + " in both" + (diff.isSame() ? ", and nothing differs" : ""));
+  return diff.isSame() ? kDone : kAnswerIsNo;
+}
+
+}  // namespace
+
+void addDiffCommand(CLI::App& program, Command& chosen) {
+  const auto options = std::make_shared<DiffCommand>();
+  CLI::App* command = program.add_subcommand(
+      "diff", "Tell what became of a fabric between two snapshots: nodes, names, cables, and decoded fields");
+  command
+      ->add_option("OLD", options->before, "The earlier snapshot; one of the two may be - for standard input")
+      ->type_name("")
+      ->required();
+  command->add_option("NEW", options->after, "The later snapshot")->type_name("")->required();
+  addSelectionOptions(*command, options->selection);
+  command->add_flag("--counters", options->counters,
+                    "Values of counters as well, which change from one minute to the next");
+  command->add_flag("--json", options->json, "A JSON document");
+  command->add_option("--jobs", options->jobs, "Threads that read and compare; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
+  command->footer(
+      "Nodes are the same when their GUIDs are. Headers of snapshots are not compared.\n"
+      "Exit status: 0 nothing differs; 1 something does.\n"
+      "Example: siminfo diff monday.jsonl tuesday.jsonl --type switch");
+  command->callback([options, &chosen] { chosen = [options] { return runDiff(*options); }; });
+}
+
+}  // namespace siminfo

@@ -1,0 +1,95 @@
+#include <memory>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/cli/console.h"
+#include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
+#include "siminfo/inspect/inspection_text.h"
+#include "siminfo/inspect/topology.h"
+
+namespace siminfo {
+namespace {
+
+struct InspectOptions {
+  std::string snapshot;
+  Selection selection;
+  std::string node;
+  bool nodes = false;
+  bool topology = false;
+  bool json = false;
+  bool strict = false;
+  unsigned jobs = 0;
+};
+
+/// Everything about each of the nodes.
+std::string detailsOf(Snapshot& snapshot, const Inspection& inspection, bool isJson) {
+  std::string text;
+  for (std::size_t i = 0; i < inspection.set.nodes.size(); ++i) {
+    if (isJson)
+      text += nodeJson(snapshot, inspection, i);
+    else
+      text += (i > 0 ? "\n" : "") + nodeText(snapshot, inspection, i, outputScreen());
+  }
+  return text;
+}
+
+std::string resultOf(const InspectOptions& options, Snapshot& snapshot, const Inspection& inspection) {
+  if (!options.node.empty()) return detailsOf(snapshot, inspection, options.json);
+  if (options.nodes) return options.json ? nodesJson(inspection) : nodesText(inspection, outputScreen());
+  return options.json ? overviewJson(snapshot, inspection)
+                      : overviewText(snapshot, inspection, outputScreen());
+}
+
+ExitStatus runInspect(const InspectOptions& options) {
+  const SelectionTerms terms = readSelection(options.selection);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
+  const std::vector<const IBNode*> nodes = options.node.empty()
+                                               ? selectNodes(*snapshot, terms, options.snapshot)
+                                               : namedNodes(*snapshot, options.node, options.snapshot);
+  if (options.topology) {
+    printResult(topologyText(*snapshot, nodes));
+    if (!options.strict) return kDone;
+  }
+  const Inspection inspection = inspect(*snapshot, nodes);
+  if (!options.topology) printResult(resultOf(options, *snapshot, inspection));
+  return options.strict && inspection.hasErrors() ? kAnswerIsNo : kDone;
+}
+
+}  // namespace
+
+void addInspectCommand(CLI::App& program, Command& chosen) {
+  const auto options = std::make_shared<InspectOptions>();
+  CLI::App* command = program.add_subcommand(
+      "inspect",
+      "Show what each node will carry, what not, why, and what would mend it, before it is generated");
+  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
+      ->type_name("")
+      ->required();
+  CLI::Option* nodes = command->add_flag(
+      "--nodes", options->nodes,
+      "A line for each node: GUID, class, ports, ports above Down, model, a letter for each of the 22\n"
+      "frames (B block, c comment, E #error line), name");
+  CLI::Option* node =
+      command
+          ->add_option("--node", options->node,
+                       "Everything about the node of this name or GUID, and its ports' values")
+          ->type_name("NAME|GUID")
+          ->excludes(nodes);
+  CLI::Option* topology = command
+                              ->add_flag("--topology", options->topology,
+                                         "The nodes and their links in the text form of ibnetdiscover")
+                              ->excludes(nodes, node);
+  addSelectionOptions(*command, options->selection);
+  for (const char* name : {"--guid", "--name-match", "--type", "--model"}) node->excludes(name);
+  command->add_flag("--json", options->json, "A JSON document; with --nodes one a line")->excludes(topology);
+  command->add_flag("--strict", options->strict, "Exit with 1 if any #error line would be written");
+  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
+  command->footer(
+      "On a terminal it fits the width (COLUMNS) and is coloured unless NO_COLOR is set.\n"
+      "Example: siminfo inspect fabric.jsonl --nodes --type switch | grep E");
+  command->callback([options, &chosen] { chosen = [options] { return runInspect(*options); }; });
+}
+
+}  // namespace siminfo
