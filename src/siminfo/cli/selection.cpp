@@ -11,6 +11,7 @@
 #include "siminfo/cli/nearest.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/models/model.h"
+#include "siminfo/simulator/headers.h"
 #include "siminfo/snapshot/format.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
@@ -20,8 +21,6 @@ namespace siminfo {
 namespace {
 
 using Nodes = std::vector<const IBNode*>;
-
-constexpr std::array<std::string_view, 5> kClasses{"SW", "RTR", "AN", "HCA", "Unknown"};
 
 Nodes subFabricOf(const IBFabric& fabric) {
   Nodes nodes;
@@ -206,7 +205,7 @@ void addSelectionOptions(CLI::App& command, Selection& selection) {
 
 SelectionTerms readSelection(const Selection& selection) {
   for (const std::string& type : selection.types) {
-    if (!parseInteger(type, kNodeTypeForm) && std::ranges::find(kClasses, type) == kClasses.end())
+    if (!parseInteger(type, kNodeTypeForm) && std::ranges::find(kNodeClasses, type) == kNodeClasses.end())
       throw CommandError(kBadCommandLine,
                          "--type: " + inQuotes(type) +
                              " is no type; expected ca, switch, router, an integer from 0 to 255, or one of "
