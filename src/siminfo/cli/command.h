@@ -33,6 +33,7 @@ using Command = std::function<ExitStatus()>;
 /// Each adds a subcommand to the program and sets `chosen` when the command line names it.
 void addGenerateCommand(CLI::App& program, Command& chosen);
 void addInspectCommand(CLI::App& program, Command& chosen);
+void addReportCommand(CLI::App& program, Command& chosen);
 void addDiffCommand(CLI::App& program, Command& chosen);
 void addSchemaCommand(CLI::App& program, Command& chosen);
 void addVerifyCommand(CLI::App& program, Command& chosen);

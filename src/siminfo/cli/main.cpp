@@ -28,6 +28,7 @@ ExitStatus run(int argc, char** argv) {
   addGenerateCommand(program, chosen);
   addCollectCommand(program, chosen);
   addInspectCommand(program, chosen);
+  addReportCommand(program, chosen);
   addDiffCommand(program, chosen);
   addVerifyCommand(program, chosen);
   addServeCommand(program, chosen);

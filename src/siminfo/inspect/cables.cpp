@@ -1,5 +1,11 @@
 #include "siminfo/inspect/cables.h"
 
+#include <algorithm>
+#include <array>
+#include <span>
+
+#include "siminfo/text/number_text.h"
+
 namespace siminfo {
 namespace {
 
@@ -8,6 +14,21 @@ std::uint64_t keyOf(const IBNode& node, std::uint8_t port) {
 }
 
 }  // namespace
+
+std::string speedWords(const Link& link) {
+  constexpr std::array kWidths{Word{"1x", 1}, Word{"4x", 2}, Word{"8x", 4}, Word{"12x", 8}, Word{"2x", 16}};
+  constexpr std::array kSpeeds{Word{"SDR", 1}, Word{"DDR", 2}, Word{"QDR", 4}};
+  constexpr std::array kExtended{Word{"FDR", 1}, Word{"EDR", 2}, Word{"HDR", 4}, Word{"NDR", 8}};
+  const auto wordOf = [](std::span<const Word> words, std::optional<std::uint8_t> code) {
+    const auto found = std::ranges::find(words, code.value_or(0), &Word::value);
+    return found != words.end() ? found->word : std::string_view();
+  };
+  const std::string_view width = wordOf(kWidths, link.width);
+  std::string_view speed = wordOf(kExtended, link.speedExt);
+  if (speed.empty()) speed = wordOf(kSpeeds, link.speed);
+  if (width.empty() || speed.empty()) return {};
+  return std::string(width).append(speed);
+}
 
 Cables::Cables(const Snapshot& snapshot) {
   const auto& byName = snapshot.discovered.fabric.nodeByName;

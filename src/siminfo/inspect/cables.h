@@ -8,6 +8,9 @@
 
 namespace siminfo {
 
+/// "4xEDR", as far as the link's codes are known ones; else empty.
+std::string speedWords(const Link& link);
+
 /// What every port of a snapshot is connected to, also where one end alone says so. Borrows from the
 /// snapshot.
 class Cables {

@@ -25,16 +25,18 @@ std::vector<NodeGroup> groupNodes(const Snapshot& snapshot, const Inspection& in
   using Key = std::tuple<std::string_view, unsigned, bool, std::uint32_t, std::uint16_t, std::string_view>;
   std::map<Key, NodeGroup> groups;
   std::map<Key, std::set<std::size_t>> models;
-  for (const auto& [node, at] : inspection.set.nodes) {
+  for (std::size_t member = 0; member < inspection.set.nodes.size(); ++member) {
+    const auto& [node, at] = inspection.set.nodes[member];
     const Model& model = inspection.set.models[at];
     const std::string& letters = inspection.letters[at];
     const auto* device = snapshot.discovered.records.find<SMP_NodeInfo>(node->recordIndex);
     const Key key(model.nodeClass, model.ports, device != nullptr, device != nullptr ? device->VendorID : 0,
                   device != nullptr ? device->DeviceID : std::uint16_t{0}, letters);
     NodeGroup& group =
-        groups.try_emplace(key, NodeGroup{model.nodeClass, model.ports, device, letters, 0, 0, node})
+        groups.try_emplace(key, NodeGroup{model.nodeClass, model.ports, device, letters, 0, 0, node, {}})
             .first->second;
     ++group.nodes;
+    group.members.push_back(member);
     models[key].insert(at);
   }
   std::vector<NodeGroup> rows;

@@ -37,6 +37,7 @@ struct NodeGroup {
   std::size_t nodes = 0;
   std::size_t models = 0;
   const IBNode* first = nullptr;
+  std::vector<std::size_t> members;  ///< the nodes' places among the inspection's
 };
 
 /// Rows for nodes that share class, port count, vendor, device and outcomes; the largest first.

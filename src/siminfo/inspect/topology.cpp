@@ -1,7 +1,6 @@
 #include "siminfo/inspect/topology.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 
 #include "siminfo/inspect/cables.h"
@@ -22,22 +21,6 @@ TypeWords wordsOf(const IBNode& node) {
   if (node.type == kSwitch) return {"Switch", "switchguid", "S"};
   if (node.type == kRouter) return {"Rt", "rtguid", "R"};
   return {"Ca", "caguid", "H"};
-}
-
-/// " 4xEDR", as far as the codes are known ones.
-std::string speedWords(const Link& link) {
-  constexpr std::array kWidths{Word{"1x", 1}, Word{"4x", 2}, Word{"8x", 4}, Word{"12x", 8}, Word{"2x", 16}};
-  constexpr std::array kSpeeds{Word{"SDR", 1}, Word{"DDR", 2}, Word{"QDR", 4}};
-  constexpr std::array kExtended{Word{"FDR", 1}, Word{"EDR", 2}, Word{"HDR", 4}, Word{"NDR", 8}};
-  const auto wordOf = [](std::span<const Word> words, std::optional<std::uint8_t> code) {
-    const auto found = std::ranges::find(words, code.value_or(0), &Word::value);
-    return found != words.end() ? found->word : std::string_view();
-  };
-  const std::string_view width = wordOf(kWidths, link.width);
-  std::string_view speed = wordOf(kExtended, link.speedExt);
-  if (speed.empty()) speed = wordOf(kSpeeds, link.speed);
-  if (width.empty() || speed.empty()) return {};
-  return std::string(" ").append(width).append(speed);
 }
 
 class TopologyWriter {
@@ -117,6 +100,11 @@ class TopologyWriter {
     return info != nullptr && info->ENP0 != 0 ? " enhanced port 0" : " base port 0";
   }
 
+  static std::string speedText(const Link& link) {
+    const std::string words = speedWords(link);
+    return words.empty() ? words : " " + words;
+  }
+
   void addPort(const IBNode& node, std::uint8_t num) {
     const Cables::Far* far = cables_.find(node, num);
     if (far == nullptr) return;
@@ -133,7 +121,7 @@ class TopologyWriter {
     if (far->node->type != kSwitch) text_ += portGuid(*far->node, far->port);
     text_.append("\t\t#").append(isSwitch ? "" : addressOf(node, num, true));
     text_.append(" \"").append(nameOf(*far->node)).append("\"");
-    text_.append(addressOf(*far->node, far->port, false)).append(speedWords(*far->link)).append("\n");
+    text_.append(addressOf(*far->node, far->port, false)).append(speedText(*far->link)).append("\n");
   }
 
   const Snapshot& snapshot_;

@@ -1,0 +1,67 @@
+#include "siminfo/report/report.h"
+
+#include <filesystem>
+#include <memory>
+
+#include "siminfo/cli/command.h"
+#include "siminfo/cli/console.h"
+#include "siminfo/cli/load.h"
+#include "siminfo/cli/selection.h"
+#include "siminfo/core/in_memory/output_directory.h"
+
+namespace siminfo {
+namespace {
+
+struct ReportOptions {
+  std::string snapshot;
+  std::string output;
+  Selection selection;
+  unsigned jobs = 0;
+};
+
+void writePage(const std::filesystem::path& file, const std::string& page) {
+  OutputDirectory directory(file.has_parent_path() ? file.parent_path() : ".");
+  if (directory.put(file.filename(), page) != 0) throw CommandError(kBadInput, directory.failure());
+  printResult(file.string() + "\n");
+}
+
+ExitStatus runReport(const ReportOptions& options) {
+  const SelectionTerms terms = readSelection(options.selection);
+  const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
+  const Inspection inspection = inspect(*snapshot, selectNodes(*snapshot, terms, options.snapshot));
+  const Report report = makeReport(*snapshot, inspection);
+  if (report.bodilessModels > 0)
+    printWarning(counted(report.bodilessModels, "model") + " of " +
+                 std::to_string(inspection.set.models.size()) +
+                 " stand in the page without the bodies of their blocks, which would make it too large; "
+                 "inspect --node has them, and so has the page of fewer nodes");
+  if (options.output == "-")
+    printResult(report.page);
+  else
+    writePage(options.output, report.page);
+  return kDone;
+}
+
+}  // namespace
+
+void addReportCommand(CLI::App& program, Command& chosen) {
+  const auto options = std::make_shared<ReportOptions>();
+  CLI::App* command = program.add_subcommand(
+      "report", "Write a page for a browser that shows what inspect shows, with every body and the topology");
+  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
+      ->type_name("")
+      ->required();
+  command->add_option("--output", options->output, "File to write, or - for standard output")
+      ->type_name("FILE.html")
+      ->required();
+  addSelectionOptions(*command, options->selection);
+  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
+  command->footer(
+      "The page is one file that needs nothing else and asks nobody for anything.\n"
+      "Example: siminfo report fabric.jsonl --output fabric.html");
+  command->callback([options, &chosen] { chosen = [options] { return runReport(*options); }; });
+}
+
+}  // namespace siminfo
