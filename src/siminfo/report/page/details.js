@@ -6,22 +6,24 @@ const details = {
   panel: byId('details'),
   returnTo: null,
 
-  show(node, frame) {
+  /** `alike` nodes, of which this is the first, are in the row that was chosen. */
+  show(node, frame, alike = 1) {
     const model = modelOf(node);
     const panel = this.panel;
     if (panel.hidden) this.returnTo = document.activeElement;
     panel.hidden = false;
     document.body.classList.add('has-details');
-    panel.replaceChildren(
+    panel.replaceChildren(...[
       make('header', {},
         make('h2', {}, foreign(nameOf(node))),
         make('button', {class: 'close', type: 'button', 'aria-label': 'Close details', onclick: () => this.close()}, '\u00d7')),
+      alike > 1 ? make('p', {class: 'muted small'}, `The first of ${number(alike)} nodes in this row. Their outcomes are the same.`) : null,
       this.facts(node, model),
       make('nav', {class: 'strip', 'aria-label': 'Frames of the node'}, ...frames.map((name, i) =>
         make('button', {class: `cell ${model.letters[i]}`, type: 'button', title: frameName(i), 'aria-pressed': String(i === frame),
           'aria-label': `${frameName(i)}: ${WORDS[model.letters[i]]}`, onclick: () => this.showFrame(node, i)}, model.letters[i]))),
       make('section', {id: 'frame-body'}),
-      this.links(node));
+      this.links(node)].filter((part) => part));
     this.showFrame(node, frame);
     panel.scrollTop = 0;
     if (getComputedStyle(panel).position === 'fixed') panel.querySelector('.close').focus();

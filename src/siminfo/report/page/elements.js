@@ -19,4 +19,7 @@ const badge = (letter) => make('span', {class: `badge ${letter}`, title: WORDS[l
 const foreign = (text) => make('bdi', {}, text);
 const frameName = (frame) => `${frame + 1} ${frames[frame]}`;
 const cssNumber = (element, name) => parseFloat(getComputedStyle(element).getPropertyValue(name));
+/** The text with its middle left out if it is longer than that: names of devices differ at their ends. */
+const shortened = (text, most) => text.length <= most ? text :
+  `${text.slice(0, Math.ceil(most / 2) - 1)}\u2026${text.slice(text.length - Math.floor(most / 2))}`;
 const empty = (text) => make('p', {class: 'empty'}, text);

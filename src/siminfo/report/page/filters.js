@@ -2,7 +2,7 @@
 
 const filters = {
   form: byId('filters'),
-  gap: null,          // what must stand in place of a block: {frame, letter, words}, or null
+  only: null,         // another view's choice: {passes(node), words: what the nodes are}, or null
   texts: [],          // of each node, in lower case
 
   start() {
@@ -16,15 +16,13 @@ const filters = {
     frames.forEach((name, i) => byId('frame').append(make('option', {value: String(i)}, frameName(i))));
     this.form.addEventListener('input', () => this.apply());
     this.form.addEventListener('submit', (event) => event.preventDefault());
-    this.form.addEventListener('reset', () => { this.gap = null; setTimeout(() => this.apply()); });
+    byId('show-all').addEventListener('click', () => this.set({}));
     this.apply();
   },
 
-  /** Whether nodes of the model pass all filters but the one of text. */
+  /** Whether nodes of the model pass the filters of class and outcome. */
   passes(model, classes, outcome, frame) {
     if (!classes.has(model.class)) return false;
-    if (this.gap && (model.letters[this.gap.frame] !== this.gap.letter ||
-                     refusalOf(model, this.gap.frame).words !== this.gap.words)) return false;
     if (outcome === '') return true;
     return frame === '' ? model.letters.includes(outcome) : model.letters[frame] === outcome;
   },
@@ -35,7 +33,8 @@ const filters = {
     const words = byId('text').value.toLowerCase().split(/\s+/).filter((word) => word !== '');
     const shown = [];
     for (let node = 0; node < nodeCount; ++node) {
-      if (passing[nodes.model[node]] && words.every((word) => this.texts[node].includes(word))) shown.push(node);
+      if (passing[nodes.model[node]] && words.every((word) => this.texts[node].includes(word)) &&
+          (this.only === null || this.only.passes(node))) shown.push(node);
     }
     grid.show(shown, byId('rows').value);
     this.tell(shown);
@@ -53,19 +52,28 @@ const filters = {
     byId('legend').replaceChildren(...Object.keys(WORDS).map((letter) =>
       make('li', {'data-letter': letter, 'data-count': String(letters[letter])}, badge(letter), ` ${WORDS[letter]}s `,
         make('b', {}, number(letters[letter])))));
-    byId('words').hidden = this.gap === null;
-    byId('words').replaceChildren(...(this.gap === null ? [] : [badge(this.gap.letter), ` ${frameName(this.gap.frame)}: `,
-      foreign(this.gap.words), ' ', make('button', {class: 'link', type: 'button', onclick: () => { this.gap = null; this.apply(); }},
-        'Show all')]));
+    byId('words').hidden = this.only === null;
+    byId('words').replaceChildren(...(this.only === null ? [] : [...this.only.words, ' ',
+      make('button', {class: 'link', type: 'button', onclick: () => { this.only = null; this.apply(); }}, 'Show all')]));
   },
 
   /** Shows what passes these filters alone. */
-  set({text = '', gap = null, rows = 'group'}) {
+  set({text = '', only = null, rows = 'group'}) {
     this.form.reset();
     byId('text').value = text;
     byId('rows').value = rows;
     tabs.choose('nodes');
-    setTimeout(() => { this.gap = gap; this.apply(); });
+    this.only = only;
+    this.apply();
   },
   showModel(name) { this.set({text: name, rows: 'node'}); },
+  /** Shows the nodes that have the letter and the words in the frame. */
+  showGap({frame, letter, words}) {
+    const passes = (node) => modelOf(node).letters[frame] === letter && refusalOf(modelOf(node), frame).words === words;
+    this.set({only: {passes, words: [badge(letter), ` ${frameName(frame)}: `, foreign(words)]}});
+  },
+  showSwitches(switches, words) {
+    const chosen = new Set(switches);
+    this.set({only: {passes: (node) => chosen.has(node), words}, rows: 'node'});
+  },
 };

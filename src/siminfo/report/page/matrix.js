@@ -43,10 +43,12 @@ const matrix = {
       add(rows.get(to), columns.get(from));
     }
     this.cell = Math.max(this.rows.length, this.columns.length) <= 80 ? 24 : 12;
-    this.left = 130;
-    this.top = 110;
+    const longest = (switches) => Math.min(20, switches.reduce((most, node) => Math.max(most, nameOf(node).length), 0));
+    this.left = 24 + 6.6 * longest(this.rows);
+    this.top = 24 + 6.6 * longest(this.columns);
     this.sizer.style.width = `${this.left + this.columns.length * this.cell + 1}px`;
     this.sizer.style.height = `${this.top + this.rows.length * this.cell + 1}px`;
+    this.frame.style.height = `${this.top + this.rows.length * this.cell + 20}px`;
     this.at = {row: 0, column: 0};
     this.tell();
     this.paint();
@@ -88,7 +90,7 @@ const matrix = {
           pen.fillText(String(count), x(column) + cell / 2, y(row) + cell / 2 + 1);
         }
       }
-      pen.strokeStyle = colour('--focus');
+      pen.strokeStyle = colour('--ink');
       pen.lineWidth = 2;
       pen.strokeRect(x(this.at.column) + 1, y(this.at.row) + 1, cell - 2, cell - 2);
     });
@@ -98,7 +100,7 @@ const matrix = {
       pen.textBaseline = 'middle';
       for (let row = firstRow; row < lastRow; ++row) {
         ink(row === this.at.row);
-        pen.fillText(nameOf(this.rows[row]).slice(0, 20), left - 8, y(row) + cell / 2 + 1, left - 12);
+        pen.fillText(shortened(nameOf(this.rows[row]), 20), left - 8, y(row) + cell / 2 + 1, left - 12);
       }
     });
     clipped([left, 0, width - left, top], () => {
@@ -109,7 +111,7 @@ const matrix = {
         pen.save();
         pen.translate(x(column) + cell / 2 + 1, top - 8);
         pen.rotate(-Math.PI / 2);
-        pen.fillText(nameOf(this.columns[column]).slice(0, 18), 0, 0, top - 12);
+        pen.fillText(shortened(nameOf(this.columns[column]), 20), 0, 0, top - 12);
         pen.restore();
       }
     });

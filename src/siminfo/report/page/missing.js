@@ -10,8 +10,8 @@ function showMissing() {
       gap.mend ? make('p', {class: 'small muted'}, make('b', {}, 'Mend '), gap.mend) : null),
     make('td', {class: 'num', 'data-count': String(gap.nodes)},
       make('button', {class: 'link', type: 'button', title: 'Show these nodes',
-        onclick: () => filters.set({gap})}, counted(gap.nodes, 'node')),
-      make('span', {class: 'small muted block'}, Object.entries(gap.classes).map(([name, count]) => `${number(count)} ${name}`).join(', '))));
+        onclick: () => filters.showGap(gap)}, counted(gap.nodes, 'node')),
+      make('span', {class: 'small muted block nowrap'}, Object.entries(gap.classes).map(([name, count]) => `${number(count)} ${name}`).join(', '))));
   const table = (title, note, gaps) => gaps.length === 0 ? [] : [
     make('h2', {}, title), make('p', {class: 'muted'}, note),
     make('table', {class: 'gaps'}, make('thead', {}, make('tr', {}, ...['', 'Frame', 'What stands there', 'Nodes'].map((name) =>

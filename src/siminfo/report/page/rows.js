@@ -7,17 +7,19 @@ const GROUPINGS = {
   model: {key: (node) => nodes.model[node], letters: (key) => models[key].letters, label: modelLabel},
 };
 
-function groupLabel(key, count, distinct) {
+function groupLabel({key, nodes: members, models: distinct}) {
   const group = data.groups[key];
-  const device = 'vendor' in group ? `, vendor ${hex(group.vendor)} device ${hex(group.device)}` : '';
-  return [make('b', {}, number(count)), ` \u00d7 ${group.class}, ${counted(group.ports, 'port')}`,
-    make('span', {class: 'muted'}, `${device}, ${counted(distinct, 'model')}`)];
+  return [make('b', {}, number(members.length)), ` \u00d7 ${group.class}, ${counted(group.ports, 'port')}`,
+    make('span', {class: 'muted'}, ' \u00b7 ', ...firstOf(members), members.length > 1 ? ` \u00b7 ${counted(distinct, 'model')}` : '',
+      'vendor' in group ? ` \u00b7 ${hex(group.vendor)}:${hex(group.device)}` : '')];
 }
 
-function modelLabel(key, count) {
-  return [make('b', {}, number(count)), ` \u00d7 ${models[key].name}`,
-    make('span', {class: 'muted'}, `, ${counted(models[key].ports, 'port')}`)];
+function modelLabel({key, nodes: members}) {
+  return [make('b', {}, number(members.length)), ` \u00d7 ${models[key].name}`,
+    make('span', {class: 'muted'}, ` \u00b7 ${counted(models[key].ports, 'port')} \u00b7 `, ...firstOf(members))];
 }
+
+const firstOf = (members) => [foreign(nameOf(members[0])), members.length > 1 ? ' \u2026' : ''];
 
 const grid = {
   root: byId('grid'),
@@ -26,6 +28,7 @@ const grid = {
   open: new Set(),   // keys of open groups
   groups: [],        // {key, nodes, models}, the largest first
   entries: [],       // what each row shows: a node, or -1 - index of a group
+  elements: new Map(),  // of the rows that can be seen
   at: {row: 0, column: 0},
 
   /** Shows these nodes, given by ascending numbers. */
@@ -63,6 +66,8 @@ const grid = {
         if (this.open.has(group.key)) for (const node of group.nodes) this.entries.push(node);
       });
     }
+    this.elements.clear();
+    this.body.replaceChildren(...(this.entries.length > 0 ? [] : [empty('No node passes the filters.')]));
     this.root.setAttribute('aria-rowcount', String(this.entries.length + 1));
     this.body.style.height = `${Math.max(this.entries.length, 4) * this.rowHeight()}px`;
   },
@@ -74,9 +79,18 @@ const grid = {
     const head = byId('grid-head').offsetHeight;
     const first = Math.max(0, Math.floor(this.root.scrollTop / height) - 4);
     const last = Math.min(this.entries.length, Math.ceil((this.root.scrollTop + this.root.clientHeight - head) / height) + 4);
-    const rows = [];
-    for (let row = first; row < last; ++row) rows.push(this.row(row, height));
-    this.body.replaceChildren(...(this.entries.length > 0 ? rows : [empty('No node passes the filters.')]));
+    for (const [row, element] of this.elements) {
+      if (row >= first && row < last) continue;
+      element.remove();
+      this.elements.delete(row);
+    }
+    // What stays is not touched: someone may be pressing a button over it.
+    let next = this.body.firstElementChild;
+    for (let row = first; row < last; ++row) {
+      const old = this.elements.get(row);
+      if (old === undefined) this.elements.set(row, this.body.insertBefore(this.row(row, height), next));
+      else next = old.nextElementSibling;
+    }
     this.mark();
   },
 
@@ -87,7 +101,7 @@ const grid = {
     const isOpen = group !== null && this.open.has(group.key);
     const label = group ?
       [make('span', {class: 'twist', 'aria-hidden': 'true'}, isOpen ? '\u25be' : '\u25b8'),
-        ...GROUPINGS[this.grouping].label(group.key, group.nodes.length, group.models)] :
+        ...GROUPINGS[this.grouping].label(group)] :
       [make('span', {class: 'name'}, foreign(nameOf(entry))), make('span', {class: 'muted guid'}, guidOf(entry))];
     const element = make('div', {class: `row ${group ? 'of-group' : 'of-node'}`, role: 'row', 'aria-rowindex': String(row + 2),
       'aria-level': group || this.groups.length === 0 ? '1' : '2', 'aria-expanded': group ? String(isOpen) : null,
@@ -133,8 +147,8 @@ const grid = {
     const entry = this.entries[this.at.row];
     if (entry === undefined) return;
     if (entry < 0 && this.at.column === 0) return this.toggle(this.at.row);
-    const node = entry < 0 ? this.groups[-1 - entry].nodes[0] : entry;
-    details.show(node, this.at.column > 0 ? this.at.column - 1 : this.firstToTell(node));
+    const alike = entry < 0 ? this.groups[-1 - entry].nodes : [entry];
+    details.show(alike[0], this.at.column > 0 ? this.at.column - 1 : this.firstToTell(alike[0]), alike.length);
   },
 
   /** The frame that is of most interest when a node as a whole is asked for. */

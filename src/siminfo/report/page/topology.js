@@ -1,7 +1,7 @@
 // The switches by level, adapters as numbers below them. Many switches are drawn as one box a model and level.
 
 const MOST_SWITCHES = 200;  // that are drawn one by one
-const MOST_BOXES = 60;      // of a level, when models are drawn
+const MOST_BOXES = 40;      // of a level, when models are drawn
 const LEVEL_HEIGHT = 170;
 const BOX_HEIGHT = 30;
 
@@ -21,7 +21,7 @@ const levels = (() => {
     switches: found.get(level).sort((a, b) => byName(nameOf(a), nameOf(b)))}));
 })();
 
-/** What is drawn as one box: {level, switches, name, ends, model}. `ends` counts cables to what is no switch. */
+/** What is drawn as one box: {level, switches, name, ends}. `ends` counts cables to what is no switch. */
 function boxesOf(isByModel) {
   const boxes = [];
   levels.forEach(({switches}, level) => {
@@ -29,11 +29,11 @@ function boxesOf(isByModel) {
     const byModel = new Map();
     for (const node of switches) {
       const model = nodes.model[node];
-      if (!byModel.has(model)) byModel.set(model, {level, switches: [], name: models[model].name, model: models[model].name});
+      if (!byModel.has(model)) byModel.set(model, {level, switches: [], name: models[model].name});
       byModel.get(model).switches.push(node);
     }
     const all = [...byModel.values()].sort((a, b) => b.switches.length - a.switches.length || byName(a.name, b.name));
-    const others = all.splice(MOST_BOXES);
+    const others = all.length > MOST_BOXES ? all.splice(MOST_BOXES - 1) : [];
     if (others.length > 0)
       all.push({level, switches: others.flatMap((box) => box.switches), name: `${counted(others.length, 'other model')}`});
     boxes.push(...all);
@@ -50,7 +50,7 @@ const topology = {
     const view = byId('view-topology');
     const switches = levels.reduce((sum, level) => sum + level.switches.length, 0);
     if (switches === 0) return view.replaceChildren(empty('There is no switch among the nodes.'));
-    const isByModel = switches > MOST_SWITCHES;
+    const isByModel = this.isByModel = switches > MOST_SWITCHES;
     this.boxes = boxesOf(isByModel);
     this.count();
     this.readout = make('p', {class: 'readout', role: 'status'});
@@ -68,7 +68,7 @@ const topology = {
   count() {
     const boxOf = new Map();
     this.boxes.forEach((box, i) => {
-      box.ends = box.others = 0;
+      box.ends = 0;
       for (const node of box.switches) boxOf.set(node, i);
     });
     for (const {from, to} of cables) {
@@ -94,23 +94,25 @@ const topology = {
     const step = Math.max(20, Math.min(132, (this.width - 90) / most));
     const width = Math.max(this.width - 2, 90 + most * step);
     const isUpright = step < 84;  // there is no room for names across
-    const room = isUpright ? 130 : 24;
-    const height = (levels.length - 1) * LEVEL_HEIGHT + BOX_HEIGHT + 2 * room + 30;
+    const room = isUpright ? 26 + 6.2 * Math.min(20, Math.max(...this.boxes.map((box) => box.name.length))) : 24;
+    const height = (levels.length - 1) * LEVEL_HEIGHT + BOX_HEIGHT + 2 * room + 6;
     levels.forEach((level, i) => {
       const own = this.boxes.filter((box) => box.level === i);
       const y = room + (levels.length - 1 - i) * LEVEL_HEIGHT;
       own.forEach((box, place) => Object.assign(box, {
         x: 80 + (width - 90) * (place + 0.5) / own.length, y, width: Math.min(step - 6, 120)}));
     });
-    const paths = [1, 2, 3].map((weight) => draw('path', {class: `edges weight-${weight}`, d: this.path([...this.edges]
+    // Thousands of lines are a shade; the one box that is looked at has its own drawn over it.
+    const faint = Math.max(0.07, Math.min(0.45, 120 / this.edges.size));
+    const paths = [1, 2, 3].map((weight) => draw('path', {class: `edges weight-${weight}`, 'stroke-opacity': faint, d: this.path([...this.edges]
       .filter(([, cablesBetween]) => this.weight(cablesBetween) === weight).map(([key]) => key.split(' ').map(Number)))}));
     this.highlight = draw('path', {class: 'edges highlight'});
     this.marks = this.boxes.map((box, i) => this.mark(box, i, isUpright));
     this.frame.replaceChildren(draw('svg', {width, height, viewBox: `0 0 ${width} ${height}`, role: 'group', 'aria-label': 'Switches by level',
       onkeydown: (event) => this.onKey(event)},
       ...levels.map(({name, switches}, i) => draw('g', {},
-        draw('text', {class: 'level', x: 4, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 14}, name),
-        draw('text', {class: 'level-count', x: 4, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 28}, number(switches.length)))),
+        draw('text', {class: 'level', x: 12, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 14}, name),
+        draw('text', {class: 'level-count', x: 12, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 28}, number(switches.length)))),
       ...paths, this.highlight, ...this.marks));
   },
 
@@ -134,24 +136,23 @@ const topology = {
     const isLowest = box.level === 0;
     const hasError = box.switches.some((node) => modelOf(node).letters.includes('E'));
     const middle = box.y + BOX_HEIGHT / 2;
-    const within = (text, share) => text.length > share ? `${text.slice(0, share - 1)}\u2026` : text;
     const turned = isLowest ? {x: box.x, y: box.y + BOX_HEIGHT + 8, transform: `rotate(90 ${box.x} ${box.y + BOX_HEIGHT + 8})`} :
       {x: box.x, y: box.y - 8, transform: `rotate(-90 ${box.x} ${box.y - 8})`};
-    const inside = box.model || box.switches.length > 1 ? number(box.switches.length) : box.ends > 0 ? number(box.ends) : '';
+    const inside = this.isByModel ? number(box.switches.length) : box.ends > 0 ? number(box.ends) : '';
     return draw('g', {class: `box ${hasError ? 'E' : ''}`, role: 'button', tabindex: i === this.at ? '0' : '-1', 'aria-label': this.words(box),
       'data-box': String(i), onmouseenter: () => this.tell(i), onfocus: () => this.tell(i), onclick: () => { this.at = i; this.choose(); }},
       draw('rect', {x: box.x - box.width / 2, y: box.y, width: box.width, height: BOX_HEIGHT, rx: 4}),
-      isUpright ? draw('text', {class: 'upright', 'dominant-baseline': 'middle', ...turned}, within(box.name, 19)) :
-        draw('text', {x: box.x, y: middle, 'text-anchor': 'middle', 'dominant-baseline': 'middle'}, within(box.name, Math.floor(box.width / 7.2))),
+      isUpright ? draw('text', {class: 'upright', 'dominant-baseline': 'middle', ...turned}, shortened(box.name, 20)) :
+        draw('text', {x: box.x, y: middle, 'text-anchor': 'middle', 'dominant-baseline': 'middle'}, shortened(box.name, Math.floor(box.width / 7.2))),
       isUpright && box.width > 6.5 * inside.length ? draw('text', {class: 'inside', x: box.x, y: middle, 'text-anchor': 'middle', 'dominant-baseline': 'middle'}, inside) : null,
       !isUpright && inside ? draw('text', {class: 'below', x: box.x, y: box.y + BOX_HEIGHT + 13, 'text-anchor': 'middle'},
-        box.model ? `\u00d7 ${inside}` : `${counted(box.ends, 'end')}`) : null);
+        this.isByModel ? `\u00d7 ${inside}` : `${counted(box.ends, 'end')}`) : null);
   },
 
   words(box) {
     const among = this.edgesOf[this.boxes.indexOf(box)].reduce((sum, [, cablesBetween]) => sum + cablesBetween, 0);
     return `${box.name}: ${levels[box.level].name.toLowerCase()}, ` +
-      (box.switches.length > 1 || box.model ? `${number(box.switches.length)} switches, ` : '') +
+      (this.isByModel ? `${number(box.switches.length)} switches, ` : '') +
       `${counted(box.ends, 'cable')} to adapters and others, ${counted(among, 'cable')} to switches` +
       (box.switches.some((node) => modelOf(node).letters.includes('E')) ? ', has #error lines' : '');
   },
@@ -163,7 +164,7 @@ const topology = {
 
   choose() {
     const box = this.boxes[this.at];
-    if (box.model) filters.showModel(box.model);
+    if (this.isByModel) filters.showSwitches(box.switches, [`${levels[box.level].name}, `, box.name]);
     else details.show(box.switches[0], grid.firstToTell(box.switches[0]));
   },
 
