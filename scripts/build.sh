@@ -1,12 +1,13 @@
 # Shared by the project's scripts: installs what is missing and builds a preset. Sourced; expects to be told the
 # project's folder in $root. Everything it says goes to standard error.
 
-# Packages that building and running need, and those that tests, benchmarks and lint need besides.
+# Packages that building and running need, and those that tests, benchmarks, lint and tests in a browser need besides.
 build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-jsonschema clang ibsim-utils opensm infiniband-diags valgrind)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev)
 lint_packages=("${bench_packages[@]}" clang clang-format clang-tidy)
+browser_packages=(chromium chromium-driver python3-selenium)
 
 # Installs the named packages that are not there yet, on Debian and Ubuntu.
 install_missing() {

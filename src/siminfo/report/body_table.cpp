@@ -1,17 +1,20 @@
 #include "siminfo/report/body_table.h"
 
+#include "siminfo/report/page.h"
+
 namespace siminfo {
 namespace {
 
-constexpr std::size_t kNumberBytes = 7;  // and its comma
+/// Of a number and its comma.
+std::size_t bytesOf(std::size_t number) { return std::to_string(number).size() + 1; }
 
 template <class Take>
 void forEachLine(std::string_view text, Take take) {
-  for (std::size_t end = 0; end != std::string_view::npos; text.remove_prefix(end + 1)) {
-    end = text.find('\n');
+  for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
     take(std::string(text.substr(0, end)));
-    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + 1);
   }
+  take(std::string(text));
 }
 
 void addNumbers(JsonLine& json, const std::vector<std::size_t>& numbers) {
@@ -23,16 +26,21 @@ void addNumbers(JsonLine& json, const std::vector<std::size_t>& numbers) {
 }  // namespace
 
 std::size_t BodyTable::cost(const std::string& body) const {
-  std::size_t bytes = kNumberBytes;
-  if (bodies_.knows(body)) return bytes;
+  if (const auto known = bodies_.find(body)) return bytesOf(*known);
+  std::size_t bytes = bytesOf(bodies_.size() + SimInfoDumpCPP::Frames().size()) + 3;  // and its brackets
+  std::size_t next = lines_.size();
   forEachLine(body, [&](const std::string& line) {
-    bytes += kNumberBytes + (lines_.knows(line) ? 0 : jsonString(line).size() + 1);
+    const auto known = lines_.find(line);
+    bytes += bytesOf(known.value_or(next));
+    if (known) return;
+    bytes += jsonForScript(jsonString(line)).size() + 1;
+    ++next;
   });
   return bytes;
 }
 
 bool BodyTable::add(std::size_t model, const NodeOutcomes& outcomes) {
-  std::size_t bytes = kNumberBytes;
+  std::size_t bytes = 0;
   for (const FrameOutcome& each : outcomes) bytes += each.kind == BodyKind::kBlock ? cost(each.body) : 0;
   if (bytes > bytesLeft_) return false;
   bytesLeft_ -= bytes;

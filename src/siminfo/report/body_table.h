@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "siminfo/inspect/frame_outcomes.h"
@@ -16,7 +15,7 @@ class BodyTable {
   /// JSON for the table may take so many bytes.
   explicit BodyTable(std::size_t bytes) : bytesLeft_(bytes) {}
 
-  /// Takes the blocks of a model's outcomes, as far as they fit. Whether they did.
+  /// Takes the blocks of a model's outcomes if they fit. Whether they did.
   bool add(std::size_t model, const NodeOutcomes& outcomes);
 
   /// Adds "lines", "bodies", and "model_bodies" with an entry for each of so many models, empty where there

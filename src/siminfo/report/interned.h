@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -15,7 +16,10 @@ class Interned {
     if (isNew) texts_.push_back(&found->first);
     return found->second;
   }
-  bool knows(const std::string& text) const { return indices_.contains(text); }
+  std::optional<std::size_t> find(const std::string& text) const {
+    const auto found = indices_.find(text);
+    return found != indices_.end() ? std::optional(found->second) : std::nullopt;
+  }
   std::size_t size() const { return texts_.size(); }
   const std::string& operator[](std::size_t index) const { return *texts_[index]; }
 

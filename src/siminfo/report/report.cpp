@@ -234,11 +234,13 @@ class ReportData {
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::ranges::stable_sort(order, std::greater{}, [&](std::size_t model) { return models[model].nodes; });
     // An empty list for each model is needed anyway.
-    const std::size_t used = json_.text().size() + 3 * models.size();
+    const std::size_t used = jsonForScript(json_.text()).size() + 3 * models.size();
     BodyTable table(bytes > used ? bytes - used : 0);
-    for (const std::size_t model : order) {
-      if (!table.add(model, inspection_.outcomes[model])) ++bodilessModels_;
-    }
+    auto next = order.begin();
+    while (next != order.end() && table.add(*next, inspection_.outcomes[*next])) ++next;
+    bodilessModels_ = static_cast<std::size_t>(std::count_if(next, order.end(), [&](std::size_t model) {
+      return inspection_.letters[model].find(letterOf(BodyKind::kBlock)) != std::string::npos;
+    }));
     table.writeTo(json_, models.size());
   }
 
