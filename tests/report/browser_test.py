@@ -194,6 +194,8 @@ class Pages(unittest.TestCase):
         self.assertIn("leaf-2: level 1, 2 cables to adapters", self.text("#view-topology .readout"))
         self.keys(Keys.ENTER)
         self.assertEqual(self.text("#details h2"), "leaf-2")
+        self.keys(Keys.ESCAPE)
+        self.assertIn("leaf-2: ", self.js("document.activeElement.getAttribute('aria-label')"))
 
     def test_topology_and_matrix(self):
         tree = subprocess.run([sys.executable, "-B", SOURCE / "examples" / "make_fat_tree.py", "--leaves", "4", "--links"],

@@ -33,7 +33,9 @@ const details = {
     if (this.panel.hidden) return;
     this.panel.hidden = true;
     document.body.classList.remove('has-details');
-    if (this.returnTo && this.returnTo.isConnected) this.returnTo.focus();
+    // What had the focus may have been drawn anew.
+    const back = this.returnTo.isConnected ? this.returnTo : document.querySelector('[role=tabpanel]:not([hidden]) [tabindex="0"]');
+    if (back) back.focus();
   },
 
   facts(node, model) {
@@ -65,7 +67,7 @@ const details = {
     parts.push(body === null ?
       make('p', {class: 'notice'}, 'The bodies of this model are not in the page, which would be too large with them. ',
         make('code', {}, `siminfo inspect SNAPSHOT --node ${guidOf(node)} --json`), ' has them, and so has a report of fewer nodes.') :
-      make('pre', {class: 'body', tabindex: '0', 'aria-label': 'Emitted body'}, body));
+      make('pre', {class: letter === 'B' ? 'body' : 'body wrapped', tabindex: '0', 'aria-label': 'Emitted body'}, body));
     byId('frame-body').replaceChildren(...parts);
   },
 

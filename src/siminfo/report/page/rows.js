@@ -69,7 +69,7 @@ const grid = {
     this.elements.clear();
     this.body.replaceChildren(...(this.entries.length > 0 ? [] : [empty('No node passes the filters.')]));
     this.root.setAttribute('aria-rowcount', String(this.entries.length + 1));
-    this.body.style.height = `${Math.max(this.entries.length, 4) * this.rowHeight()}px`;
+    this.body.style.height = `${(this.entries.length || 4) * this.rowHeight()}px`;
   },
 
   rowHeight() { return cssNumber(this.root, '--row'); },

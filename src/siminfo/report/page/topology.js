@@ -44,6 +44,7 @@ function boxesOf(isByModel) {
 const topology = {
   boxes: [],
   edges: new Map(),  // "box box" to cables
+  hasArcs: false,    // some cables do not leave their level
   at: 0,
 
   start() {
@@ -83,6 +84,7 @@ const topology = {
     this.edgesOf = this.boxes.map(() => []);
     for (const [key, cablesBetween] of this.edges) {
       const [a, b] = key.split(' ').map(Number);
+      this.hasArcs = this.hasArcs || this.boxes[a].level === this.boxes[b].level;
       this.edgesOf[a].push([b, cablesBetween]);
       if (a !== b) this.edgesOf[b].push([a, cablesBetween]);
     }
@@ -94,7 +96,7 @@ const topology = {
     const step = Math.max(20, Math.min(132, (this.width - 90) / most));
     const width = Math.max(this.width - 2, 90 + most * step);
     const isUpright = step < 84;  // there is no room for names across
-    const room = isUpright ? 26 + 6.2 * Math.min(20, Math.max(...this.boxes.map((box) => box.name.length))) : 24;
+    const room = isUpright ? 26 + 6.2 * Math.min(20, Math.max(...this.boxes.map((box) => box.name.length))) : this.hasArcs ? 48 : 24;
     const height = (levels.length - 1) * LEVEL_HEIGHT + BOX_HEIGHT + 2 * room + 6;
     levels.forEach((level, i) => {
       const own = this.boxes.filter((box) => box.level === i);
@@ -108,12 +110,14 @@ const topology = {
       .filter(([, cablesBetween]) => this.weight(cablesBetween) === weight).map(([key]) => key.split(' ').map(Number)))}));
     this.highlight = draw('path', {class: 'edges highlight'});
     this.marks = this.boxes.map((box, i) => this.mark(box, i, isUpright));
+    const hadFocus = this.frame.contains(document.activeElement);
     this.frame.replaceChildren(draw('svg', {width, height, viewBox: `0 0 ${width} ${height}`, role: 'group', 'aria-label': 'Switches by level',
       onkeydown: (event) => this.onKey(event)},
       ...levels.map(({name, switches}, i) => draw('g', {},
         draw('text', {class: 'level', x: 12, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 14}, name),
         draw('text', {class: 'level-count', x: 12, y: room + (levels.length - 1 - i) * LEVEL_HEIGHT + 28}, number(switches.length)))),
       ...paths, this.highlight, ...this.marks));
+    if (hadFocus) this.marks[this.at].focus();
   },
 
   /** A wider line where there are more cables than usual. */
