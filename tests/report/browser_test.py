@@ -169,6 +169,9 @@ class Pages(unittest.TestCase):
                          inspected(COLLECTED, "--node", link["node"])[0]["snapshot"]["ports"]))
         self.one(".close").click()
         self.assertFalse(self.one("#details").is_displayed())
+        # Of a model whose bodies did not fit, the page says where they are.
+        self.js("void (data.model_bodies[nodes.model[1]] = [], details.show(1, 0))")
+        self.assertIn(f"--node {self.js('guidOf(1)')}", self.text("#frame-body"))
 
     def test_keyboard_alone(self):
         self.open(COLLECTED)

@@ -97,7 +97,7 @@ const topology = {
     const width = Math.max(this.width - 2, 90 + most * step);
     const isUpright = step < 84;  // there is no room for names across
     const room = isUpright ? 26 + 6.2 * Math.min(20, Math.max(...this.boxes.map((box) => box.name.length))) : this.hasArcs ? 48 : 24;
-    const height = (levels.length - 1) * LEVEL_HEIGHT + BOX_HEIGHT + 2 * room + 6;
+    const height = (levels.length - 1) * LEVEL_HEIGHT + BOX_HEIGHT + room + (isUpright ? room : 24) + 6;
     levels.forEach((level, i) => {
       const own = this.boxes.filter((box) => box.level === i);
       const y = room + (levels.length - 1 - i) * LEVEL_HEIGHT;
@@ -105,7 +105,7 @@ const topology = {
         x: 80 + (width - 90) * (place + 0.5) / own.length, y, width: Math.min(step - 6, 120)}));
     });
     // Thousands of lines are a shade; the one box that is looked at has its own drawn over it.
-    const faint = Math.max(0.07, Math.min(0.45, 120 / this.edges.size));
+    const faint = Math.max(0.07, Math.min(0.7, 50 / this.edges.size));
     const paths = [1, 2, 3].map((weight) => draw('path', {class: `edges weight-${weight}`, 'stroke-opacity': faint, d: this.path([...this.edges]
       .filter(([, cablesBetween]) => this.weight(cablesBetween) === weight).map(([key]) => key.split(' ').map(Number)))}));
     this.highlight = draw('path', {class: 'edges highlight'});
