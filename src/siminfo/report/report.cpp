@@ -28,8 +28,8 @@ void addTexts(JsonLine& json, std::string_view key, const Interned& texts) {
   json.close(']');
 }
 
-/// What the page's script reads: one JSON document of tables in columns, of which rows are known by their
-/// numbers. Names in it are as short as thousands of them ask.
+/// What the page's script reads: one JSON document of tables, whose rows are known by their numbers. What
+/// there is one of for each node or cable stands in columns, which take the fewest bytes.
 class ReportData {
  public:
   ReportData(const Snapshot& snapshot, const Inspection& inspection)
@@ -78,14 +78,14 @@ class ReportData {
         json_.key("vendor").number(group.device->VendorID);
         json_.key("device").number(group.device->DeviceID);
       }
-      json_.key("models").number(group.models);
       json_.key("letters").string(group.letters);
       json_.close('}');
     }
     json_.close(']');
   }
 
-  /// The words of what is no block, by model in the order of the frames.
+  /// Each model with the numbers of its refusals, in the order of the frames that have no block; then these:
+  /// body, words, and what would mend it.
   void addModels() {
     Interned classes;
     Interned refusals;

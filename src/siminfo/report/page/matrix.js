@@ -64,57 +64,71 @@ const matrix = {
     canvas.style.width = `${width}px`;
     canvas.style.height = `${height}px`;
     const style = getComputedStyle(frame);
-    const colour = (name) => style.getPropertyValue(name).trim();
     const pen = canvas.getContext('2d');
     pen.scale(ratio, ratio);
     pen.font = `11px ${style.fontFamily}`;
-    const firstRow = Math.floor(frame.scrollTop / cell);
-    const firstColumn = Math.floor(frame.scrollLeft / cell);
-    const lastRow = Math.min(this.rows.length, firstRow + Math.ceil((height - top) / cell) + 1);
-    const lastColumn = Math.min(this.columns.length, firstColumn + Math.ceil((width - left) / cell) + 1);
-    const x = (column) => left + column * cell - frame.scrollLeft;
-    const y = (row) => top + row * cell - frame.scrollTop;
-    const clipped = (box, work) => { pen.save(); pen.beginPath(); pen.rect(...box); pen.clip(); work(); pen.restore(); };
-    clipped([left, top, width - left, height - top], () => {
-      pen.textAlign = 'center';
-      pen.textBaseline = 'middle';
-      for (let row = firstRow; row < lastRow; ++row) {
-        for (let column = firstColumn; column < lastColumn; ++column) {
-          const count = this.counts[row * this.columns.length + column];
-          pen.fillStyle = colour(count === 0 ? '--cell-none' : '--cell-some');
-          pen.globalAlpha = count === 0 ? 1 : 0.35 + 0.65 * count / this.most;
-          pen.fillRect(x(column) + 0.5, y(row) + 0.5, cell - 1, cell - 1);
-          pen.globalAlpha = 1;
-          if (count === 0 || cell < 20) continue;
-          pen.fillStyle = colour(count / this.most > 0.5 ? '--cell-ink' : '--ink');
-          pen.fillText(String(count), x(column) + cell / 2, y(row) + cell / 2 + 1);
-        }
+    pen.textBaseline = 'middle';
+    const range = (scroll, room, count) => {
+      const first = Math.floor(scroll / cell);
+      return {first, last: Math.min(count, first + Math.ceil(room / cell) + 1)};
+    };
+    const seen = {
+      colour: (name) => style.getPropertyValue(name).trim(),
+      rows: range(frame.scrollTop, height - top, this.rows.length),
+      columns: range(frame.scrollLeft, width - left, this.columns.length),
+      x: (column) => left + column * cell - frame.scrollLeft,
+      y: (row) => top + row * cell - frame.scrollTop,
+    };
+    for (const [paint, ...box] of [[this.paintCells, left, top, width - left, height - top],
+      [this.paintRowNames, 0, top, left, height - top], [this.paintColumnNames, left, 0, width - left, top]]) {
+      pen.save();
+      pen.beginPath();
+      pen.rect(...box);
+      pen.clip();
+      paint.call(this, pen, seen);
+      pen.restore();
+    }
+  },
+
+  paintCells(pen, {colour, rows, columns, x, y}) {
+    const {cell} = this;
+    const [none, some, ink, inkOver] = ['--cell-none', '--cell-some', '--ink', '--cell-ink'].map(colour);
+    pen.textAlign = 'center';
+    for (let row = rows.first; row < rows.last; ++row) {
+      for (let column = columns.first; column < columns.last; ++column) {
+        const count = this.counts[row * this.columns.length + column];
+        pen.fillStyle = count === 0 ? none : some;
+        pen.globalAlpha = count === 0 ? 1 : 0.35 + 0.65 * count / this.most;
+        pen.fillRect(x(column) + 0.5, y(row) + 0.5, cell - 1, cell - 1);
+        pen.globalAlpha = 1;
+        if (count === 0 || cell < 20) continue;
+        pen.fillStyle = count / this.most > 0.5 ? inkOver : ink;
+        pen.fillText(String(count), x(column) + cell / 2, y(row) + cell / 2 + 1);
       }
-      pen.strokeStyle = colour('--ink');
-      pen.lineWidth = 2;
-      pen.strokeRect(x(this.at.column) + 1, y(this.at.row) + 1, cell - 2, cell - 2);
-    });
-    const ink = (isAt) => { pen.fillStyle = colour(isAt ? '--focus' : '--muted'); };
-    clipped([0, top, left, height - top], () => {
-      pen.textAlign = 'right';
-      pen.textBaseline = 'middle';
-      for (let row = firstRow; row < lastRow; ++row) {
-        ink(row === this.at.row);
-        pen.fillText(shortened(nameOf(this.rows[row]), 20), left - 8, y(row) + cell / 2 + 1, left - 12);
-      }
-    });
-    clipped([left, 0, width - left, top], () => {
-      pen.textAlign = 'left';
-      pen.textBaseline = 'middle';
-      for (let column = firstColumn; column < lastColumn; ++column) {
-        ink(column === this.at.column);
-        pen.save();
-        pen.translate(x(column) + cell / 2 + 1, top - 8);
-        pen.rotate(-Math.PI / 2);
-        pen.fillText(shortened(nameOf(this.columns[column]), 20), 0, 0, top - 12);
-        pen.restore();
-      }
-    });
+    }
+    pen.strokeStyle = ink;
+    pen.lineWidth = 2;
+    pen.strokeRect(x(this.at.column) + 1, y(this.at.row) + 1, cell - 2, cell - 2);
+  },
+
+  paintRowNames(pen, {colour, rows, y}) {
+    pen.textAlign = 'right';
+    for (let row = rows.first; row < rows.last; ++row) {
+      pen.fillStyle = colour(row === this.at.row ? '--focus' : '--muted');
+      pen.fillText(shortened(nameOf(this.rows[row]), 20), this.left - 8, y(row) + this.cell / 2 + 1, this.left - 12);
+    }
+  },
+
+  paintColumnNames(pen, {colour, columns, x}) {
+    pen.textAlign = 'left';
+    for (let column = columns.first; column < columns.last; ++column) {
+      pen.fillStyle = colour(column === this.at.column ? '--focus' : '--muted');
+      pen.save();
+      pen.translate(x(column) + this.cell / 2 + 1, this.top - 8);
+      pen.rotate(-Math.PI / 2);
+      pen.fillText(shortened(nameOf(this.columns[column]), 20), 0, 0, this.top - 12);
+      pen.restore();
+    }
   },
 
   tell() {
