@@ -149,6 +149,7 @@ class Pages(unittest.TestCase):
         next(row for row in self.all(".gaps tr") if gap["words"] in row.text).find_element("tag name", "button").click()
         self.assertIn(f"{gap['nodes']} of 6 nodes", self.text("#status"))
         self.assertIn(gap["words"], self.text("#words"))
+        self.assertEqual(self.js("document.activeElement.id"), "grid")
 
     def test_a_click_tells_body_reason_and_links(self):
         self.open(COLLECTED)
@@ -164,7 +165,7 @@ class Pages(unittest.TestCase):
         link = next(port["link"] for port in told["snapshot"]["ports"] if "link" in port)
         self.assertEqual(self.text(".links tbody").split()[:3], ["1", link["node"], str(link["port"])])
         self.one(".links button").click()
-        self.assertEqual(self.text("#details h2"), link["node"])
+        self.assertEqual((self.text("#details h2"), self.js("document.activeElement.id")), (link["node"], "details"))
         self.assertEqual(len(self.all(".links tbody tr")), sum("link" in port for port in
                          inspected(COLLECTED, "--node", link["node"])[0]["snapshot"]["ports"]))
         self.one(".close").click()

@@ -1,7 +1,5 @@
 // The panel that tells everything about one node: a frame's body and why it is so, and the node's links.
 
-const MOST_LINKS = 300;  // that are shown at once
-
 const details = {
   panel: byId('details'),
   returnTo: null,
@@ -10,6 +8,7 @@ const details = {
   show(node, frame, alike = 1) {
     const model = modelOf(node);
     const panel = this.panel;
+    const hadFocus = panel.contains(document.activeElement);
     if (panel.hidden) this.returnTo = document.activeElement;
     panel.hidden = false;
     document.body.classList.add('has-details');
@@ -26,8 +25,12 @@ const details = {
       this.links(node)].filter((part) => part));
     this.showFrame(node, frame);
     panel.scrollTop = 0;
-    if (getComputedStyle(panel).position === 'fixed') panel.querySelector('.close').focus();
+    if (this.covers()) panel.querySelector('.close').focus();
+    else if (hadFocus) panel.focus();
   },
+
+  /** Whether the panel lies over the view, for want of room beside it. */
+  covers() { return getComputedStyle(this.panel).position === 'fixed'; },
 
   close() {
     if (this.panel.hidden) return;
@@ -73,7 +76,7 @@ const details = {
 
   links(node) {
     const own = cablesOf(node);
-    const rows = own.slice(0, MOST_LINKS).map(({port, node: far, farPort, speed}) => make('tr', {},
+    const rows = own.map(({port, node: far, farPort, speed}) => make('tr', {},
       make('td', {class: 'num'}, String(port)),
       make('td', {}, far < nodeCount ?
         make('button', {class: 'link', type: 'button', onclick: () => this.show(far, 0)}, foreign(nameOf(far))) :

@@ -57,7 +57,7 @@ const filters = {
       make('button', {class: 'link', type: 'button', onclick: () => { this.only = null; this.apply(); }}, 'Show all')]));
   },
 
-  /** Shows what passes these filters alone. */
+  /** Shows what passes these filters and no other. */
   set({text = '', only = null, rows = 'group'}) {
     this.form.reset();
     byId('text').value = text;
@@ -65,6 +65,8 @@ const filters = {
     tabs.choose('nodes');
     this.only = only;
     this.apply();
+    if (details.covers()) details.close();
+    if (only !== null || text !== '') grid.root.focus({preventScroll: true});
   },
   showModel(name) { this.set({text: name, rows: 'node'}); },
   /** Shows the nodes that have the letter and the words in the frame. */
