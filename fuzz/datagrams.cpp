@@ -70,7 +70,8 @@ std::string socketName() { return "siminfo-fuzz-" + std::to_string(getpid()); }
 /// A server between honest and other clients. The sockets are made once, the fabric is new each time.
 class Session {
  public:
-  Session() : name_(socketName()), clients_(name_), honest_(name_, 1), others_{{name_, 2}, {name_, 3}} {
+  Session()
+      : name_(socketName()), clients_(name_), honest_(name_, 1), others_{Caller{name_, 2}, Caller{name_, 3}} {
     honestNumber_ = connect(honest_);
     answer_ = askNodeInfo();
     for (const Caller& other : others_) connect(other);

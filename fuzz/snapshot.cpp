@@ -1,10 +1,10 @@
-#include <filesystem>
 
 #include "fuzz/target.h"
 #include "fuzz/targets.h"
 #include "siminfo/models/model.h"
 #include "siminfo/verify/node_file.h"
 #include "tests/snapshot/snapshot_text.h"
+#include "tests/support.h"
 
 namespace siminfo {
 namespace {

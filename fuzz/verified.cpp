@@ -15,16 +15,16 @@
 namespace siminfo {
 namespace {
 
-using Lines = std::vector<std::string>;
+using FileLines = std::vector<std::string>;
 
-Lines linesOf(const std::string& text) {
-  Lines lines;
+FileLines linesOf(const std::string& text) {
+  FileLines lines;
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
 }
 
-std::string textOf(const Lines& lines) {
+std::string textOf(const FileLines& lines) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   return text;
@@ -54,7 +54,7 @@ const Example& example() {
 }
 
 /// Does with a line what an editor does.
-void edit(Lines& lines, FuzzBytes& bytes) {
+void edit(FileLines& lines, FuzzBytes& bytes) {
   const std::size_t at = bytes.below(lines.size() + 1);
   const auto line = lines.begin() + static_cast<std::ptrdiff_t>(at);
   const bool isThere = at < lines.size();
@@ -105,9 +105,9 @@ bool isAllWell(const FileCheck& check) {
   return true;
 }
 
-/// Lines of which the form alone is known: year and host at the top, the version below.
+/// FileLines of which the form alone is known: year and host at the top, the version below.
 std::string withoutFreeLines(std::string text, const ExpectedFile& expected) {
-  Lines lines = linesOf(text);
+  FileLines lines = linesOf(text);
   for (std::size_t i = 0; i < expected.head.size() && i < lines.size(); ++i) lines[i].clear();
   for (std::size_t i = 0; i < expected.tail.size() && i < lines.size(); ++i)
     lines[lines.size() - 1 - i].clear();
@@ -151,8 +151,8 @@ void fuzzGeneratedFile(std::string_view input) {
   FuzzBytes bytes(input);
   // A file that is no generated one at all, or one after some edits.
   if (bytes.byte() == 0) return judge(std::string(input.substr(input.empty() ? 0 : 1)));
-  static const Lines kLines = linesOf(example().text);
-  Lines lines = kLines;
+  static const FileLines kWhole = linesOf(example().text);
+  FileLines lines = kWhole;
   for (unsigned edits = 0; edits < 8 && !bytes.isOver(); ++edits) edit(lines, bytes);
   judge(textOf(lines));
 }
