@@ -25,15 +25,20 @@ Difference differenceOf(const ExpectedImage& image, const ExpectedNumber& number
   return difference;
 }
 
-/// The size of an image that was not changed does not matter, as long as every number lies in it.
-std::vector<std::uint8_t> unchangedImage(const ExpectedImage& image, std::uint8_t background) {
+/// In bytes: as many as hold every number.
+std::size_t leastSize(const ExpectedImage& image) {
   std::size_t bits = 0;
   for (const ExpectedNumber& number : image.numbers) bits = std::max(bits, number.bit + number.bits);
-  return std::vector<std::uint8_t>((bits + 7) / 8, background);
+  return (bits + 7) / 8;
 }
 
 void compareImage(const ExpectedImage& image, const std::vector<std::uint8_t>& found, std::uint8_t background,
                   std::vector<Difference>& differences) {
+  if (found.size() < leastSize(image)) {
+    differences.push_back({image.place, "the whole image", std::to_string(leastSize(image)) + " bytes",
+                           std::to_string(found.size())});
+    return;
+  }
   std::vector<std::uint8_t> others = found;
   const std::vector<std::uint8_t> untouched(found.size(), background);
   for (const ExpectedNumber& number : image.numbers) {
@@ -61,7 +66,9 @@ std::vector<Difference> compareRun(const std::vector<ExpectedImage>& expected, c
     const bool isChanged = found != run.images.end();
     const std::uint8_t background = backgroundOf(image.name, run.number);
     std::vector<Difference> wrong;
-    compareImage(image, isChanged ? found->second : unchangedImage(image, background), background, wrong);
+    // The size of an image that was not changed does not matter.
+    const std::vector<std::uint8_t> unchanged(leastSize(image), background);
+    compareImage(image, isChanged ? found->second : unchanged, background, wrong);
     // What was never stored is one fault, however many fields it has.
     if (!isChanged && wrong.size() > 1)
       wrong = {{image.place, "every field", "the discovered values", kBefore}};

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -61,37 +60,6 @@ std::string programText(const Unit& unit, const std::string& dumpName) {
 
 std::string lineWords(const CompilerError& error) {
   return "line " + std::to_string(error.line) + ": " + error.words;
-}
-
-std::vector<std::uint8_t> parseBytes(std::string_view digits) {
-  std::vector<std::uint8_t> bytes(digits.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i)
-    std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[i], 16);
-  return bytes;
-}
-
-/// Reads what the probe printed: "frame <device> <method> <run>", a line an image, "end". Returns the number
-/// of frames that were begun.
-std::size_t readRuns(const std::filesystem::path& images, UnitResult& result) {
-  std::ifstream file(images);
-  FrameRun* run = nullptr;
-  std::size_t frames = 0;
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with("frame ")) {
-      std::istringstream words(line.substr(6));
-      std::size_t device = 0;
-      std::string method;
-      unsigned number = 0;
-      words >> device >> method >> number;
-      if (number == 0) ++frames;
-      run = &result.devices.at(device).frames[method].emplace_back(FrameRun{number, {}, false});
-    } else if (run != nullptr && line == "end") {
-      run->ended = true;
-    } else if (const std::size_t colon = line.find(": "); run != nullptr && colon != std::string::npos) {
-      run->images[line.substr(0, colon)] = parseBytes(std::string_view(line).substr(colon + 2));
-    }
-  }
-  return frames;
 }
 
 std::size_t frameCount(const Unit& unit) {
@@ -221,7 +189,8 @@ void Workshop::runProgram(const Unit& unit, UnitResult& result) const {
   // A function that ends the program takes none of those behind it along.
   for (std::size_t skip = 0; skip < frameCount(unit) && !children_.isStopped();) {
     children_.run({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
-    skip += std::max<std::size_t>(1, readRuns(folder / kImages, result));
+    std::ifstream printed(folder / kImages);
+    skip += std::max<std::size_t>(1, readRuns(printed, result));
   }
 }
 

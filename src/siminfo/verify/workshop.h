@@ -10,18 +10,9 @@
 #include "siminfo/verify/child_process.h"
 #include "siminfo/verify/compiler_messages.h"
 #include "siminfo/verify/frame_text.h"
+#include "siminfo/verify/probe_output.h"
 
 namespace siminfo {
-
-/// The stored images that a set function changed, by name.
-using ChangedImages = std::map<std::string, std::vector<std::uint8_t>>;
-
-/// One run of a set function on a fresh node that held what verify/probe/background.h says.
-struct FrameRun {
-  unsigned number;  ///< 0 or 1
-  ChangedImages images;
-  bool ended = false;  ///< false when the program was gone before the function returned
-};
 
 /// The set functions of one class of a dump.
 struct UnitDevice {
@@ -39,19 +30,6 @@ struct Unit {
   /// The first lines of a program that takes a whole file in as it is; empty when the frames alone are
   /// wanted.
   std::string asItIs = {};
-};
-
-/// What came of a device's functions.
-struct DeviceRuns {
-  std::map<std::string_view, std::string> broken;  ///< frames that do not compile: the compiler's words
-  std::map<std::string, std::vector<FrameRun>, std::less<>> frames;
-};
-
-struct UnitResult {
-  std::vector<DeviceRuns> devices;  ///< as in the unit
-  /// Why the file does not compile as it is, though each of its frames does; empty when it does, or when that
-  /// was not asked for.
-  std::string fileFault;
 };
 
 /// How the folder of a dump is laid out, as generated source expects it: "../../core/node.h" from its own
