@@ -6,5 +6,5 @@ root=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")" && pwd) || 
 # shellcheck source=scripts/build.sh
 . "$root/scripts/build.sh"
 install_missing "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" || exit 3
-build_preset bench || exit 3
+build_preset bench all || exit 3
 exec python3 "$root/bench/run.py" "$root/build/bench" "$@"
