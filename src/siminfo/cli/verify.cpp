@@ -94,7 +94,12 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
       ->add_option("--compiler", options->request.compiler, "C++ compiler, in the manner of g++ and clang++")
       ->type_name("CXX")
       ->capture_default_str();
-  command->add_option("--keep", options->request.keep, "Work in this folder and keep it")->type_name("DIR");
+  addLimitOptions(*command, options->request.timeLimit, options->request.memoryLimit,
+                  "a run of the compiler, or of a compiled program,");
+  command
+      ->add_option("--keep", options->request.keep,
+                   "Work in this folder, a new one or one that --keep left, and keep it")
+      ->type_name("DIR");
   CLI::Option* use =
       command
           ->add_option("--use", options->request.use,

@@ -1,5 +1,8 @@
 #include "siminfo/verify/workshop.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -7,17 +10,31 @@
 #include <iterator>
 #include <sstream>
 
+#include "siminfo/process/descriptors.h"
+#include "siminfo/process/shortage.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/verify/file_words.h"
+#include "siminfo/verify/probe/machine_fault.h"
 
 namespace siminfo {
 namespace {
 
+// All programs run in the root of the work, and know its files by these names alone: a path may have anything
+// in it that compilers, and who reads their messages, stumble over.
+constexpr const char* kUnits = "units";
 constexpr const char* kSource = "unit.cpp";
 constexpr const char* kProgram = "unit";
 constexpr const char* kImages = "images.txt";
 constexpr const char* kMessages = "messages.txt";
+constexpr const char* kNoOutput = "/dev/null";
+
+/// Of each file that a program writes, and of what it prints.
+constexpr std::size_t kMostWritten = std::size_t{1} << 28U;
+/// Of messages, what is read.
+constexpr std::size_t kMostMessages = std::size_t{1} << 24U;
+/// A generated loop that never ends must not hold up whoever waits.
+constexpr std::chrono::seconds kProgramTime{60};
 
 std::string lineDirective(std::size_t line, const std::string& source) {
   return "#line " + std::to_string(line) + " " + cppString(source) + "\n";
@@ -46,7 +63,7 @@ std::string programText(const Unit& unit, const std::string& dumpName) {
       text << "    case " << frame << ": return device." << device.frames[frame].method << "();\n";
     text << "  }\n}\n";
   }
-  text << "int main(int, char** arguments) {\n  VerifyProbe probe(arguments[1]);\n";
+  text << "int main(int, char** arguments) {\n  VerifyProbe probe(arguments[1], arguments[2]);\n";
   for (std::size_t i = 0; i < unit.devices.size(); ++i) {
     const UnitDevice& device = unit.devices[i];
     text << "  probe.run(" << i << ", " << device.lastPort << ", {";
@@ -57,6 +74,18 @@ std::string programText(const Unit& unit, const std::string& dumpName) {
   }
   text << "}\n";
   return text.str();
+}
+
+/// The file's text, or of a long one the beginning. Where it cannot be read nothing must be concluded from
+/// it.
+std::string beginningOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios_base::binary);
+  if (!file) throw std::system_error(errno, std::generic_category(), path.string());
+  std::string text(std::min<std::uintmax_t>(std::filesystem::file_size(path), kMostMessages), '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad()) throw std::system_error(EIO, std::generic_category(), path.string());
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  return text;
 }
 
 std::string lineWords(const CompilerError& error) {
@@ -71,9 +100,10 @@ std::vector<std::uint8_t> parseBytes(std::string_view digits) {
 }
 
 /// Reads what the probe printed: "frame <device> <method> <run>", a line an image, "end". Returns the number
-/// of frames that were begun.
+/// of frames that were begun. Functions may print as well, and what they say is passed over.
 std::size_t readRuns(const std::filesystem::path& images, UnitResult& result) {
   std::ifstream file(images);
+  if (!file) throw std::system_error(errno, std::generic_category(), images.string());
   FrameRun* run = nullptr;
   std::size_t frames = 0;
   for (std::string line; std::getline(file, line);) {
@@ -82,16 +112,32 @@ std::size_t readRuns(const std::filesystem::path& images, UnitResult& result) {
       std::size_t device = 0;
       std::string method;
       unsigned number = 0;
-      words >> device >> method >> number;
+      if (!(words >> device >> method >> number) || device >= result.devices.size()) continue;
       if (number == 0) ++frames;
-      run = &result.devices.at(device).frames[method].emplace_back(FrameRun{number, {}, false});
+      run = &result.devices[device].frames[method].emplace_back(FrameRun{number, {}, false});
     } else if (run != nullptr && line == "end") {
       run->ended = true;
     } else if (const std::size_t colon = line.find(": "); run != nullptr && colon != std::string::npos) {
       run->images[line.substr(0, colon)] = parseBytes(std::string_view(line).substr(colon + 2));
     }
   }
+  if (file.bad()) throw std::system_error(EIO, std::generic_category(), images.string());
   return frames;
+}
+
+std::string unreachedWords(const ProgramEnd& end) {
+  switch (end.how) {
+    case ProgramEnd::kExited:
+      return "a program that exits with " + std::to_string(end.status) + " before it calls it";
+    case ProgramEnd::kSignalled:
+      return "a program that was " + signalWords(end.status) + " before it called it";
+    default:
+      return "a program that does not come to it in time";
+  }
+}
+
+std::string programOf(const Unit& unit) {
+  return (std::filesystem::path(kUnits) / unit.folder / kProgram).string();
 }
 
 std::size_t frameCount(const Unit& unit) {
@@ -104,25 +150,68 @@ std::size_t frameCount(const Unit& unit) {
 
 std::filesystem::path DumpFolder::path() const { return root / "dumps" / lowerName(dumpName); }
 
-Workshop::Workshop(DumpFolder dump, const std::filesystem::path& units, std::string compiler,
-                   ChildProcesses children)
-    : dump_(std::move(dump)), units_(units), compiler_(std::move(compiler)), children_(std::move(children)) {
-  for (const SimulatorHeader& header : kProbeHeaders) writeFile(units_ / "probe" / header.path, header.text);
+Tools toolsOf(const VerifyRequest& request, std::function<bool()> isStopped) {
+  return {request.compiler, std::chrono::seconds(request.timeLimit), std::size_t{request.memoryLimit} << 20U,
+          std::move(isStopped)};
+}
+
+Workshop::Workshop(DumpFolder dump, std::filesystem::path root, Tools tools)
+    : dump_(std::move(dump)), root_(std::move(root)), tools_(std::move(tools)) {
+  for (const SimulatorHeader& header : kProbeHeaders)
+    writeFile(root_ / kUnits / "probe" / header.path, header.text);
+}
+
+ProgramEnd Workshop::run(const std::vector<std::string>& command, const std::string& folder,
+                         const char* output, unsigned processorSeconds) const {
+  constexpr int kWrite = O_WRONLY | O_CREAT | O_TRUNC;
+  const std::filesystem::path place = root_ / kUnits / folder;
+  const FileHandle input("/dev/null", O_RDONLY);
+  const FileHandle printed(place / output, kWrite);
+  const FileHandle errors(place / kMessages, kWrite);
+  // Temporary files go with the folder, however their program ended.
+  const std::string temporary = (std::filesystem::path(kUnits) / folder).string();
+  return siminfo::runProgram({command,
+                              input.get(),
+                              printed.get(),
+                              errors.get(),
+                              {{"LC_ALL", "C"}, {"TMPDIR", temporary}},
+                              root_,
+                              {processorSeconds, tools_.memory, kMostWritten}},
+                             tools_.time, tools_.isStopped);
 }
 
 bool Workshop::compile(const std::string& folder, const std::string& text,
                        const std::vector<std::string>& options) const {
-  const std::filesystem::path place = units_ / folder;
-  writeFile(place / kSource, text);
-  std::vector<std::string> command{compiler_, "-std=c++17", "-w",      "-I",         dump_.root,
-                                   "-I",      units_,       "-iquote", dump_.path(), place / kSource};
+  const std::filesystem::path source = std::filesystem::path(kUnits) / folder / kSource;
+  writeFile(root_ / source, text);
+  std::vector<std::string> command{tools_.compiler,
+                                   "-std=c++17",
+                                   "-w",
+                                   "-I",
+                                   dump_.root.lexically_relative(root_).string(),
+                                   "-I",
+                                   kUnits,
+                                   "-iquote",
+                                   dump_.path().lexically_relative(root_).string(),
+                                   source.string()};
   command.insert(command.end(), options.begin(), options.end());
-  return children_.run(command, "/dev/null", place / kMessages);
+  const ProgramEnd end = run(command, folder, kNoOutput, 0);
+  if (!end.isDone()) checkCompiler(end, folder);
+  return end.isDone();
+}
+
+void Workshop::checkCompiler(const ProgramEnd& end, const std::string& folder) const {
+  const std::string who = "the compiler " + tools_.compiler;
+  if (end.how == ProgramEnd::kTimedOut)
+    throw VerifyError(who + " was not done after " + std::to_string(tools_.time.count()) +
+                      " s; --time-limit allows it more");
+  if (end.how == ProgramEnd::kSignalled) throw VerifyError(who + " was " + signalWords(end.status));
+  const std::string shortage = shortageIn(beginningOf(root_ / kUnits / folder / kMessages));
+  if (!shortage.empty()) throw VerifyError(who + ": " + shortage);
 }
 
 CompilerMessages Workshop::messages(const std::string& folder, const std::string& source) const {
-  std::ifstream file(units_ / folder / kMessages, std::ios_base::binary);
-  return {std::string{std::istreambuf_iterator<char>(file), {}}, source};
+  return {beginningOf(root_ / kUnits / folder / kMessages), source};
 }
 
 /// Finds the frames of a unit that compile together, and says of the others why they do not.
@@ -133,7 +222,7 @@ class Workshop::Assembly {
 
   /// Leaves the program of the frames that compile in the folder, and returns the unit with these alone.
   const Unit& compileWhatCan() {
-    for (int unnamed = 0; frameCount(unit_) > 0 && !workshop_.children_.isStopped();) {
+    for (int unnamed = 0; frameCount(unit_) > 0 && !workshop_.tools_.isStopped();) {
       if (compiles(unit_)) break;
       if (takeOutNamed()) continue;
       // After a few of these it is the compiler that is not well.
@@ -150,7 +239,7 @@ class Workshop::Assembly {
   bool compiles(const Unit& unit) const {
     const std::string& name = workshop_.dump_.dumpName;
     return workshop_.compile(unit.folder, framesText(unit, name) + programText(unit, name),
-                             {"-O0", "-o", workshop_.units_ / unit.folder / kProgram});
+                             {"-O0", "-o", programOf(unit)});
   }
   CompilerMessages messages() const { return workshop_.messages(unit_.folder, unit_.source); }
 
@@ -188,7 +277,7 @@ class Workshop::Assembly {
   /// at fault together. Their messages are the last ones.
   Unit findUnnamed() const {
     Unit part = unit_;
-    while (frameCount(part) > 1 && !workshop_.children_.isStopped()) {
+    while (frameCount(part) > 1 && !workshop_.tools_.isStopped()) {
       const auto halves = halve(part);
       const auto faulty = std::ranges::find_if(halves, [&](const Unit& half) { return !compiles(half); });
       if (faulty == halves.end()) break;
@@ -217,12 +306,31 @@ class Workshop::Assembly {
 };
 
 void Workshop::runProgram(const Unit& unit, UnitResult& result) const {
-  const std::filesystem::path folder = units_ / unit.folder;
+  const auto seconds = static_cast<unsigned>(std::min(kProgramTime, tools_.time).count());
   // A function that ends the program takes none of those behind it along.
-  for (std::size_t skip = 0; skip < frameCount(unit) && !children_.isStopped();) {
-    children_.run({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
-    skip += std::max<std::size_t>(1, readRuns(folder / kImages, result));
+  for (std::size_t skip = 0; skip < frameCount(unit) && !tools_.isStopped();) {
+    const ProgramEnd end = run({root_ / programOf(unit), std::to_string(skip), std::to_string(tools_.memory)},
+                               unit.folder, kImages, seconds);
+    checkProgram(end, unit.folder);
+    const std::size_t begun = readRuns(root_ / kUnits / unit.folder / kImages, result);
+    skip += begun;
+    if (begun > 0) continue;
+    for (DeviceRuns& device : result.devices) device.unreached = unreachedWords(end);
+    return;
   }
+}
+
+void Workshop::checkProgram(const ProgramEnd& end, const std::string& folder) const {
+  if (end.isDone()) return;
+  constexpr const char* kWho = "a compiled program";
+  if (end.how == ProgramEnd::kSignalled && end.status == SIGKILL)
+    throw VerifyError(std::string(kWho) + " was " + signalWords(end.status));
+  if (end.how != ProgramEnd::kExited) return;
+  if (const int error = machineFaultOf(end.status); error != 0)
+    throw VerifyError(std::string(kWho) + ": " + std::generic_category().message(error));
+  // The system's loader has words, and no number.
+  const std::string shortage = shortageIn(beginningOf(root_ / kUnits / folder / kMessages));
+  if (!shortage.empty()) throw VerifyError(std::string(kWho) + ": " + shortage);
 }
 
 UnitResult Workshop::process(const Unit& unit) const {
@@ -233,8 +341,7 @@ UnitResult Workshop::process(const Unit& unit) const {
     runProgram(assembly.compileWhatCan(), result);
     return result;
   }
-  if (compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName),
-              {"-O0", "-o", units_ / unit.folder / kProgram})) {
+  if (compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName), {"-O0", "-o", programOf(unit)})) {
     runProgram(unit, result);
     return result;
   }
@@ -250,10 +357,11 @@ UnitResult Workshop::process(const Unit& unit) const {
 
 std::string Workshop::wholeFault(TextLines text, const std::filesystem::path& source) const {
   const std::string folder = "whole";
-  std::string copy = lineDirective(1, source);
+  const std::string name = source.filename().string();
+  std::string copy = lineDirective(1, name);
   for (const std::string_view line : text) copy.append(line).append("\n");
   if (compile(folder, copy, {"-fsyntax-only"})) return {};
-  const CompilerMessages found = messages(folder, source);
+  const CompilerMessages found = messages(folder, name);
   return found.errors.empty() ? found.anything : lineWords(found.errors.front());
 }
 

@@ -1,15 +1,18 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "siminfo/verify/child_process.h"
+#include "siminfo/process/program.h"
 #include "siminfo/verify/compiler_messages.h"
 #include "siminfo/verify/frame_text.h"
+#include "siminfo/verify/verifier.h"
 
 namespace siminfo {
 
@@ -34,7 +37,7 @@ struct UnitDevice {
 /// A part of a generated file as a program.
 struct Unit {
   std::string folder;  ///< name of its own below the units
-  std::string source;  ///< how compilers are told to call the generated file
+  std::string source;  ///< how compilers call the generated file, on a line: no path of a user's is in it
   std::vector<UnitDevice> devices;
   /// The first lines of a program that takes a whole file in as it is; empty when the frames alone are
   /// wanted.
@@ -45,6 +48,7 @@ struct Unit {
 struct DeviceRuns {
   std::map<std::string_view, std::string> broken;  ///< frames that do not compile: the compiler's words
   std::map<std::string, std::vector<FrameRun>, std::less<>> frames;
+  std::string unreached;  ///< what became of a program that came to no function; empty where all were called
 };
 
 struct UnitResult {
@@ -63,17 +67,26 @@ struct DumpFolder {
   std::filesystem::path path() const;
 };
 
-/// Compiles generated source with the reference simulator and runs it.
+/// What compiles and runs, and for how long.
+struct Tools {
+  std::string compiler;  ///< works in the manner of g++ and clang++
+  std::chrono::seconds time;
+  std::size_t memory;               ///< bytes
+  std::function<bool()> isStopped;  ///< called by any thread, and often
+};
+Tools toolsOf(const VerifyRequest& request, std::function<bool()> isStopped);
+
+/// Compiles generated source with the reference simulator and runs it. What the machine is short of, and what
+/// a compiler has too little time or memory for, is no fault of the source, and a VerifyError.
 class Workshop {
  public:
-  /// Works in `units`, a folder of its own, with the simulator and the dump's header where `dump` has them.
-  /// `compiler` works in the manner of g++ and clang++. Throws std::system_error.
-  Workshop(DumpFolder dump, const std::filesystem::path& units, std::string compiler,
-           ChildProcesses children);
+  /// Works in root/units, with the simulator and the dump's header where `dump`, in `root` as well, has them.
+  /// Throws std::system_error.
+  Workshop(DumpFolder dump, std::filesystem::path root, Tools tools);
 
-  /// Compiles the unit and runs it. Frames that do not compile are left out, and the others go on. Throws
-  /// std::system_error when the compiler cannot be started. May be called from several threads, with folders
-  /// of their own.
+  /// Compiles the unit and runs it. Frames that do not compile are left out, and the others go on. Throws a
+  /// VerifyError, and std::system_error when the compiler cannot be started. May be called from several
+  /// threads, with folders of their own.
   UnitResult process(const Unit& unit) const;
 
   /// Compiles the whole text of a generated file. Returns what is wrong with it, or nothing.
@@ -86,11 +99,14 @@ class Workshop {
                const std::vector<std::string>& options) const;
   CompilerMessages messages(const std::string& folder, const std::string& source) const;
   void runProgram(const Unit& unit, UnitResult& result) const;
+  ProgramEnd run(const std::vector<std::string>& command, const std::string& folder, const char* output,
+                 unsigned processorSeconds) const;
+  void checkCompiler(const ProgramEnd& end, const std::string& folder) const;
+  void checkProgram(const ProgramEnd& end, const std::string& folder) const;
 
   DumpFolder dump_;
-  std::filesystem::path units_;
-  std::string compiler_;
-  ChildProcesses children_;
+  std::filesystem::path root_;
+  Tools tools_;
 };
 
 }  // namespace siminfo
