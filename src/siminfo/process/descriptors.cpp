@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
@@ -28,6 +31,22 @@ Pipe::~Pipe() {
 void Pipe::closeEnd(int end) {
   if (ends_[end] >= 0) close(ends_[end]);
   ends_[end] = -1;
+}
+
+MemoryFile::MemoryFile() : handle_(memfd_create("siminfo", MFD_CLOEXEC)) {
+  if (handle_ < 0) fail(errno, "a file in memory");
+}
+MemoryFile::~MemoryFile() { close(handle_); }
+
+std::string MemoryFile::text() const {
+  constexpr std::size_t kMost = std::size_t{1} << 24U;
+  struct stat file {};
+  if (fstat(handle_, &file) != 0) fail(errno, "a file in memory");
+  std::string text(std::min(static_cast<std::size_t>(file.st_size), kMost), '\0');
+  const ssize_t size = pread(handle_, text.data(), text.size(), 0);
+  if (size < 0) fail(errno, "a file in memory");
+  text.resize(static_cast<std::size_t>(size));
+  return text;
 }
 
 FileHandle::FileHandle(const std::filesystem::path& path, int flags)

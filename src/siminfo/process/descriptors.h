@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 
 namespace siminfo {
 
@@ -21,6 +22,23 @@ class Pipe {
  private:
   void closeEnd(int end);
   int ends_[2] = {-1, -1};
+};
+
+/// A file without a place, for what a program prints: a full disk is no hindrance, and often what it is
+/// about. Throws std::system_error.
+class MemoryFile {
+ public:
+  MemoryFile();
+  ~MemoryFile();
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+
+  int get() const { return handle_; }
+  /// What was written to it, or of much the beginning.
+  std::string text() const;
+
+ private:
+  int handle_;
 };
 
 /// A file that is closed with the object, and does not reach other programs.

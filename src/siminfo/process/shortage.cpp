@@ -11,13 +11,9 @@ namespace siminfo {
 namespace {
 
 constexpr std::array kShortages{ENOSPC, EDQUOT, ENOMEM, EMFILE, ENFILE, EAGAIN, EIO, EROFS, EFBIG};
-constexpr std::array<std::string_view, 7> kPhrases{"out of memory",
-                                                   "virtual memory exhausted",
-                                                   "std::bad_alloc",
-                                                   "Killed signal terminated",
-                                                   "terminated with signal 9",
-                                                   "unable to execute command: Killed",
-                                                   "limit exceeded signal terminated"};
+constexpr std::array<std::string_view, 6> kPhrases{"out of memory",          "virtual memory exhausted",
+                                                   "std::bad_alloc",         "signal terminated program",
+                                                   "terminated with signal", "unable to execute command:"};
 
 /// "...: No space left on device", as programs say it.
 bool endsInShortage(std::string_view line) {

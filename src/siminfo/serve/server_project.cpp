@@ -71,11 +71,9 @@ void checkTools() {
   }
 }
 
-std::string endOf(const std::filesystem::path& file) {
-  constexpr std::streamoff kMost = 2000;
-  std::ifstream stream(file, std::ios_base::binary | std::ios_base::ate);
-  stream.seekg(std::max<std::streamoff>(0, stream.tellg() - kMost));
-  return {std::istreambuf_iterator<char>(stream), {}};
+std::string endOf(const std::string& text) {
+  constexpr std::size_t kMost = 2000;
+  return text.size() > kMost ? text.substr(text.size() - kMost) : text;
 }
 
 /// Why a step did not end well, and what would help.
@@ -89,10 +87,8 @@ std::string failureWords(const ProgramEnd& end, const std::string& log, const Bu
 void runStep(const std::vector<std::string>& command, const std::filesystem::path& root,
              const ServerBuild& watch) {
   constexpr std::size_t kMostWritten = std::size_t{1} << 28U;  // of each file
-  const std::filesystem::path log = root / "build.log";
-  std::filesystem::remove(log);
   const FileHandle input("/dev/null", O_RDONLY);
-  const FileHandle output(log, O_WRONLY | O_CREAT | O_APPEND);
+  const MemoryFile output;
   const ProgramEnd end = runProgram({command,
                                      input.get(),
                                      output.get(),
@@ -106,10 +102,10 @@ void runStep(const std::vector<std::string>& command, const std::filesystem::pat
                                     });
   if (watch.isStopped()) throw ServeError("interrupted: nothing was served");
   if (end.isDone()) return;
-  const std::string words = endOf(log);
-  std::string why = failureWords(end, words, watch.limits);
-  if (!why.empty()) why += "; ";
-  throw ServeError("the server could not be built: " + why + log.string() + ":\n" + words);
+  const std::string words = output.text();
+  std::ofstream(root / "build.log", std::ios_base::binary) << words;
+  throw ServeError("the server could not be built: " + failureWords(end, words, watch.limits) + "\n" +
+                   endOf(words));
 }
 
 }  // namespace

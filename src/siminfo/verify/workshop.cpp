@@ -31,8 +31,6 @@ constexpr const char* kNoOutput = "/dev/null";
 
 /// Of each file that a program writes, and of what it prints.
 constexpr std::size_t kMostWritten = std::size_t{1} << 28U;
-/// Of messages, what is read.
-constexpr std::size_t kMostMessages = std::size_t{1} << 24U;
 /// A generated loop that never ends must not hold up whoever waits.
 constexpr std::chrono::seconds kProgramTime{60};
 
@@ -74,18 +72,6 @@ std::string programText(const Unit& unit, const std::string& dumpName) {
   }
   text << "}\n";
   return text.str();
-}
-
-/// The file's text, or of a long one the beginning. Where it cannot be read nothing must be concluded from
-/// it.
-std::string beginningOf(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios_base::binary);
-  if (!file) throw std::system_error(errno, std::generic_category(), path.string());
-  std::string text(std::min<std::uintmax_t>(std::filesystem::file_size(path), kMostMessages), '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) throw std::system_error(EIO, std::generic_category(), path.string());
-  text.resize(static_cast<std::size_t>(file.gcount()));
-  return text;
 }
 
 std::string lineWords(const CompilerError& error) {
@@ -161,27 +147,27 @@ Workshop::Workshop(DumpFolder dump, std::filesystem::path root, Tools tools)
     writeFile(root_ / kUnits / "probe" / header.path, header.text);
 }
 
-ProgramEnd Workshop::run(const std::vector<std::string>& command, const std::string& folder,
-                         const char* output, unsigned processorSeconds) const {
-  constexpr int kWrite = O_WRONLY | O_CREAT | O_TRUNC;
-  const std::filesystem::path place = root_ / kUnits / folder;
+Workshop::Ran Workshop::run(const std::vector<std::string>& command, const std::string& folder,
+                            const std::filesystem::path& output, std::chrono::seconds processorTime) const {
   const FileHandle input("/dev/null", O_RDONLY);
-  const FileHandle printed(place / output, kWrite);
-  const FileHandle errors(place / kMessages, kWrite);
+  const FileHandle printed(output, O_WRONLY | O_CREAT | O_TRUNC);
+  const MemoryFile messages;
   // Temporary files go with the folder, however their program ended.
   const std::string temporary = (std::filesystem::path(kUnits) / folder).string();
-  return siminfo::runProgram({command,
-                              input.get(),
-                              printed.get(),
-                              errors.get(),
-                              {{"LC_ALL", "C"}, {"TMPDIR", temporary}},
-                              root_,
-                              {processorSeconds, tools_.memory, kMostWritten}},
-                             tools_.time, tools_.isStopped);
+  const ProgramEnd end =
+      siminfo::runProgram({command,
+                           input.get(),
+                           printed.get(),
+                           messages.get(),
+                           {{"LC_ALL", "C"}, {"TMPDIR", temporary}},
+                           root_,
+                           {static_cast<unsigned>(processorTime.count()), tools_.memory, kMostWritten}},
+                          tools_.time, tools_.isStopped);
+  return {end, messages.text()};
 }
 
-bool Workshop::compile(const std::string& folder, const std::string& text,
-                       const std::vector<std::string>& options) const {
+std::optional<std::string> Workshop::compile(const std::string& folder, const std::string& text,
+                                             const std::vector<std::string>& options) const {
   const std::filesystem::path source = std::filesystem::path(kUnits) / folder / kSource;
   writeFile(root_ / source, text);
   std::vector<std::string> command{tools_.compiler,
@@ -195,23 +181,21 @@ bool Workshop::compile(const std::string& folder, const std::string& text,
                                    dump_.path().lexically_relative(root_).string(),
                                    source.string()};
   command.insert(command.end(), options.begin(), options.end());
-  const ProgramEnd end = run(command, folder, kNoOutput, 0);
-  if (!end.isDone()) checkCompiler(end, folder);
-  return end.isDone();
+  Ran ran = run(command, folder, "/dev/null", std::chrono::seconds(0));
+  if (ran.end.isDone()) return std::nullopt;
+  checkCompiler(ran);
+  writeFile(root_ / kUnits / folder / kMessages, ran.messages);
+  return std::move(ran.messages);
 }
 
-void Workshop::checkCompiler(const ProgramEnd& end, const std::string& folder) const {
+void Workshop::checkCompiler(const Ran& ran) const {
   const std::string who = "the compiler " + tools_.compiler;
-  if (end.how == ProgramEnd::kTimedOut)
+  if (ran.end.how == ProgramEnd::kTimedOut)
     throw VerifyError(who + " was not done after " + std::to_string(tools_.time.count()) +
                       " s; --time-limit allows it more");
-  if (end.how == ProgramEnd::kSignalled) throw VerifyError(who + " was " + signalWords(end.status));
-  const std::string shortage = shortageIn(beginningOf(root_ / kUnits / folder / kMessages));
+  if (ran.end.how == ProgramEnd::kSignalled) throw VerifyError(who + " was " + signalWords(ran.end.status));
+  const std::string shortage = shortageIn(ran.messages);
   if (!shortage.empty()) throw VerifyError(who + ": " + shortage);
-}
-
-CompilerMessages Workshop::messages(const std::string& folder, const std::string& source) const {
-  return {beginningOf(root_ / kUnits / folder / kMessages), source};
 }
 
 /// Finds the frames of a unit that compile together, and says of the others why they do not.
@@ -227,7 +211,7 @@ class Workshop::Assembly {
       if (takeOutNamed()) continue;
       // After a few of these it is the compiler that is not well.
       const Unit part = unnamed++ < kMostUnnamed ? findUnnamed() : unit_;
-      takeOut(part, messages().anything);
+      takeOut(part, messages_.anything);
     }
     return unit_;
   }
@@ -236,12 +220,13 @@ class Workshop::Assembly {
   static constexpr int kMostUnnamed = 3;
 
   // Not optimised: the program runs for a moment.
-  bool compiles(const Unit& unit) const {
+  bool compiles(const Unit& unit) {
     const std::string& name = workshop_.dump_.dumpName;
-    return workshop_.compile(unit.folder, framesText(unit, name) + programText(unit, name),
-                             {"-O0", "-o", programOf(unit)});
+    const auto words = workshop_.compile(unit.folder, framesText(unit, name) + programText(unit, name),
+                                         {"-O0", "-o", programOf(unit)});
+    if (words) messages_ = CompilerMessages(*words, unit.source);
+    return !words;
   }
-  CompilerMessages messages() const { return workshop_.messages(unit_.folder, unit_.source); }
 
   void takeOut(std::size_t device, std::string_view method, const std::string& words) {
     result_.devices[device].broken.emplace(method, words);
@@ -258,7 +243,7 @@ class Workshop::Assembly {
   /// Takes out the frames on whose lines the compiler found something. Returns whether there are any.
   bool takeOutNamed() {
     bool isAny = false;
-    for (const CompilerError& error : messages().errors) {
+    for (const CompilerError& error : messages_.errors) {
       for (std::size_t device = 0; device < unit_.devices.size(); ++device) {
         const std::vector<UnitFrame>& frames = unit_.devices[device].frames;
         const auto frame = std::ranges::find_if(frames, [&](const UnitFrame& of) {
@@ -275,7 +260,7 @@ class Workshop::Assembly {
 
   /// A linker names no lines: the frames are halved until one is left that is at fault, or several that are
   /// at fault together. Their messages are the last ones.
-  Unit findUnnamed() const {
+  Unit findUnnamed() {
     Unit part = unit_;
     while (frameCount(part) > 1 && !workshop_.tools_.isStopped()) {
       const auto halves = halve(part);
@@ -303,25 +288,26 @@ class Workshop::Assembly {
   const Workshop& workshop_;
   Unit unit_;
   UnitResult& result_;
+  CompilerMessages messages_{{}, {}};  // of the last failure
 };
 
 void Workshop::runProgram(const Unit& unit, UnitResult& result) const {
-  const auto seconds = static_cast<unsigned>(std::min(kProgramTime, tools_.time).count());
+  const std::filesystem::path images = root_ / kUnits / unit.folder / kImages;
   // A function that ends the program takes none of those behind it along.
   for (std::size_t skip = 0; skip < frameCount(unit) && !tools_.isStopped();) {
-    const ProgramEnd end = run({root_ / programOf(unit), std::to_string(skip), std::to_string(tools_.memory)},
-                               unit.folder, kImages, seconds);
-    checkProgram(end, unit.folder);
-    const std::size_t begun = readRuns(root_ / kUnits / unit.folder / kImages, result);
+    const Ran ran = run({root_ / programOf(unit), std::to_string(skip), std::to_string(tools_.memory)},
+                        unit.folder, images, std::min(kProgramTime, tools_.time));
+    checkProgram(ran);
+    const std::size_t begun = readRuns(images, result);
     skip += begun;
     if (begun > 0) continue;
-    for (DeviceRuns& device : result.devices) device.unreached = unreachedWords(end);
+    for (DeviceRuns& device : result.devices) device.unreached = unreachedWords(ran.end);
     return;
   }
 }
 
-void Workshop::checkProgram(const ProgramEnd& end, const std::string& folder) const {
-  if (end.isDone()) return;
+void Workshop::checkProgram(const Ran& ran) {
+  const auto& [end, messages] = ran;
   constexpr const char* kWho = "a compiled program";
   if (end.how == ProgramEnd::kSignalled && end.status == SIGKILL)
     throw VerifyError(std::string(kWho) + " was " + signalWords(end.status));
@@ -329,7 +315,7 @@ void Workshop::checkProgram(const ProgramEnd& end, const std::string& folder) co
   if (const int error = machineFaultOf(end.status); error != 0)
     throw VerifyError(std::string(kWho) + ": " + std::generic_category().message(error));
   // The system's loader has words, and no number.
-  const std::string shortage = shortageIn(beginningOf(root_ / kUnits / folder / kMessages));
+  const std::string shortage = shortageIn(messages);
   if (!shortage.empty()) throw VerifyError(std::string(kWho) + ": " + shortage);
 }
 
@@ -341,11 +327,13 @@ UnitResult Workshop::process(const Unit& unit) const {
     runProgram(assembly.compileWhatCan(), result);
     return result;
   }
-  if (compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName), {"-O0", "-o", programOf(unit)})) {
+  const auto words =
+      compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName), {"-O0", "-o", programOf(unit)});
+  if (!words) {
     runProgram(unit, result);
     return result;
   }
-  const CompilerMessages found = messages(unit.folder, unit.source);
+  const CompilerMessages found(*words, unit.source);
   Unit apart = unit;
   apart.asItIs.clear();
   result = process(apart);
@@ -360,8 +348,9 @@ std::string Workshop::wholeFault(TextLines text, const std::filesystem::path& so
   const std::string name = source.filename().string();
   std::string copy = lineDirective(1, name);
   for (const std::string_view line : text) copy.append(line).append("\n");
-  if (compile(folder, copy, {"-fsyntax-only"})) return {};
-  const CompilerMessages found = messages(folder, name);
+  const auto words = compile(folder, copy, {"-fsyntax-only"});
+  if (!words) return {};
+  const CompilerMessages found(*words, name);
   return found.errors.empty() ? found.anything : lineWords(found.errors.front());
 }
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -94,15 +95,18 @@ class Workshop {
 
  private:
   class Assembly;
-  /// Compiles a source in the folder. Returns whether it does; the messages are of interest when it does not.
-  bool compile(const std::string& folder, const std::string& text,
-               const std::vector<std::string>& options) const;
-  CompilerMessages messages(const std::string& folder, const std::string& source) const;
+  struct Ran {
+    ProgramEnd end;
+    std::string messages;
+  };
+  /// Compiles a source in the folder. Returns nothing when it does, and the compiler's messages when not.
+  std::optional<std::string> compile(const std::string& folder, const std::string& text,
+                                     const std::vector<std::string>& options) const;
   void runProgram(const Unit& unit, UnitResult& result) const;
-  ProgramEnd run(const std::vector<std::string>& command, const std::string& folder, const char* output,
-                 unsigned processorSeconds) const;
-  void checkCompiler(const ProgramEnd& end, const std::string& folder) const;
-  void checkProgram(const ProgramEnd& end, const std::string& folder) const;
+  Ran run(const std::vector<std::string>& command, const std::string& folder,
+          const std::filesystem::path& output, std::chrono::seconds processorTime) const;
+  void checkCompiler(const Ran& ran) const;
+  static void checkProgram(const Ran& ran);
 
   DumpFolder dump_;
   std::filesystem::path root_;
