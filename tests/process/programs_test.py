@@ -107,6 +107,12 @@ class ProgramsTest(unittest.TestCase):
         compiler = self.compiler("setsid sleep MARK &", "(sleep MARK &) &", 'exec c++ "$@"')
         self.assert_ends(self.verify("--compiler", compiler), 0)
 
+    def test_a_program_is_compiled_with_one_simulator(self):
+        """The file of the nodes has one beside it as well, and appears while compilers are at work."""
+        compiler = self.compiler("while ! touch -c -d 2001-01-01 core/node.h || [ ! -e core/node.h ]; do sleep 0.1; done",
+                                 'exec c++ "$@"')
+        self.assert_ends(self.verify("--compiler", compiler, "--jobs", "2", "--buildable"), 0)
+
     def test_what_a_compiler_says_is_no_command_to_a_terminal(self):
         found = self.verify("--compiler", self.compiler(r"printf 'x: error: \033[2J\033]0;t\007\302\233b\n' >&2; exit 1"))
         self.assert_ends(found, 1, "x: error: \\u{001b}[2J")
@@ -238,12 +244,14 @@ class ProgramsTest(unittest.TestCase):
 
     def test_nothing_outlives_siminfo(self):
         compiler = self.compiler("trap '' TERM INT HUP", "setsid sleep MARK &", "sleep MARK &", "sleep MARK")
-        verify = ("verify", FABRIC, *NODE, "--compiler", compiler)
+        dump = self.place("dump")  # of which each node has a compiler of its own
+        self.assert_ends(self.run_siminfo("generate", FABRIC, "--name", "F", "--output-dir", dump), 0)
+        verify = ("verify", FABRIC, "--name", "F", "--use", dump, "--jobs", "2", "--compiler", compiler)
         serve = ("serve", FABRIC, "--", "true")
-        for arguments in (verify, serve):
+        for arguments, number in ((verify, 6), (serve, 3)):
             for sent in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
                 process = self.start(*arguments, environment={"CXX": compiler})
-                self.wait_until(lambda: len(self.compilers()) >= 3 or process.poll() is not None)
+                self.wait_until(lambda: len(self.compilers()) >= number or process.poll() is not None)
                 process.send_signal(sent)
                 text = process.communicate(timeout=10)[0].decode()
                 if "libumad2sim.so" in text:
@@ -252,6 +260,13 @@ class ProgramsTest(unittest.TestCase):
                 self.assertEqual(process.returncode, -sent if sent == signal.SIGKILL else 3, text)
                 self.assertIn("" if sent == signal.SIGKILL else "interrupted: nothing was ", text)
                 self.wait_until(lambda: not self.left(), 5)
+        process = self.start(*verify)
+        self.wait_until(lambda: len(self.compilers()) >= 6)
+        process.send_signal(signal.SIGTERM)
+        process.send_signal(signal.SIGINT)  # the second one is the end at once
+        process.communicate(timeout=10)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.wait_until(lambda: not self.left(), 5)
 
     def test_a_hangup_that_is_ignored_goes_on_to_be(self):
         compiler = self.compiler("sleep 2", "exit 0  # MARK")

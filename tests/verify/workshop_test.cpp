@@ -40,7 +40,8 @@ class SpoiltModels : public testing::Test {
     ExpectedFile expected{"model", "Fab1", {}, {}, {}};
     for (const Model& model : set.models) expected.sections.push_back(modelSection(model));
     const FileCheck check = checkFile(dump, expected);
-    Unit unit{"1", "dumps/fab1/fab1_models_0.cpp", {}, "#define SIMINFO_SHARD 0\n#include \"fab1_models_0.cpp\"\n"};
+    Unit unit{
+        "1", "dumps/fab1/fab1_models_0.cpp", {}, "#define SIMINFO_SHARD 0\n#include \"fab1_models_0.cpp\"\n"};
     for (const FoundSection& found : check.sections) {
       const Model& model = set.models[found.place];
       const Expectation expectation({snapshot, *model.first, model.name});

@@ -17,8 +17,8 @@
 #include <utility>
 #include <vector>
 
-#include "../../core/node.h"
 #include "background.h"
+#include "core/node.h"
 #include "machine_fault.h"
 
 using PushKeys = std::vector<std::pair<unsigned, unsigned>>;
