@@ -7,6 +7,7 @@ Whatever happens, no program and no folder is left. What needs root, or a progra
 """
 import glob
 import os
+import random
 import shlex
 import shutil
 import signal
@@ -23,16 +24,16 @@ NODE = ("--guid", "0x2c90000000071")  # one small device
 SKIPPED = []
 
 
-def commands():
-    """Every process that runs, as its command line."""
+def processes(words, what="cmdline"):
+    """The command lines, or environments, of the running processes that have these words in them."""
     found = []
-    for path in glob.glob("/proc/[0-9]*/cmdline"):
+    for path in glob.glob("/proc/[0-9]*/" + what):
         try:
             with open(path, "rb") as file:
                 found.append(file.read().replace(b"\0", b" "))
         except OSError:
             pass
-    return found
+    return [text for text in found if words.encode() in text]
 
 
 class ProgramsTest(unittest.TestCase):
@@ -53,7 +54,7 @@ class ProgramsTest(unittest.TestCase):
 
     def left(self):
         return [os.path.join(self.temporary, name) for name in os.listdir(self.temporary)] + [
-            command for command in commands() if self.mark.encode() in command]
+            environment[:200] for environment in processes(self.folder, "environ")]
 
     def wait_until(self, holds, seconds=20):
         end = time.monotonic() + seconds
@@ -240,7 +241,7 @@ class ProgramsTest(unittest.TestCase):
                                 cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
 
     def compilers(self):
-        return [command for command in commands() if b"sleep " + self.mark.encode() in command]
+        return processes("sleep " + self.mark)
 
     def test_nothing_outlives_siminfo(self):
         compiler = self.compiler("trap '' TERM INT HUP", "setsid sleep MARK &", "sleep MARK &", "sleep MARK")
@@ -268,11 +269,25 @@ class ProgramsTest(unittest.TestCase):
         self.assertEqual(process.returncode, -signal.SIGINT)
         self.wait_until(lambda: not self.left(), 5)
 
+    def test_an_end_at_any_moment_leaves_nothing(self):
+        moments = random.Random(20261122)
+        for _ in range(12):
+            process = self.start("verify", FABRIC, *NODE)
+            sent = moments.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
+            try:
+                process.wait(timeout=moments.random() * 1.5)
+            except subprocess.TimeoutExpired:
+                process.send_signal(sent)
+            text = process.communicate(timeout=20)[0].decode()
+            # Before the work begins a signal is the end, and behind it there is nothing to interrupt.
+            self.assertIn(process.returncode, (0, 3, -sent), text)
+            self.wait_until(lambda: not self.left(), 5)
+
     def test_a_hangup_that_is_ignored_goes_on_to_be(self):
         compiler = self.compiler("sleep 2", "exit 0  # MARK")
         process = self.start("verify", FABRIC, *NODE, "--compiler", compiler,
                              preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
-        self.wait_until(lambda: any(compiler.encode() in command and b"/bin/sh" in command for command in commands()))
+        self.wait_until(lambda: processes("/bin/sh " + compiler))
         process.send_signal(signal.SIGHUP)
         self.assertNotIn("interrupted", process.communicate(timeout=60)[0].decode())
 
