@@ -27,7 +27,6 @@ constexpr const char* kSource = "unit.cpp";
 constexpr const char* kProgram = "unit";
 constexpr const char* kImages = "images.txt";
 constexpr const char* kMessages = "messages.txt";
-constexpr const char* kNoOutput = "/dev/null";
 
 /// Of each file that a program writes, and of what it prints.
 constexpr std::size_t kMostWritten = std::size_t{1} << 28U;
