@@ -39,6 +39,7 @@ def processes(words, what="cmdline"):
 class ProgramsTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="siminfo-programs-")
+        self.addCleanup(shutil.rmtree, self.folder)
         self.temporary = self.place("tmp")
         os.mkdir(self.temporary)
         # By this argument the test knows the programs that it started.
@@ -47,7 +48,6 @@ class ProgramsTest(unittest.TestCase):
 
     def tearDown(self):
         self.wait_until(lambda: not self.left())
-        shutil.rmtree(self.folder)
 
     def place(self, name):
         return os.path.join(self.folder, name)
