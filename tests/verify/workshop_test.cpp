@@ -40,7 +40,8 @@ class SpoiltModels : public testing::Test {
     ExpectedFile expected{"model", "Fab1", {}, {}, {}};
     for (const Model& model : set.models) expected.sections.push_back(modelSection(model));
     const FileCheck check = checkFile(dump, expected);
-    Unit unit{"1", file.string(), {}, "#define SIMINFO_SHARD 0\n#include \"fab1_models_0.cpp\"\n"};
+    Unit unit{
+        "1", "dumps/fab1/fab1_models_0.cpp", {}, "#define SIMINFO_SHARD 0\n#include \"fab1_models_0.cpp\"\n"};
     for (const FoundSection& found : check.sections) {
       const Model& model = set.models[found.place];
       const Expectation expectation({snapshot, *model.first, model.name});
@@ -48,8 +49,8 @@ class SpoiltModels : public testing::Test {
           {model.name, model.ports, expectation.pushKeys(),
            judgeSection(found, expectation, Missing::kComment, FrameForm::kBuildable).toRun});
     }
-    const Workshop workshop({folder.path(), "Fab1"}, folder.path() / "units", "c++",
-                            {folder.group(), [] { return false; }});
+    const Workshop workshop({folder.path(), "Fab1"}, folder.path(),
+                            {"c++", std::chrono::seconds(300), std::size_t{1} << 32U, [] { return false; }});
     const UnitResult result = workshop.process(unit);
     std::vector<std::string> words;
     if (!result.fileFault.empty()) words.push_back(result.fileFault);

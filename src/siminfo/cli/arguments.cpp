@@ -77,6 +77,18 @@ CLI::Option* addMissingOption(CLI::App& command, Missing& missing) {
       ->default_str("error");
 }
 
+void addLimitOptions(CLI::App& command, unsigned& seconds, unsigned& memory, const std::string& what) {
+  constexpr unsigned kMost = 1U << 24U;  // half a year, and 16 TiB
+  command.add_option("--time-limit", seconds, "Seconds that " + what + " may take")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1U, kMost))
+      ->capture_default_str();
+  command.add_option("--memory-limit", memory, "MiB of memory that each process of it may take")
+      ->type_name("MIB")
+      ->check(CLI::Range(1U, kMost))
+      ->capture_default_str();
+}
+
 bool isCppIdentifier(std::string_view text) {
   return !text.empty() && isLetter(text[0]) && std::ranges::find(kKeywords, text) == kKeywords.end() &&
          std::ranges::all_of(text, [](char character) {

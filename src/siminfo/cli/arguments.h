@@ -17,6 +17,9 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
 /// Adds --missing, which says what stands for data that a node must have and that was not collected.
 CLI::Option* addMissingOption(CLI::App& command, Missing& missing);
 
+/// Adds --time-limit in seconds for `what`, and --memory-limit in MiB; what they hold is the default.
+void addLimitOptions(CLI::App& command, unsigned& seconds, unsigned& memory, const std::string& what);
+
 /// Whether a C++ class can be named so.
 bool isCppIdentifier(std::string_view text);
 /// Throws a CommandError unless the value of --name can name the class of a dump; the reference simulator has

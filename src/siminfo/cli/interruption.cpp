@@ -7,7 +7,7 @@
 namespace siminfo {
 namespace {
 
-constexpr std::array kEndSignals{SIGINT, SIGTERM};
+constexpr std::array kEndSignals{SIGINT, SIGTERM, SIGHUP};
 
 std::atomic<bool> wasAsked = false;
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
@@ -17,7 +17,12 @@ void setEndSignals(void (*handler)(int)) {
   action.sa_handler = handler;
   // A second signal to the same thread waits until the first one is dealt with.
   for (const int signal : kEndSignals) sigaddset(&action.sa_mask, signal);
-  for (const int signal : kEndSignals) sigaction(signal, &action, nullptr);
+  for (const int signal : kEndSignals) {
+    // What nohup and shells have a program ignore, it goes on to ignore.
+    struct sigaction before {};
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+      sigaction(signal, &action, nullptr);
+  }
 }
 
 /// Two signals may come to two threads at the same moment.

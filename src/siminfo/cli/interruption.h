@@ -2,8 +2,8 @@
 
 namespace siminfo {
 
-/// While it lives, the first SIGINT or SIGTERM asks the work for an orderly end, and the second one is the
-/// end of the program. There is one at a time.
+/// While it lives, the first SIGINT, SIGTERM or SIGHUP asks the work for an orderly end, and the second one
+/// is the end of the program. There is one at a time.
 class Interruption {
  public:
   Interruption();

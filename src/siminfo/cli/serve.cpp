@@ -6,6 +6,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/generate_options.h"
@@ -100,6 +101,7 @@ void addServeCommand(CLI::App& program, Command& chosen) {
           "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as collect takes it;\n"
           "without it, routers refuse RouterInfo")
       ->type_name("FILE");
+  addLimitOptions(*command, request->limits.seconds, request->limits.memory, "either step of building");
   command
       ->add_option("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments")
       ->type_name("");

@@ -8,6 +8,7 @@
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
+#include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 #include "siminfo/verify/report.h"
 #include "siminfo/verify/verifier.h"
@@ -45,9 +46,19 @@ Verification verifyInterruptibly(Snapshot& snapshot, const std::vector<const IBN
   return verification;
 }
 
+/// What is kept is made anew, and so cannot be what is read.
+void checkFolders(const VerifyRequest& request) {
+  if (request.keep.empty() || request.use.empty()) return;
+  const std::string used = (std::filesystem::weakly_canonical(request.use) / "").string();
+  if (used.starts_with((std::filesystem::weakly_canonical(request.keep) / "").string()))
+    throw CommandError(kBadInput, "--keep: " + inQuotes(request.keep.string()) +
+                                      " holds the folder that --use reads; expected another one");
+}
+
 ExitStatus runVerify(const VerifyOptions& options) {
   checkName(options.request.name, true);
   const VerifyRequest& request = options.request;
+  checkFolders(request);
   const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, request.jobs);
   const std::vector<const IBNode*> nodes =
@@ -94,7 +105,12 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
       ->add_option("--compiler", options->request.compiler, "C++ compiler, in the manner of g++ and clang++")
       ->type_name("CXX")
       ->capture_default_str();
-  command->add_option("--keep", options->request.keep, "Work in this folder and keep it")->type_name("DIR");
+  addLimitOptions(*command, options->request.timeLimit, options->request.memoryLimit,
+                  "a run of the compiler, or of a compiled program,");
+  command
+      ->add_option("--keep", options->request.keep,
+                   "Work in this folder, a new one or one that --keep left, and keep it")
+      ->type_name("DIR");
   CLI::Option* use =
       command
           ->add_option("--use", options->request.use,

@@ -1,5 +1,6 @@
 #include "siminfo/serve/serve.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -10,7 +11,9 @@
 #include <optional>
 
 #include "siminfo/generators/drovik_sim_info_dump.h"
-#include "siminfo/serve/child.h"
+#include "siminfo/process/child.h"
+#include "siminfo/process/descriptors.h"
+#include "siminfo/process/own_folder.h"
 
 namespace siminfo {
 namespace {
@@ -47,7 +50,7 @@ class RunningServer {
                                      "--socket", socket};
     if (request.init) command.emplace_back("--init");
     if (!request.from.empty()) command.insert(command.end(), {"--from", request.from});
-    child_.emplace(command, ChildSetup{lifeline_.readEnd(), output_.writeEnd(), -1, {}, false});
+    child_.emplace(ProgramSetup{command, lifeline_.readEnd(), output_.writeEnd()});
     lifeline_.closeRead();
     output_.closeWrite();
   }
@@ -99,7 +102,7 @@ std::map<std::string, std::string> clientEnvironment(const std::string& wrapper,
 int runCommand(const ServeRequest& request, const Served& served, RunningServer& server,
                const ServeWatch& watch) {
   if (!request.command.empty()) {
-    Child command(request.command, {-1, -1, -1, served.environment, false});
+    Child command({request.command, -1, -1, -1, served.environment});
     return command.wait([&] { return watch.isStopped() || server.hasEnded(); });
   }
   while (!watch.isStopped() && !server.hasEnded()) {
@@ -115,7 +118,7 @@ int serve(Snapshot& snapshot, const ServeRequest& request, const ServeWatch& wat
   const std::string wrapper = wrapperLibrary();
   const std::string socket = request.socket.empty() ? "siminfo-" + std::to_string(getpid()) : request.socket;
   const std::filesystem::path root = serveFolder(request.snapshotFile, request.exactPorts);
-  std::filesystem::create_directories(root);
+  makeOwnFolder(root);
   // Sources that depended on where the snapshot was made would be compiled again for nothing.
   snapshot.discovered.fabric.source.clear();
   InMemoryDrovik engine(snapshot.discovered, root);
@@ -123,10 +126,10 @@ int serve(Snapshot& snapshot, const ServeRequest& request, const ServeWatch& wat
   const ModelSet set = modelsOf(writer, snapshot);
 
   // Another siminfo may serve the same snapshot: neither changes the project before the other has begun.
-  auto lock = std::make_unique<FileHandle>(root / "lock");
+  auto lock = std::make_unique<FileHandle>(root / "lock", O_RDWR | O_CREAT);
   if (!lock->lock(watch.isStopped)) throw ServeError("interrupted: nothing was served");
   writeServerProject(writer, set, servedFileText(snapshot, set, request.told), root);
-  buildServer(root, {watch.isStopped, [&] { watch.progress("building the server"); }});
+  buildServer(root, {watch.isStopped, [&] { watch.progress("building the server"); }, request.limits});
   RunningServer server(root, request, socket);
   watch.progress("restoring the nodes");
   const std::vector<std::string> ready = server.waitUntilReady(watch.isStopped);

@@ -16,6 +16,7 @@ struct ServeRequest {
   std::string socket;  ///< name of the sockets; empty: one of this process's own
   std::string from;    ///< where a client is that says nothing
   bool exactPorts = false;
+  BuildLimits limits;
   AttributeLayouts told;
   std::vector<std::string> command;  ///< to run on the fabric; empty: serve until somebody asks for an end
 };

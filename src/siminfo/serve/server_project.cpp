@@ -1,5 +1,7 @@
 #include "siminfo/serve/server_project.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -8,7 +10,9 @@
 #include <thread>
 
 #include "siminfo/models/project.h"
-#include "siminfo/serve/child.h"
+#include "siminfo/process/descriptors.h"
+#include "siminfo/process/program.h"
+#include "siminfo/process/shortage.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/text/number_text.h"
 
@@ -16,6 +20,9 @@ namespace siminfo {
 namespace {
 
 constexpr const char* kDump = "Fabric";
+/// Compilers' temporary files, for as long as a build is at work: where it is there already, a build was cut
+/// short, and may have left a file that is half written.
+constexpr const char* kTemporary = "building";
 
 // The server knows nothing of models and is compiled once, optimised. What the models are is compiled anew
 // whenever they change, and so it is not: each of their functions runs but a few times.
@@ -64,25 +71,41 @@ void checkTools() {
   }
 }
 
-std::string endOf(const std::filesystem::path& file) {
+std::string endOf(const std::string& text) {
   constexpr std::size_t kMost = 2000;
-  std::ifstream stream(file, std::ios_base::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
   return text.size() > kMost ? text.substr(text.size() - kMost) : text;
+}
+
+/// Why a step did not end well, and what would help.
+std::string failureWords(const ProgramEnd& end, const std::string& log, const BuildLimits& limits) {
+  if (end.how == ProgramEnd::kTimedOut)
+    return "not done after " + std::to_string(limits.seconds) + " s; --time-limit allows it more";
+  if (end.how == ProgramEnd::kSignalled) return signalWords(end.status);
+  return shortageIn(log);
 }
 
 void runStep(const std::vector<std::string>& command, const std::filesystem::path& root,
              const ServerBuild& watch) {
-  const std::filesystem::path log = root / "build.log";
-  std::filesystem::remove(log);
-  const FileHandle output(log);
-  Child child(command, {-1, output.get(), output.get(), {{"LC_ALL", "C"}}, true});
-  const int status = child.wait([&] {
-    watch.tick();
-    return watch.isStopped();
-  });
+  constexpr std::size_t kMostWritten = std::size_t{1} << 28U;  // of each file
+  const FileHandle input("/dev/null", O_RDONLY);
+  const MemoryFile output;
+  const ProgramEnd end = runProgram({command,
+                                     input.get(),
+                                     output.get(),
+                                     output.get(),
+                                     {{"LC_ALL", "C"}, {"TMPDIR", (root / kTemporary).string()}},
+                                     {},
+                                     {0, std::size_t{watch.limits.memory} << 20U, kMostWritten}},
+                                    std::chrono::seconds(watch.limits.seconds), [&] {
+                                      watch.tick();
+                                      return watch.isStopped();
+                                    });
   if (watch.isStopped()) throw ServeError("interrupted: nothing was served");
-  if (status != 0) throw ServeError("the server could not be built: " + log.string() + ":\n" + endOf(log));
+  if (end.isDone()) return;
+  const std::string words = output.text();
+  std::ofstream(root / "build.log", std::ios_base::binary) << words;
+  throw ServeError("the server could not be built: " + failureWords(end, words, watch.limits) + "\n" +
+                   endOf(words));
 }
 
 }  // namespace
@@ -114,11 +137,17 @@ void writeServerProject(const ModelWriter& writer, const ModelSet& set, const st
 void buildServer(const std::filesystem::path& root, const ServerBuild& watch) {
   checkTools();
   const std::string build = (root / "build").string();
+  if (std::filesystem::exists(root / kTemporary)) {
+    std::filesystem::remove_all(build);
+    std::filesystem::remove_all(root / kTemporary);
+  }
+  std::filesystem::create_directory(root / kTemporary);
   if (!std::filesystem::exists(serverProgram(root)))
     runStep({"cmake", "-S", (root / "program").string(), "-B", build}, root, watch);
   runStep(
       {"cmake", "--build", build, "--target", "fabric_server", "--parallel", std::to_string(processors())},
       root, watch);
+  std::filesystem::remove_all(root / kTemporary);
 }
 
 std::filesystem::path serverProgram(const std::filesystem::path& root) {

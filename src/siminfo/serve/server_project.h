@@ -25,12 +25,20 @@ std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPor
 void writeServerProject(const ModelWriter& writer, const ModelSet& set, const std::string& servedFile,
                         const std::filesystem::path& root);
 
+/// What building may take.
+struct BuildLimits {
+  unsigned seconds = 3600;  ///< for each of the two steps
+  unsigned memory = 4096;   ///< MiB, for each process
+};
+
 struct ServerBuild {
   std::function<bool()> isStopped;
   std::function<void()> tick;  ///< called while it runs, and often
+  BuildLimits limits = {};
 };
 
-/// Compiles what changed. Throws a ServeError that names what is missing or has the compiler's last words.
+/// Compiles what changed, and everything where a build before was cut short. Throws a ServeError that names
+/// what is missing or has the compiler's last words.
 void buildServer(const std::filesystem::path& root, const ServerBuild& watch);
 
 /// Where the parts of a project are.

@@ -35,31 +35,31 @@ struct Group {
 class FileVerifier {
  public:
   FileVerifier(const Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
-               const VerifyRequest& request, const std::filesystem::path& root,
-               const ChildProcesses& children)
+               const VerifyRequest& request, const std::filesystem::path& root, const VerifyWatch& watch)
       : snapshot_(snapshot),
         request_(request),
         path_(findIn(request.use, request.name)),
         text_(readText(path_)),
         expected_(expectedNodeFile(request.name, snapshot.source, nodes)),
-        workshop_({root, request.name}, root / "units", request.compiler, children) {
+        workshop_({root, request.name}, root, toolsOf(request, watch.isInterrupted)),
+        watch_(watch) {
     writeSimulator(root);
     writeFile(DumpFolder{root, request.name}.path() / (lowerName(request.name) + ".h"),
               dumpHeader(request.name));
   }
 
-  Verification run(const VerifyWatch& watch) {
+  Verification run() {
     FileCheck check = checkFile(text_, expected_);
     if (check.sections.empty()) throw VerifyError(path_.string() + ": has no node of the snapshot in it");
     std::vector<Group> groups = groupsOf(check.sections);
     WorkQueue queue(groups.size(), [&](std::size_t done) {
-      watch.progress(done, groups.size());
-      return !watch.isInterrupted();
+      watch_.progress(done, groups.size());
+      return !watch_.isInterrupted();
     });
     queue.run(request_.jobs, [&](std::size_t i) { judge(groups[i], std::to_string(i + 1)); });
     Verification verification{{}, std::move(check.differences), {}};
     for (Group& group : groups) verification.devices.push_back(std::move(group.result));
-    if (!watch.isInterrupted()) judgeWhole(verification, workshop_, path_);
+    if (!watch_.isInterrupted()) judgeWhole(verification, workshop_, path_);
     return verification;
   }
 
@@ -112,7 +112,7 @@ class FileVerifier {
     SectionVerdict verdict = judgeSection(*group.found, expectation, request_.form.missing, form());
     const UnitResult ran = workshop_.process(
         {folder,
-         path_.string(),
+         path_.filename().string(),
          {{group.result.device, expectation.facts().node.numPorts, expectation.pushKeys(), verdict.toRun}}});
     judgeRuns(verdict, expectation, ran.devices.front());
     group.result.frames = std::move(verdict.frames);
@@ -124,14 +124,15 @@ class FileVerifier {
   const DumpText text_;
   const ExpectedFile expected_;
   const Workshop workshop_;
+  const VerifyWatch& watch_;
 };
 
 }  // namespace
 
 Verification verifyFile(Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
                         const VerifyRequest& request, const std::filesystem::path& root,
-                        const ChildProcesses& children, const VerifyWatch& watch) {
-  return FileVerifier(snapshot, nodes, request, root, children).run(watch);
+                        const VerifyWatch& watch) {
+  return FileVerifier(snapshot, nodes, request, root, watch).run();
 }
 
 }  // namespace siminfo

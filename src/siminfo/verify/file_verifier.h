@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <vector>
 
-#include "siminfo/verify/child_process.h"
 #include "siminfo/verify/verifier.h"
 
 namespace siminfo {
@@ -12,6 +11,6 @@ namespace siminfo {
 /// frames are compiled as they stand in it, nodes with the same text once. Works in the folder `root`.
 Verification verifyFile(Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
                         const VerifyRequest& request, const std::filesystem::path& root,
-                        const ChildProcesses& children, const VerifyWatch& watch);
+                        const VerifyWatch& watch);
 
 }  // namespace siminfo

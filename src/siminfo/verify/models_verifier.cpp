@@ -56,19 +56,18 @@ unsigned shardsFor(std::size_t models, unsigned jobs) {
 class ModelsVerifier {
  public:
   ModelsVerifier(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const VerifyRequest& request,
-                 const std::filesystem::path& root, const ChildProcesses& children, const VerifyWatch& watch)
+                 const std::filesystem::path& root, const VerifyWatch& watch)
       : snapshot_(snapshot),
         nodes_(nodes),
         request_(request),
         root_(root),
-        children_(children),
         watch_(watch),
         engine_(snapshot.discovered, root),
         writer_(engine_, request.exactPorts),
         set_(writer_.findModels(nodes)),
         files_(projectFiles(request.name, shardsFor(set_.models.size(), request.jobs), root / "models")),
         shards_(files_.shards),
-        workshop_({root / "models", request.name}, root / "units", request.compiler, children) {}
+        workshop_({root / "models", request.name}, root, toolsOf(request, watch.isInterrupted)) {}
 
   Verification run() {
     writeModels();
@@ -145,7 +144,7 @@ class ModelsVerifier {
   /// The first of a model's groups says which functions run, and all of them what must come of it.
   void runShard(std::size_t number) {
     Shard& shard = shards_[number];
-    Unit unit{std::to_string(number + 1), shardPath(number).string(), {}};
+    Unit unit{std::to_string(number + 1), shardPath(number).lexically_relative(root_).string(), {}};
     unit.asItIs = "#define SIMINFO_SHARD " + std::to_string(number) + "\n#include \"" +
                   shardPath(number).filename().string() + "\"\n";
     for (const FoundSection& found : shard.check.sections) {
@@ -234,7 +233,7 @@ class ModelsVerifier {
       verification.whole = "none, since no such file gives every port its own values";
     else
       judgeWhole(verification,
-                 Workshop({root_, request_.name}, root_ / "units", request_.compiler, children_), nodeFile_);
+                 Workshop({root_, request_.name}, root_, toolsOf(request_, watch_.isInterrupted)), nodeFile_);
     return verification;
   }
 
@@ -242,7 +241,6 @@ class ModelsVerifier {
   const std::vector<const IBNode*>& nodes_;
   const VerifyRequest& request_;
   const std::filesystem::path root_;
-  const ChildProcesses& children_;
   const VerifyWatch& watch_;
   InMemoryDrovik engine_;
   const ModelWriter writer_;
@@ -260,8 +258,8 @@ class ModelsVerifier {
 
 Verification verifyModels(Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
                           const VerifyRequest& request, const std::filesystem::path& root,
-                          const ChildProcesses& children, const VerifyWatch& watch) {
-  return ModelsVerifier(snapshot, nodes, request, root, children, watch).run();
+                          const VerifyWatch& watch) {
+  return ModelsVerifier(snapshot, nodes, request, root, watch).run();
 }
 
 }  // namespace siminfo

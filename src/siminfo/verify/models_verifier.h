@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <vector>
 
-#include "siminfo/verify/child_process.h"
 #include "siminfo/verify/verifier.h"
 
 namespace siminfo {
@@ -13,6 +12,6 @@ namespace siminfo {
 /// frames with those of its model. So every node is proven, and every distinct device compiled once.
 Verification verifyModels(Snapshot& snapshot, const std::vector<const IBNode*>& nodes,
                           const VerifyRequest& request, const std::filesystem::path& root,
-                          const ChildProcesses& children, const VerifyWatch& watch);
+                          const VerifyWatch& watch);
 
 }  // namespace siminfo

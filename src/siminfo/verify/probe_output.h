@@ -23,6 +23,7 @@ struct FrameRun {
 struct DeviceRuns {
   std::map<std::string_view, std::string> broken;  ///< frames that do not compile: the compiler's words
   std::map<std::string, std::vector<FrameRun>, std::less<>> frames;
+  std::string unreached;  ///< what became of a program that came to no function; empty where all were called
 };
 
 struct UnitResult {

@@ -92,6 +92,10 @@ void judgeRuns(SectionVerdict& verdict, const Expectation& expectation, const De
       continue;
     }
     const auto found = runs.frames.find(frame.method);
+    if (found == runs.frames.end() && !runs.unreached.empty()) {
+      of = differs({{"", "the whole frame", "a function that is called", runs.unreached}});
+      continue;
+    }
     std::vector<Difference> differences =
         compareImages(provableImages(expectation, frame), found != runs.frames.end() ? found->second : kNone);
     if (!differences.empty()) of = differs(std::move(differences));

@@ -9,9 +9,8 @@ namespace siminfo {
 Verification verify(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const VerifyRequest& request,
                     const VerifyWatch& watch) {
   const WorkFolder folder(request.keep);
-  const ChildProcesses children{folder.group(), watch.isInterrupted};
   const auto verifyHere = request.use.empty() ? verifyModels : verifyFile;
-  return verifyHere(snapshot, nodes, request, folder.path(), children, watch);
+  return verifyHere(snapshot, nodes, request, folder.path(), watch);
 }
 
 }  // namespace siminfo

@@ -15,13 +15,15 @@ namespace siminfo {
 
 /// What to verify, and with what.
 struct VerifyRequest {
-  std::string name;            ///< of the dump's class, a C++ identifier
-  NodeFileForm form;           ///< of the nodes' file
-  bool exactPorts = false;     ///< models whose ports have values of their own; then there is no nodes' file
-  unsigned jobs = 1;           ///< programs compiled at a time
-  std::string compiler;        ///< in the manner of g++ and clang++
-  std::filesystem::path keep;  ///< the folder to work in and leave behind; empty: none is left
-  std::filesystem::path use;   ///< the folder of a nodes' file that is there already; empty: all is generated
+  std::string name;             ///< of the dump's class, a C++ identifier
+  NodeFileForm form;            ///< of the nodes' file
+  bool exactPorts = false;      ///< models whose ports have values of their own; then there is no nodes' file
+  unsigned jobs = 1;            ///< programs compiled at a time
+  std::string compiler;         ///< in the manner of g++ and clang++
+  unsigned timeLimit = 600;     ///< seconds, for a run of a compiler or of a compiled program
+  unsigned memoryLimit = 4096;  ///< MiB, for each process of these
+  std::filesystem::path keep;   ///< the folder to work in and leave behind; empty: none is left
+  std::filesystem::path use;  ///< the folder of a nodes' file that is there already; empty: all is generated
 };
 
 struct VerifyWatch {

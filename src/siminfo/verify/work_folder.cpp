@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -13,8 +14,17 @@
 #include <system_error>
 #include <thread>
 
+#include "siminfo/process/own_folder.h"
+#include "siminfo/simulator/headers.h"
+#include "siminfo/text/quoting.h"
+#include "siminfo/verify/verifier.h"
+
 namespace siminfo {
 namespace {
+
+/// What says that a folder was left by --keep, and what else stands in it.
+constexpr const char* kMark = "siminfo-verify";
+constexpr std::array<std::string_view, 6> kLeft{"models", "dumps", "units", "core", "infiniband", kMark};
 
 [[noreturn]] void fail(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -26,9 +36,27 @@ std::filesystem::path newFolder() {
   return std::filesystem::absolute(name);
 }
 
+/// A stranger among the files is somebody's own, and stays.
+std::filesystem::path clearedFolder(const std::filesystem::path& keep) {
+  std::filesystem::path folder = std::filesystem::absolute(keep);
+  if (!folder.has_filename()) folder = folder.parent_path();
+  if (std::filesystem::is_directory(folder)) folder = std::filesystem::canonical(folder);
+  makeOwnFolder(folder);
+  const bool isLeft = std::filesystem::exists(std::filesystem::symlink_status(folder / kMark));
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (!isLeft || std::ranges::find(kLeft, name) == kLeft.end())
+      throw VerifyError("--keep: " + inQuotes(folder.string()) + " has " + inQuotes(name) +
+                        " in it; expected a new or empty folder, or one that --keep left");
+  }
+  for (const std::string_view name : kLeft) std::filesystem::remove_all(folder / name);
+  writeFile(folder / kMark, "Work of siminfo verify, which begins anew with every --keep.\n");
+  return folder;
+}
+
 /// Programs that are about to end may still write what they were at.
 void removeFolder(const std::filesystem::path& folder) {
-  constexpr int kAttempts = 100;
+  constexpr int kAttempts = 500;
   std::error_code error;
   for (int i = 0; i < kAttempts; ++i) {
     std::filesystem::remove_all(folder, error);
@@ -37,41 +65,43 @@ void removeFolder(const std::filesystem::path& folder) {
   }
 }
 
-/// What the group's first process does.
-[[noreturn]] void cleanUpBehind(int lifeline, const std::filesystem::path& folder, bool isKept) {
-  if (setpgid(0, 0) != 0) _exit(1);  // or the signals below would go to siminfo
+/// What the process beside siminfo does.
+[[noreturn]] void removeBehind(int lifeline, const std::filesystem::path& folder) {
+  setpgid(0, 0);  // nobody who means siminfo's group ends it
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE}) std::signal(signal, SIG_IGN);
+  dup2(lifeline, STDIN_FILENO);
+  close_range(STDIN_FILENO + 1, ~0U,
+              0);  // whoever waits for the end of siminfo's output is not to wait for this
   char nothing = 0;
-  while (read(lifeline, &nothing, 1) < 0 && errno == EINTR) {
+  while (read(STDIN_FILENO, &nothing, 1) < 0 && errno == EINTR) {
   }
-  kill(0, SIGTERM);  // compilers remove their temporary files then
-  if (!isKept) removeFolder(folder);
-  kill(0, SIGKILL);  // whoever is left, and this process
+  removeFolder(folder);
   _exit(0);
 }
 
 }  // namespace
 
 WorkFolder::WorkFolder(const std::filesystem::path& keep)
-    : path_(keep.empty() ? newFolder() : std::filesystem::absolute(keep)) {
+    : path_(keep.empty() ? newFolder() : clearedFolder(keep)) {
+  if (!keep.empty()) return;
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0 || (group_ = fork()) < 0) {
+  if (pipe2(ends.data(), O_CLOEXEC) != 0 || (remover_ = fork()) < 0) {
     const int error = errno;
-    if (keep.empty()) rmdir(path_.c_str());
+    rmdir(path_.c_str());
     throw std::system_error(error, std::generic_category(), "a process beside the work folder");
   }
-  if (group_ == 0) {
+  if (remover_ == 0) {
     close(ends[1]);
-    cleanUpBehind(ends[0], path_, !keep.empty());
+    removeBehind(ends[0], path_);
   }
   close(ends[0]);
   lifeline_ = ends[1];
-  setpgid(group_, group_);  // here as well, since nobody knows which of the two is first
 }
 
 WorkFolder::~WorkFolder() {
+  if (lifeline_ < 0) return;
   close(lifeline_);
-  while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR) {
+  while (waitpid(remover_, nullptr, 0) < 0 && errno == EINTR) {
   }
 }
 

@@ -1,22 +1,36 @@
 #include "siminfo/verify/workshop.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 
+#include "siminfo/process/descriptors.h"
+#include "siminfo/process/shortage.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/verify/file_words.h"
+#include "siminfo/verify/probe/machine_fault.h"
 
 namespace siminfo {
 namespace {
 
+// All programs run in the root of the work, and know its files by these names alone: a path may have anything
+// in it that compilers, and who reads their messages, stumble over.
+constexpr const char* kUnits = "units";
 constexpr const char* kSource = "unit.cpp";
 constexpr const char* kProgram = "unit";
 constexpr const char* kImages = "images.txt";
 constexpr const char* kMessages = "messages.txt";
+
+/// Of each file that a program writes, and of what it prints.
+constexpr std::size_t kMostWritten = std::size_t{1} << 28U;
+/// A generated loop that never ends must not hold up whoever waits.
+constexpr std::chrono::seconds kProgramTime{60};
 
 std::string lineDirective(std::size_t line, const std::string& source) {
   return "#line " + std::to_string(line) + " " + cppString(source) + "\n";
@@ -45,7 +59,7 @@ std::string programText(const Unit& unit, const std::string& dumpName) {
       text << "    case " << frame << ": return device." << device.frames[frame].method << "();\n";
     text << "  }\n}\n";
   }
-  text << "int main(int, char** arguments) {\n  VerifyProbe probe(arguments[1]);\n";
+  text << "int main(int, char** arguments) {\n  VerifyProbe probe(arguments[1], arguments[2]);\n";
   for (std::size_t i = 0; i < unit.devices.size(); ++i) {
     const UnitDevice& device = unit.devices[i];
     text << "  probe.run(" << i << ", " << device.lastPort << ", {";
@@ -62,6 +76,21 @@ std::string lineWords(const CompilerError& error) {
   return "line " + std::to_string(error.line) + ": " + error.words;
 }
 
+std::string unreachedWords(const ProgramEnd& end) {
+  switch (end.how) {
+    case ProgramEnd::kExited:
+      return "a program that exits with " + std::to_string(end.status) + " before it calls it";
+    case ProgramEnd::kSignalled:
+      return "a program that was " + signalWords(end.status) + " before it called it";
+    default:
+      return "a program that does not come to it in time";
+  }
+}
+
+std::string programOf(const Unit& unit) {
+  return (std::filesystem::path(kUnits) / unit.folder / kProgram).string();
+}
+
 std::size_t frameCount(const Unit& unit) {
   std::size_t count = 0;
   for (const UnitDevice& device : unit.devices) count += device.frames.size();
@@ -72,25 +101,66 @@ std::size_t frameCount(const Unit& unit) {
 
 std::filesystem::path DumpFolder::path() const { return root / "dumps" / lowerName(dumpName); }
 
-Workshop::Workshop(DumpFolder dump, const std::filesystem::path& units, std::string compiler,
-                   ChildProcesses children)
-    : dump_(std::move(dump)), units_(units), compiler_(std::move(compiler)), children_(std::move(children)) {
-  for (const SimulatorHeader& header : kProbeHeaders) writeFile(units_ / "probe" / header.path, header.text);
+Tools toolsOf(const VerifyRequest& request, std::function<bool()> isStopped) {
+  return {request.compiler, std::chrono::seconds(request.timeLimit), std::size_t{request.memoryLimit} << 20U,
+          std::move(isStopped)};
 }
 
-bool Workshop::compile(const std::string& folder, const std::string& text,
-                       const std::vector<std::string>& options) const {
-  const std::filesystem::path place = units_ / folder;
-  writeFile(place / kSource, text);
-  std::vector<std::string> command{compiler_, "-std=c++17", "-w",      "-I",         dump_.root,
-                                   "-I",      units_,       "-iquote", dump_.path(), place / kSource};
+Workshop::Workshop(DumpFolder dump, std::filesystem::path root, Tools tools)
+    : dump_(std::move(dump)), root_(std::move(root)), tools_(std::move(tools)) {
+  for (const SimulatorHeader& header : kProbeHeaders)
+    writeFile(root_ / kUnits / "probe" / header.path, header.text);
+}
+
+Workshop::Ran Workshop::run(const std::vector<std::string>& command, const std::string& folder,
+                            const std::filesystem::path& output, std::chrono::seconds processorTime) const {
+  const FileHandle input("/dev/null", O_RDONLY);
+  const FileHandle printed(output, O_WRONLY | O_CREAT | O_TRUNC);
+  const MemoryFile messages;
+  // Temporary files go with the folder, however their program ended.
+  const std::string temporary = (std::filesystem::path(kUnits) / folder).string();
+  const ProgramEnd end =
+      siminfo::runProgram({command,
+                           input.get(),
+                           printed.get(),
+                           messages.get(),
+                           {{"LC_ALL", "C"}, {"TMPDIR", temporary}},
+                           root_,
+                           {static_cast<unsigned>(processorTime.count()), tools_.memory, kMostWritten}},
+                          tools_.time, tools_.isStopped);
+  return {end, messages.text()};
+}
+
+std::optional<std::string> Workshop::compile(const std::string& folder, const std::string& text,
+                                             const std::vector<std::string>& options) const {
+  const std::filesystem::path source = std::filesystem::path(kUnits) / folder / kSource;
+  writeFile(root_ / source, text);
+  std::vector<std::string> command{tools_.compiler,
+                                   "-std=c++17",
+                                   "-w",
+                                   "-I",
+                                   dump_.root.lexically_relative(root_).string(),
+                                   "-I",
+                                   kUnits,
+                                   "-iquote",
+                                   dump_.path().lexically_relative(root_).string(),
+                                   source.string()};
   command.insert(command.end(), options.begin(), options.end());
-  return children_.run(command, "/dev/null", place / kMessages);
+  Ran ran = run(command, folder, "/dev/null", std::chrono::seconds(0));
+  if (ran.end.isDone()) return std::nullopt;
+  checkCompiler(ran);
+  writeFile(root_ / kUnits / folder / kMessages, ran.messages);
+  return std::move(ran.messages);
 }
 
-CompilerMessages Workshop::messages(const std::string& folder, const std::string& source) const {
-  std::ifstream file(units_ / folder / kMessages, std::ios_base::binary);
-  return {std::string{std::istreambuf_iterator<char>(file), {}}, source};
+void Workshop::checkCompiler(const Ran& ran) const {
+  const std::string who = "the compiler " + tools_.compiler;
+  if (ran.end.how == ProgramEnd::kTimedOut)
+    throw VerifyError(who + " was not done after " + std::to_string(tools_.time.count()) +
+                      " s; --time-limit allows it more");
+  if (ran.end.how == ProgramEnd::kSignalled) throw VerifyError(who + " was " + signalWords(ran.end.status));
+  const std::string shortage = shortageIn(ran.messages);
+  if (!shortage.empty()) throw VerifyError(who + ": " + shortage);
 }
 
 /// Finds the frames of a unit that compile together, and says of the others why they do not.
@@ -101,12 +171,12 @@ class Workshop::Assembly {
 
   /// Leaves the program of the frames that compile in the folder, and returns the unit with these alone.
   const Unit& compileWhatCan() {
-    for (int unnamed = 0; frameCount(unit_) > 0 && !workshop_.children_.isStopped();) {
+    for (int unnamed = 0; frameCount(unit_) > 0 && !workshop_.tools_.isStopped();) {
       if (compiles(unit_)) break;
       if (takeOutNamed()) continue;
       // After a few of these it is the compiler that is not well.
       const Unit part = unnamed++ < kMostUnnamed ? findUnnamed() : unit_;
-      takeOut(part, messages().anything);
+      takeOut(part, messages_.anything);
     }
     return unit_;
   }
@@ -115,12 +185,13 @@ class Workshop::Assembly {
   static constexpr int kMostUnnamed = 3;
 
   // Not optimised: the program runs for a moment.
-  bool compiles(const Unit& unit) const {
+  bool compiles(const Unit& unit) {
     const std::string& name = workshop_.dump_.dumpName;
-    return workshop_.compile(unit.folder, framesText(unit, name) + programText(unit, name),
-                             {"-O0", "-o", workshop_.units_ / unit.folder / kProgram});
+    const auto words = workshop_.compile(unit.folder, framesText(unit, name) + programText(unit, name),
+                                         {"-O0", "-o", programOf(unit)});
+    if (words) messages_ = CompilerMessages(*words, unit.source);
+    return !words;
   }
-  CompilerMessages messages() const { return workshop_.messages(unit_.folder, unit_.source); }
 
   void takeOut(std::size_t device, std::string_view method, const std::string& words) {
     result_.devices[device].broken.emplace(method, words);
@@ -137,7 +208,7 @@ class Workshop::Assembly {
   /// Takes out the frames on whose lines the compiler found something. Returns whether there are any.
   bool takeOutNamed() {
     bool isAny = false;
-    for (const CompilerError& error : messages().errors) {
+    for (const CompilerError& error : messages_.errors) {
       for (std::size_t device = 0; device < unit_.devices.size(); ++device) {
         const std::vector<UnitFrame>& frames = unit_.devices[device].frames;
         const auto frame = std::ranges::find_if(frames, [&](const UnitFrame& of) {
@@ -154,9 +225,9 @@ class Workshop::Assembly {
 
   /// A linker names no lines: the frames are halved until one is left that is at fault, or several that are
   /// at fault together. Their messages are the last ones.
-  Unit findUnnamed() const {
+  Unit findUnnamed() {
     Unit part = unit_;
-    while (frameCount(part) > 1 && !workshop_.children_.isStopped()) {
+    while (frameCount(part) > 1 && !workshop_.tools_.isStopped()) {
       const auto halves = halve(part);
       const auto faulty = std::ranges::find_if(halves, [&](const Unit& half) { return !compiles(half); });
       if (faulty == halves.end()) break;
@@ -182,16 +253,38 @@ class Workshop::Assembly {
   const Workshop& workshop_;
   Unit unit_;
   UnitResult& result_;
+  CompilerMessages messages_{{}, {}};  // of the last failure
 };
 
 void Workshop::runProgram(const Unit& unit, UnitResult& result) const {
-  const std::filesystem::path folder = units_ / unit.folder;
+  const std::filesystem::path images = root_ / kUnits / unit.folder / kImages;
   // A function that ends the program takes none of those behind it along.
-  for (std::size_t skip = 0; skip < frameCount(unit) && !children_.isStopped();) {
-    children_.run({folder / kProgram, std::to_string(skip)}, folder / kImages, folder / kMessages);
-    std::ifstream printed(folder / kImages);
-    skip += std::max<std::size_t>(1, readRuns(printed, result));
+  for (std::size_t skip = 0; skip < frameCount(unit) && !tools_.isStopped();) {
+    const Ran ran = run({root_ / programOf(unit), std::to_string(skip), std::to_string(tools_.memory)},
+                        unit.folder, images, std::min(kProgramTime, tools_.time));
+    checkProgram(ran);
+    std::ifstream printed(images);
+    if (!printed) throw std::system_error(errno, std::generic_category(), images.string());
+    const std::size_t begun = readRuns(printed, result);
+    if (printed.bad()) throw std::system_error(EIO, std::generic_category(), images.string());
+    skip += begun;
+    if (begun > 0) continue;
+    for (DeviceRuns& device : result.devices) device.unreached = unreachedWords(ran.end);
+    return;
   }
+}
+
+void Workshop::checkProgram(const Ran& ran) {
+  const auto& [end, messages] = ran;
+  constexpr const char* kWho = "a compiled program";
+  if (end.how == ProgramEnd::kSignalled && end.status == SIGKILL)
+    throw VerifyError(std::string(kWho) + " was " + signalWords(end.status));
+  if (end.how != ProgramEnd::kExited) return;
+  if (const int error = machineFaultOf(end.status); error != 0)
+    throw VerifyError(std::string(kWho) + ": " + std::generic_category().message(error));
+  // The system's loader has words, and no number.
+  const std::string shortage = shortageIn(messages);
+  if (!shortage.empty()) throw VerifyError(std::string(kWho) + ": " + shortage);
 }
 
 UnitResult Workshop::process(const Unit& unit) const {
@@ -202,12 +295,13 @@ UnitResult Workshop::process(const Unit& unit) const {
     runProgram(assembly.compileWhatCan(), result);
     return result;
   }
-  if (compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName),
-              {"-O0", "-o", units_ / unit.folder / kProgram})) {
+  const auto words =
+      compile(unit.folder, unit.asItIs + programText(unit, dump_.dumpName), {"-O0", "-o", programOf(unit)});
+  if (!words) {
     runProgram(unit, result);
     return result;
   }
-  const CompilerMessages found = messages(unit.folder, unit.source);
+  const CompilerMessages found(*words, unit.source);
   Unit apart = unit;
   apart.asItIs.clear();
   result = process(apart);
@@ -219,10 +313,12 @@ UnitResult Workshop::process(const Unit& unit) const {
 
 std::string Workshop::wholeFault(TextLines text, const std::filesystem::path& source) const {
   const std::string folder = "whole";
-  std::string copy = lineDirective(1, source);
+  const std::string name = source.filename().string();
+  std::string copy = lineDirective(1, name);
   for (const std::string_view line : text) copy.append(line).append("\n");
-  if (compile(folder, copy, {"-fsyntax-only"})) return {};
-  const CompilerMessages found = messages(folder, source);
+  const auto words = compile(folder, copy, {"-fsyntax-only"});
+  if (!words) return {};
+  const CompilerMessages found(*words, name);
   return found.errors.empty() ? found.anything : lineWords(found.errors.front());
 }
 

@@ -3,6 +3,8 @@
 // Runs the set functions of devices, each on simulated nodes that hold what background.h says, and prints
 // which stored images they changed. Compiled behind the generated source that defines the functions.
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,11 +13,13 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
-#include "../../core/node.h"
 #include "background.h"
+#include "core/node.h"
+#include "machine_fault.h"
 
 using PushKeys = std::vector<std::pair<unsigned, unsigned>>;
 
@@ -108,13 +112,16 @@ class ProbeNode {
 
 class VerifyProbe {
  public:
-  /// `skip` functions are left out: those that ran before, and the one that then ended the program.
-  explicit VerifyProbe(const char* skip) : skip_(std::atoi(skip)) {}
+  /// `skip` functions are left out: those that ran before, and the one that then ended the program. `memory`
+  /// is the number of bytes that the program may have.
+  VerifyProbe(const char* skip, const char* memory) : skip_(std::atoi(skip)) {
+    memoryLimit = std::strtoull(memory, nullptr, 10);
+    std::set_new_handler(onWantOfMemory);
+  }
 
   /// Runs the functions of the device with that number. `set(node, i)` calls the one whose name is the i-th.
   void run(unsigned device, unsigned lastPort, const PushKeys& pushKeys,
            std::initializer_list<const char*> frames, void (*set)(drovik::Node* node, unsigned frame)) {
-    alarm(60);  // a generated loop that never ends must not hold up whoever waits
     std::array<std::unique_ptr<ProbeNode>, 2> nodes;
     unsigned index = 0;
     for (const char* frame : frames) {
@@ -122,17 +129,38 @@ class VerifyProbe {
       if (skip_-- > 0) continue;
       for (const unsigned number : {0U, 1U}) {
         std::printf("frame %u %s %u\n", device, frame, number);
-        std::fflush(stdout);
+        flush();
         std::unique_ptr<ProbeNode>& probe = nodes[number];
         if (!probe) probe = std::make_unique<ProbeNode>(lastPort, pushKeys, number);
         set(probe->node(), which);
         if (!probe->printChanges()) probe.reset();
         std::printf("end\n");
-        std::fflush(stdout);
+        flush();
       }
     }
   }
 
  private:
+  static void flush() {
+    if (std::fflush(stdout) != 0) _exit(machineFaultStatus(errno));
+  }
+
+  /// A function that asks for more than there may be is wrong, and ends as one that throws. Where a little
+  /// cannot be had either, and not because of the limit, the machine has no more.
+  static void onWantOfMemory() {
+    constexpr std::size_t kLittle = std::size_t{1} << 24U;
+    void* little = mmap(nullptr, kLittle, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (little == MAP_FAILED && usedMemory() + kLittle < memoryLimit) _exit(machineFaultStatus(ENOMEM));
+    std::abort();
+  }
+  static std::size_t usedMemory() {
+    char pages[64] = {};
+    const int file = open("/proc/self/statm", O_RDONLY);
+    if (file < 0 || read(file, pages, sizeof pages - 1) < 0) return 0;
+    close(file);
+    return std::strtoull(pages, nullptr, 10) * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  }
+
+  static inline std::size_t memoryLimit = 0;
   int skip_;
 };
