@@ -8,11 +8,14 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "control_desk.h"
 #include "fabric_file.h"
@@ -48,9 +51,12 @@ class Server {
       if (isEnded || (polled[kInput].revents != 0 && isInputOver())) return;
       lookForDead();
       if (polled[kControl].revents != 0) takeControl();
+      const auto now = Clock::now();
+      const bool isSoon = isLingering_ && now < quietEnd_ && now > restEnd_;
       for (unsigned i = 0; i < kMostClients; ++i) {
         if (polled[kFirst + i].revents != 0) takeMad(i);
       }
+      if (isSoon) linger();
     }
   }
 
@@ -58,8 +64,11 @@ class Server {
   static void end(int) { isEnded = 1; }
 
  private:
+  using Clock = std::chrono::steady_clock;
   enum : unsigned { kInput, kControl, kFirst };
   static constexpr int kLookMs = 500;  // between the looks for clients that are gone
+  static constexpr std::chrono::microseconds kQuiet{50};
+  static constexpr std::chrono::milliseconds kShortestRest{20};
 
   /// Sockets of nobody cost nothing.
   pollfd waitFor(unsigned number) {
@@ -77,7 +86,7 @@ class Server {
 
   /// Clients that have ended without a word are forgotten within a moment, however busy the others are.
   void lookForDead() {
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = Clock::now();
     if (now < nextLook_) return;
     control_.forgetDead();
     nextLook_ = now + std::chrono::milliseconds(kLookMs);
@@ -93,14 +102,41 @@ class Server {
   /// One at a time, so that no client keeps the others waiting.
   void takeMad(unsigned number) {
     clients_.sendWaiting(number);
-    MadMessage message{};
+    MadMessage message;
     const ssize_t size = clients_.socket(number).receive(&message, sizeof message);
-    if (size >= 0) mads_.take(number, message, size);
+    if (size < 0) return;
+    mads_.take(number, message, size);
+    quietEnd_ = Clock::now() + kQuiet;
+  }
+
+  /// A client that has asked soon after an answer asks on as soon, and waking up takes longer than answering
+  /// does. So the server stays awake for a moment, but never for long without a look at all else. Where
+  /// others are given its processor meanwhile it leaves that be, for longer each time: who seldom sleeps
+  /// waits for a turn, and who sleeps is let in at once.
+  void linger() {
+    constexpr std::chrono::milliseconds kMost{2}, kStolen{1}, kLongestRest{10000};
+    const auto start = Clock::now();
+    for (auto now = start; now < quietEnd_ && now - start < kMost;) {
+      for (unsigned i = 0; i < kMostClients; ++i) {
+        if (clients_[i].isThere) takeMad(i);
+      }
+      const auto before = std::exchange(now, Clock::now());
+      if (now - before < kStolen) continue;
+      restEnd_ = now + rest_;
+      rest_ = std::min<Clock::duration>(2 * rest_, kLongestRest);
+      return;
+    }
+    rest_ = std::max<Clock::duration>(rest_ * 999 / 1000, kShortestRest);
   }
 
   static inline volatile std::sig_atomic_t isEnded = 0;
 
-  std::chrono::steady_clock::time_point nextLook_;
+  /// The only processor is the client's.
+  const bool isLingering_ = std::thread::hardware_concurrency() > 1;
+  Clock::time_point quietEnd_;  ///< once nothing more is expected for now
+  Clock::time_point restEnd_;   ///< until when it sleeps whenever nothing is to be done
+  Clock::duration rest_{kShortestRest};
+  Clock::time_point nextLook_;
   Clients clients_;
   LinkStates links_;
   SubnetAgent agent_;
