@@ -38,7 +38,7 @@ class Garbage:
         """1 when it was taken: a server that is behind takes no more, and one that forgot a client nothing."""
         try:
             return int((end.sendto(message, *to) if to else end.send(message)) == len(message))
-        except (BlockingIOError, ConnectionRefusedError, PermissionError):
+        except (BlockingIOError, ConnectionError, PermissionError):
             return 0
 
     @staticmethod
@@ -46,7 +46,7 @@ class Garbage:
         try:
             while True:
                 end.recv(300)
-        except (BlockingIOError, ConnectionRefusedError):
+        except (BlockingIOError, ConnectionError):
             pass
 
     def cut(self, message):

@@ -519,9 +519,11 @@ class ServeTest(unittest.TestCase):
         self.assertIn("install the package cmake", missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
         both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--",
-                               "smpquery", "nodedesc", "-D", "0"], env=dict(environment, XDG_CACHE_HOME=CACHE), cwd=self.folder,
-                              capture_output=True, text=True, check=False)
-        self.assertIn("host-1 HCA-1", both.stdout, both.stderr)
+                               "sh", "-c", "smpquery nodedesc -D 0; " + SIMINFO + " collect"], cwd=self.folder,
+                              env=dict(environment, XDG_CACHE_HOME=CACHE), capture_output=True, text=True, check=False)
+        self.assertRegex(both.stdout, r"Node Description:\.+host-1 HCA-1\n")
+        self.assertEqual((both.returncode, len(re.findall('^{"name"', both.stdout, re.M))), (5, 5), both.stderr)
+        self.assertIn("port 6: has the GUID 0x0002c90000000051 of another device", both.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
         self.assertIn('"a b" is no name of sockets', spaced.stderr)
