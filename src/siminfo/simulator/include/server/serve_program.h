@@ -15,7 +15,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 
 #include "control_desk.h"
 #include "fabric_file.h"
@@ -68,7 +67,7 @@ class Server {
   enum : unsigned { kInput, kControl, kFirst };
   static constexpr int kLookMs = 500;  // between the looks for clients that are gone
   static constexpr std::chrono::microseconds kQuiet{50};
-  static constexpr std::chrono::milliseconds kShortestRest{20};
+  static constexpr Clock::duration kShortestRest = std::chrono::milliseconds(1);
 
   /// Sockets of nobody cost nothing.
   pollfd waitFor(unsigned number) {
@@ -110,23 +109,19 @@ class Server {
   }
 
   /// A client that has asked soon after an answer asks on as soon, and waking up takes longer than answering
-  /// does. So the server stays awake for a moment, but never for long without a look at all else. Where
-  /// others are given its processor meanwhile it leaves that be, for longer each time: who seldom sleeps
-  /// waits for a turn, and who sleeps is let in at once.
+  /// does. So the server stays awake for a moment, but never for long without a look at all else. Where it
+  /// waited in vain, as it does when processors are short, it sleeps for a while before it tries again.
   void linger() {
-    constexpr std::chrono::milliseconds kMost{2}, kStolen{1}, kLongestRest{10000};
-    const auto start = Clock::now();
-    for (auto now = start; now < quietEnd_ && now - start < kMost;) {
+    constexpr std::chrono::milliseconds kMost{2}, kLongestRest{100};
+    Clock::time_point now = Clock::now();
+    for (const auto end = now + kMost; now < quietEnd_ && now < end; now = Clock::now()) {
       for (unsigned i = 0; i < kMostClients; ++i) {
         if (clients_[i].isThere) takeMad(i);
       }
-      const auto before = std::exchange(now, Clock::now());
-      if (now - before < kStolen) continue;
-      restEnd_ = now + rest_;
-      rest_ = std::min<Clock::duration>(2 * rest_, kLongestRest);
-      return;
     }
-    rest_ = std::max<Clock::duration>(rest_ * 999 / 1000, kShortestRest);
+    const bool isVain = now >= quietEnd_;
+    if (isVain) restEnd_ = now + rest_;
+    rest_ = isVain ? std::min<Clock::duration>(2 * rest_, kLongestRest) : kShortestRest;
   }
 
   static inline volatile std::sig_atomic_t isEnded = 0;
@@ -134,7 +129,7 @@ class Server {
   /// The only processor is the client's.
   const bool isLingering_ = std::thread::hardware_concurrency() > 1;
   Clock::time_point quietEnd_;  ///< once nothing more is expected for now
-  Clock::time_point restEnd_;   ///< until when it sleeps whenever nothing is to be done
+  Clock::time_point restEnd_;   ///< until when it sleeps whenever there is nothing to answer
   Clock::duration rest_{kShortestRest};
   Clock::time_point nextLook_;
   Clients clients_;
