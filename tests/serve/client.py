@@ -38,7 +38,7 @@ class Client:
         self.control.bind(address(f"{name}:ctl{self.number}"))
         self.control.connect(address(f"{name}:ctl"))
         for end in (self.mads, self.control):
-            end.settimeout(5)
+            end.settimeout(30)
         self.id = 0
         kind, data = self.ask(1, struct.pack("<3I32s", self.number, 0, 0, node.encode()))
         if kind != 1:
