@@ -3,10 +3,14 @@
 the largest subnet there can be.
 
     serve_bench.py SIMINFO [ROUNDS]
+
+On a machine with other work, `chrt -r 1 bench/serve_bench.py ...` gives the times of a quiet one: all processes of the
+measurement go before all others.
 """
 import glob
 import os
 import re
+import resource
 import statistics
 import subprocess
 import sys
@@ -28,6 +32,17 @@ def timed(run):
     return seconds, out
 
 
+def costs(run, server):
+    """Milliseconds of a run, of processor time of its program, and of that of the server's process."""
+    def used():
+        children = resource.getrusage(resource.RUSAGE_CHILDREN)
+        with open(f"/proc/{server}/schedstat", encoding="ascii") as status:
+            return children.ru_utime + children.ru_stime, int(status.read().split()[0]) / 1e9
+    before = used()
+    seconds, _ = timed(run)
+    return [1000 * value for value in (seconds, *(now - then for now, then in zip(used(), before)))]
+
+
 def beside_ibsim(siminfo, cache, rounds):
     with tempfile.TemporaryDirectory() as folder:
         net, path = os.path.join(folder, "net"), os.path.join(folder, "tree.jsonl")
@@ -39,26 +54,35 @@ def beside_ibsim(siminfo, cache, rounds):
             with open(path, "w", encoding="utf-8") as file:
                 file.write(simulator.run([siminfo, "collect"])[1])
             with serving.Serving(siminfo, cache, path) as served:
+                server = process_of(served.name)
                 for command in (["ibnetdiscover"], [siminfo, "collect"]):
-                    times = [(timed(lambda: simulator.run(command))[0], timed(lambda: served.run(*command))[0])
-                             for _ in range(rounds)]
-                    told = [statistics.median(column) * 1000 for column in zip(*times)]
-                    ratio = statistics.median(served / other for other, served in times)
-                    print(f"{os.path.basename(command[0]):14} ibsim {told[0]:6.1f} ms, serve {told[1]:6.1f} ms, "
-                          f"median ratio {ratio:.2f}, {rounds} rounds")
+                    pairs = [(costs(lambda: simulator.run(command), simulator.process.pid),
+                              costs(lambda: served.run(*command), server)) for _ in range(rounds)]
+                    print(os.path.basename(command[0]) + ":")
+                    for name, runs in zip(("ibsim", "serve"), zip(*pairs)):
+                        told = [statistics.median(column) for column in zip(*runs)]
+                        print("  {}: {:.1f} ms; processor: program {:.1f} ms, server {:.1f} ms".format(name, *told))
+                    ratio = statistics.median(mine[0] / other[0] for other, mine in pairs)
+                    print(f"  median ratio {ratio:.2f} of {rounds} rounds", flush=True)
 
 
-def memory(name):
-    """Resident kB of the process that has the sockets of the name."""
+def process_of(name):
+    """The process that has the sockets of the name."""
     for folder in glob.glob("/proc/[0-9]*"):
         try:
-            with open(f"{folder}/cmdline", "rb") as line, open(f"{folder}/status", encoding="ascii") as status:
+            with open(f"{folder}/cmdline", "rb") as line:
                 words = line.read().split(b"\0")
-                if words[0].endswith(b"/fabric_server") and name.encode() in words:
-                    return int(re.search(r"VmRSS:\s*(\d+)", status.read())[1])
         except OSError:
             continue
+        if words[0].endswith(b"/fabric_server") and name.encode() in words:
+            return os.path.basename(folder)
     raise RuntimeError("no server")
+
+
+def memory(process):
+    """Resident kB."""
+    with open(f"/proc/{process}/status", encoding="ascii") as status:
+        return int(re.search(r"VmRSS:\s*(\d+)", status.read())[1])
 
 
 def of_size(siminfo, cache, leaves):
@@ -70,7 +94,7 @@ def of_size(siminfo, cache, leaves):
         with serving.Serving(siminfo, cache, path) as served:
             seconds = [timed(lambda: served.run("ibnetdiscover")) for _ in range(3)]
             found = len(re.findall(r"^(?:Switch|Ca)\s", seconds[0][1], re.M))
-            used = memory(served.name)
+            used = memory(process_of(served.name))
         begun = float(re.search(r"begun in ([\d.]+) s", served.errors)[1])
         root, = [root for root in glob.glob(f"{cache}/siminfo/serve/*") if tree_of(root) == found]
         subprocess.run(["cmake", "--build", f"{root}/build", "--target", "fabric_nodes"], check=True,

@@ -1,12 +1,8 @@
 // A shared object to preload before libibumad: passes answers of simulated devices on, and alters some, so
 // that a collector meets what a simulator cannot be told to do. What to alter stands in ALTER_ANSWERS, words
 // separated by commas:
-//   extended  every port says that it has PortInfoExtended and answers for it; ports 3 refuse it
-//   keys      PortInfo holds an M_Key, a telling number
 //   greedy    every switch says that it has 255 ports
 //   places    every adapter says that the port it is asked through has number 255
-//   twins     every adapter has the same GUID; the second to answer has a port more than the first, and says
-//             that it is asked through that one
 //   stall     after 300 answers the fabric is dead, and "stalled" is said on standard error
 //   hang      after 300 answers the program waits for ever, and "stalled" is said on standard error
 #include <dlfcn.h>
@@ -15,13 +11,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 #include <vector>
 
 namespace {
-
-constexpr std::uint64_t kKey = 0x5ec2e7c0ffee4b1d;
 
 bool isAltered(std::string_view word) {
   const char* words = std::getenv("ALTER_ANSWERS");
@@ -30,53 +23,12 @@ bool isAltered(std::string_view word) {
 
 void set(void* data, MAD_FIELDS id, std::uint32_t value) { mad_set_field(data, 0, id, value); }
 
-void alterNodeInfo(void* data) {
+void alter(std::uint8_t* mad) {
+  if (mad_get_field(mad, 0, IB_MAD_ATTRID_F) != IB_ATTR_NODE_INFO) return;
+  std::uint8_t* data = mad + IB_SMP_DATA_OFFS;
   const bool isSwitch = mad_get_field(data, 0, IB_NODE_TYPE_F) == IB_NODE_SWITCH;
   if (isAltered("greedy") && isSwitch) set(data, IB_NODE_NPORTS_F, 255);
-  if (isSwitch) return;
-  if (isAltered("places")) set(data, IB_NODE_LOCAL_PORT_F, 255);
-  if (!isAltered("twins")) return;
-  static unsigned answers = 0;
-  const bool isSecond = ++answers == 2;
-  mad_set_field64(data, 0, IB_NODE_GUID_F, 0x42);
-  set(data, IB_NODE_NPORTS_F, isSecond ? 2 : 1);
-  set(data, IB_NODE_LOCAL_PORT_F, isSecond ? 2 : 1);
-}
-
-void alterPortInfo(void* data) {
-  if (isAltered("keys")) mad_set_field64(data, 0, IB_PORT_MKEY_F, kKey);
-  if (!isAltered("extended")) return;
-  set(data, IB_PORT_CAPMASK_F, mad_get_field(data, 0, IB_PORT_CAPMASK_F) | 1U << 15U);
-  set(data, IB_PORT_CAPMASK2_F, mad_get_field(data, 0, IB_PORT_CAPMASK2_F) | 1U << 1U);
-}
-
-void answerExtended(std::uint8_t* mad, std::uint8_t* data) {
-  const std::uint32_t port = mad_get_field(mad, 0, IB_MAD_ATTRMOD_F);
-  mad_set_field(mad, 0, IB_DRSMP_STATUS_F, port == 3 ? 0xc : 0);
-  std::memset(data, 0x5a, IB_SMP_DATA_SIZE);
-  set(data, IB_PORT_EXT_CAPMASK_F, 0x80000001U);
-  set(data, IB_PORT_EXT_FEC_MODE_ACTIVE_F, 0x10);
-  set(data, IB_PORT_EXT_FDR_FEC_MODE_SUPPORTED_F, 0x100 + port);
-  set(data, IB_PORT_EXT_EDR_FEC_MODE_SUPPORTED_F, 0x200 + port);
-  // HDRFECModeSupported and NDRFECModeSupported, which libibmad looks for elsewhere.
-  data[14] = 3;
-  data[15] = static_cast<std::uint8_t>(port);
-  data[18] = data[19] = 0xff;
-}
-
-void alter(std::uint8_t* mad) {
-  std::uint8_t* data = mad + IB_SMP_DATA_OFFS;
-  switch (mad_get_field(mad, 0, IB_MAD_ATTRID_F)) {
-    case IB_ATTR_PORT_INFO:
-      return alterPortInfo(data);
-    case IB_ATTR_PORT_INFO_EXT:
-      if (isAltered("extended")) answerExtended(mad, data);
-      return;
-    case IB_ATTR_NODE_INFO:
-      return alterNodeInfo(data);
-    default:
-      return;
-  }
+  if (isAltered("places") && !isSwitch) set(data, IB_NODE_LOCAL_PORT_F, 255);
 }
 
 int realReceive(int port, void* umad, int* length, int timeout) {
@@ -127,11 +79,6 @@ extern "C" int umad_recv(int portid, void* umad, int* length, int timeout_ms) {
   const int agent = realReceive(portid, umad, length, timeout_ms);
   if (agent < 0) return agent;
   ++cameBack;
-  if (isAltered("extended") && mad_get_field(mad, 0, IB_MAD_ATTRID_F) == IB_ATTR_PORT_INFO_EXT) {
-    // Simulated devices know nothing of it, and the request itself comes back as timed out.
-    static_cast<ib_user_mad*>(umad)->status = 0;
-    mad_set_field(mad, 0, IB_MAD_RESPONSE_F, 1);
-  }
   if (umad_status(umad) != 0) return agent;
   ++received;
   alter(mad);

@@ -38,7 +38,7 @@ class Client:
         self.control.bind(address(f"{name}:ctl{self.number}"))
         self.control.connect(address(f"{name}:ctl"))
         for end in (self.mads, self.control):
-            end.settimeout(5)
+            end.settimeout(30)
         self.id = 0
         kind, data = self.ask(1, struct.pack("<3I32s", self.number, 0, 0, node.encode()))
         if kind != 1:
@@ -79,8 +79,11 @@ class Client:
 
     def request(self, management, method, attribute, modifier=0, data=b"", route=(), lid=0xffff):
         """Status and data of the answer; the status is "timed out" when there is none."""
-        self.send(self.mad(management, method, attribute, modifier, data, route), lid)
+        question = self.mad(management, method, attribute, modifier, data, route)
+        self.send(question, lid)
         error, answer = self.receive()
+        while answer[8:16] != question[8:16]:  # somebody else's
+            error, answer = self.receive()
         if error:
             assert error == TIMED_OUT, error
             return "timed out", b""

@@ -8,11 +8,9 @@ Exits with 77 where a tool is missing.
 import glob
 import json
 import os
-import random
 import re
 import shutil
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
@@ -25,6 +23,7 @@ import serving
 import fat_tree
 import ibsim
 from client import Client
+from garbage import Garbage
 
 SIMINFO, CACHE = "", ""
 ROOT = os.path.join(serving.HERE, "..", "..")
@@ -38,6 +37,10 @@ SMP_RouterInfo.cap_supported_subnets bit 32
 SMP_RouterInfo.cap_router_lid bit 40
 SMP_PortInfo.LinkSpeedExtSup2 bit 456
 """
+NODES = ["sw1-reduction", "sw2-plain", "sw3-partial", "host-1 HCA-1", "rtr-1", "an-1"]  # of the small fabric
+# What a model restored, by bit and bits.
+KEPT = {raw.PORT_INFO: [(160, 32), (208, 16), (240, 8), (256, 4), (332, 4), (480, 16), (500, 4)],
+        raw.SWITCH_INFO: [(0, 48), (94, 2), (96, 37)]}
 
 
 def body(snapshot):
@@ -220,19 +223,46 @@ class ServeTest(unittest.TestCase):
 
     def test_nodes_that_no_simulator_has_are_served_but_for_what_the_documentation_lists(self):
         options = ("--attribute-layouts", self.layouts)
+        with open(self.small, encoding="utf-8") as file:
+            given = fields(file.read())
         with self.serving(self.small, "--exact-ports", *options) as fabric:
+            self.assert_places_on_the_wire(fabric, given)
+            self.set_key(fabric)
             # Switches refuse what they were not recorded with, which counts as collected in part.
             first = self.collect(fabric, *options, status=5)
+            self.assert_router_info_needs_its_layout(fabric)
         path = self.write("first.jsonl", first)
         with self.serving(path, "--exact-ports", *options) as fabric:
             second = self.collect(fabric, *options, status=5)
-        self.assertEqual(body(second), body(first))
-        with open(self.small, encoding="utf-8") as file:
-            given = fields(file.read())
+        self.assertEqual(body(second), body(first))  # the key of one of them apart
         self.assertEqual(differences(given, fields(first)), self.documented(given))
         told = dict(re.findall(r'"name":"([^"]+)".*?"SMP_SwitchInfo":"(status[^"]+)"', first))
         self.assertEqual(told, {"sw3-partial": "status 0x0014"})
         self.assertIn('"SMP_PortInfoExtended":"timed out"', first)
+
+    def assert_places_on_the_wire(self, fabric, given):
+        with Client(fabric.name, "sw1-reduction") as client:
+            extended = client.smp(0x33, 2)[1]
+        for field, place in {"CapMsk": (0, 32), "FECModeActive": (32, 16), "FDRFECModeSupported": (48, 16),
+                             "EDRFECModeSupported": (80, 16), "HDRFECModeSupported": (112, 16),
+                             "NDRFECModeSupported": (144, 16)}.items():
+            expected = given["sw1-reduction port 2 SMP_PortInfoExtended." + field]
+            self.assertEqual(raw.bits(extended, *place), expected, field)
+
+    @staticmethod
+    def set_key(fabric):
+        with Client(fabric.name, "sw1-reduction") as client:
+            port = raw.with_bits(client.smp(raw.PORT_INFO)[1], 0, 64, 0x5ec2e7c0ffee4b1d)
+            client.smp(raw.PORT_INFO, 0, (), raw.SET, raw.with_bits(port, 260, 8, 0))
+
+    def assert_router_info_needs_its_layout(self, fabric):
+        _, text, err = fabric.run(SIMINFO, "collect")
+        self.assertIn('"SMP_RouterInfo":"not asked: unknown to the InfiniBand libraries"', text)
+        self.assertRegex(err, "SMP_RouterInfo.* 1 .*--attribute-layouts")
+        wrong = self.write("wrong", LAYOUTS.replace("0xff11", "0x7abc"))
+        _, text, err = fabric.run(SIMINFO, "collect", "--attribute-layouts", wrong)
+        self.assertIn('"SMP_RouterInfo":"status 0x000c"', text)
+        self.assertRegex(err, "rtr-1 .*SMP_RouterInfo.*status 0x000c")
 
     @staticmethod
     def documented(given):
@@ -252,6 +282,15 @@ class ServeTest(unittest.TestCase):
             if holder.startswith("sw3-partial port"):
                 found[key] = 0
         return {key: (given[key], value) for key, value in found.items()}
+
+    def test_links_to_nodes_that_are_not_selected_lead_nowhere(self):
+        with self.serving(self.write("selected.jsonl", small_fabric()), "--name-match", "sw*") as fabric, \
+                Client(fabric.name) as client:
+            found = [client.smp(raw.NODE_INFO, route=route)[0] for route in [(), (3,), (4,), (2,), (5,)]]
+            self.assertEqual(found, [0, 0, 0, "timed out", "timed out"])
+            port = client.smp(raw.PORT_INFO, 2)[1]
+            self.assertEqual([raw.bits(port, *place) for place in [(260, 4), (248, 8)]], [4, 2], "as recorded")
+        self.assertIn("serving 3 nodes", fabric.errors)
 
     # Single requests, and clients that no tool would be.
 
@@ -315,9 +354,7 @@ class ServeTest(unittest.TestCase):
 
     def test_what_a_model_restored_no_manager_sets(self):
         with self.program("--init") as fabric, Client(fabric.name, "host-1 HCA-1") as client:
-            kept = {raw.PORT_INFO: [(160, 32), (208, 16), (240, 8), (256, 4), (332, 4), (480, 16), (500, 4)],
-                    raw.SWITCH_INFO: [(0, 48), (94, 2), (96, 37)]}
-            for attribute, places in kept.items():
+            for attribute, places in KEPT.items():
                 before = client.smp(attribute, route=(1,))[1]
                 ones = b"\xff" * 64
                 ones = raw.with_bits(ones, 260, 8, 0) if attribute == raw.PORT_INFO else raw.with_bits(ones, 48, 16, 5)
@@ -381,50 +418,41 @@ class ServeTest(unittest.TestCase):
                                  (0, management, 0x81, question[8:16], b"manager"))
 
     def test_no_client_ends_or_confuses_the_server(self):
-        noise = random.Random(1)
-        with self.program(build="checked") as fabric, Client(fabric.name) as good:
-            expected = good.smp(raw.NODE_INFO, route=(1, 3))
-            with Client(fabric.name, "an-1") as bad:
-                bad.control.settimeout(0.001)
-                for kind in [*range(12), 0xffffffff] * 8:
-                    client = noise.choice([0, bad.id, 10, 0xffffffff])
-                    message = struct.pack("<4I", noise.choice([0xdeadbeef, 0]), client, kind, noise.getrandbits(32))
-                    message += noise.randbytes(64)
-                    bad.control.send(message[:noise.choice([80, 80, 79, 1, 0])] + bytes(noise.choice([0, 0, 0, 500])))
-                    try:
-                        bad.control.recv(100)
-                    except TimeoutError:
-                        pass
-                self.assertEqual(good.smp(raw.NODE_INFO, route=(1, 3)), expected)
-            with Client(fabric.name, "an-1") as bad:
-                self.send_noise(bad, noise)
-                stranger = raw.socket.socket(raw.socket.AF_UNIX, raw.socket.SOCK_DGRAM)
-                with stranger, self.assertRaises(PermissionError):
+        """Forty turns of garbage, or as many as the seconds of GARBAGE_SECONDS have time for."""
+        garbage = None
+        with self.program(build="checked") as fabric:
+            before = self.told_by_each(fabric.name)
+            with Client(fabric.name, "sw2-plain") as good:
+                garbage = Garbage(fabric.name, NODES, int(os.environ.get("GARBAGE_SEED", 1)))
+                end, turns = time.monotonic() + float(os.environ.get("GARBAGE_SECONDS", 0)), 0
+                while turns < 40 or time.monotonic() < end:
+                    garbage.turn()
+                    turns += 1
+                    self.assertEqual(good.smp(raw.NODE_INFO), before["sw2-plain"][0], turns)
+                with raw.socket.socket(raw.socket.AF_UNIX, raw.socket.SOCK_DGRAM) as stranger, \
+                        self.assertRaises(PermissionError):
                     stranger.sendto(bytes(288), raw.address(f"{fabric.name}:out{good.id}"))
-            self.assertEqual(good.smp(0x10, route=(1, 3))[1].rstrip(b"\0"), b"sw2-plain")
-        self.assertEqual((fabric.status, "untime error" in fabric.errors), (0, False), fabric.errors)
+            self.assertEqual(self.told_by_each(fabric.name), before)
+            with Client(fabric.name, "sw1-reduction") as near, Client(fabric.name, "host-1 HCA-1") as far:
+                for client, port in (near, 2), (far, 1):  # whoever cut the link
+                    polling = raw.with_bits(bytes(64), 264, 4, 2)
+                    self.assertEqual(client.smp(raw.PORT_INFO, port, (), raw.SET, polling)[0], 0)
+                self.assertEqual(raw.bits(far.smp(raw.NODE_INFO, route=(1,))[1], 96, 64) & 0xff, 0x41)
+        self.assertEqual((fabric.status, "untime error" in fabric.errors), (0, False), fabric.errors[-4000:])
+        self.assertRegex(fabric.errors, r"served: .*SMPs by route \d+ answered, \d+ refused, \d+ timed out")
+        if "GARBAGE_SECONDS" in os.environ:
+            print(f"{turns} clients, messages: {dict(garbage.sent)}; {fabric.errors.splitlines()[-1]}")
 
     @staticmethod
-    def send_noise(client, noise):
-        """MADs that are wrong in any place, to any node."""
-        routes = [(), (1,), (1, 3), (1, 2), (1, 4), (1, 5)]
-        for number in range(4000):
-            modifier = noise.choice([0, 1, noise.getrandbits(4), 1 << noise.randrange(32), noise.getrandbits(32)])
-            mad = bytearray(client.mad(noise.choice([1, 3, 4, 0x81]), noise.choice([1, 1, 2, 2, 5, 7, 0x81]),
-                                       noise.choice([1, 2, *range(0x10, 0x21), 0x33, 0x1d]), modifier,
-                                       noise.randbytes(64), noise.choice(routes)))
-            if number % 4 == 0:
-                mad[noise.randrange(256)] = noise.getrandbits(8)
-            if number % 50 == 0:
-                mad = bytearray(noise.randbytes(noise.randrange(400)))
-            client.mads.settimeout(5)
-            client.send(bytes(mad), noise.choice([0, 1, 2, 4, 7, 0xffff]))
-            client.mads.settimeout(0)
-            try:
-                while True:
-                    client.mads.recv(300)
-            except BlockingIOError:
-                pass
+    def told_by_each(name):
+        """What no client can set, as every node tells it to a program of its own."""
+        told = {}
+        for node in NODES:
+            with Client(name, node) as client:
+                told[node] = [client.smp(raw.NODE_INFO), client.smp(0x10)]
+                told[node] += [raw.bits(client.smp(attribute)[1], *place)
+                               for attribute, places in KEPT.items() for place in places]
+        return told
 
     def test_clients_that_die_are_forgotten_and_the_eleventh_is_refused(self):
         with self.program() as fabric:
@@ -491,9 +519,11 @@ class ServeTest(unittest.TestCase):
         self.assertIn("install the package cmake", missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
         both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--",
-                               "smpquery", "nodedesc", "-D", "0"], env=dict(environment, XDG_CACHE_HOME=CACHE), cwd=self.folder,
-                              capture_output=True, text=True, check=False)
-        self.assertIn("host-1 HCA-1", both.stdout, both.stderr)
+                               "sh", "-c", "smpquery nodedesc -D 0; " + SIMINFO + " collect"], cwd=self.folder,
+                              env=dict(environment, XDG_CACHE_HOME=CACHE), capture_output=True, text=True, check=False)
+        self.assertRegex(both.stdout, r"Node Description:\.+host-1 HCA-1\n")
+        self.assertEqual((both.returncode, len(re.findall('^{"name"', both.stdout, re.M))), (5, 5), both.stderr)
+        self.assertIn("port 6: has the GUID 0x0002c90000000051 of another device", both.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
         self.assertIn('"a b" is no name of sockets', spaced.stderr)

@@ -31,14 +31,16 @@ std::string served(const std::string& nodes) {
 TEST(ServedFile, TellsWhatIsKnownAndMakesUpTheRest) {
   EXPECT_EQ(served(R"({"name":"a","guid":"0x10","type":"ca","num_ports":2,"description":"x\\u{ff}\\u{7}",
                        "absent":{"SMP_NodeInfo":"timed out"},
-                       "ports":[{"num":1,"link":{"node":"b","port":1},"absent":{"SMP_PortInfo":"status 0x0014"}}]})"
+                       "ports":[{"num":1,"link":{"node":"b","port":1},"absent":{"SMP_PortInfo":"status 0x0014"}},
+                                {"num":2,"link":{"node":"away","port":7,"width":2,"speed":4,"speed_ext":8}}]})"
                    R"({"name":"b","guid":"0x20","type":"switch","num_ports":1,"system_guid":"0x9",
                        "ports":[{"num":0,"guid":"0x21","lid":5,"lmc":1},{"num":1,"state":"down","phys_state":3}]})"),
             "node\t0x0000000000000010\tM\t1\t0x0000000000000010\tsilent\t0x000c\t0x000c\t78ff07\ta\n"
             "port\t0\t1\t2\t0x0000000000000010\t0\t0\t-\t0x000c\t0x000c\n"
             "port\t1\t4\t5\t0x0000000000000011\t0\t0\t-\t0x0014\t0x000c\n"
             "link\t1\t1\t0\t0\t0\n"
-            "port\t2\t1\t2\t0x0000000000000012\t0\t0\t-\t0x000c\t0x000c\n"
+            "port\t2\t4\t5\t0x0000000000000012\t0\t0\t-\t0x000c\t0x000c\n"
+            "link\t-\t7\t2\t4\t8\n"
             "node\t0x0000000000000020\tM\t2\t0x0000000000000009\t0x000c\t0x000c\t0x000c\t62\tb\n"
             "port\t0\t4\t5\t0x0000000000000021\t5\t1\t-\t0x000c\t0x000c\n"
             "port\t1\t1\t3\t0x0000000000000020\t0\t0\t-\t0x000c\t0x000c\n");

@@ -18,8 +18,6 @@ void reportStandIns(const StandIns& standIns, bool exactPorts) {
 
 std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
                                                   const std::vector<const IBNode*>& nodes) {
-  // What a model's file says must not depend on where the fabric was read from.
-  snapshot.discovered.fabric.source.clear();
   InMemoryDrovik engine(snapshot.discovered, options.outputDir);
   const ModelWriter writer(engine, options.exactPorts);
   const ModelSet set = writer.findModels(nodes);

@@ -33,6 +33,7 @@ void tell(const Served& served, const ServeRequest& request) {
 
 struct ServeOptions {
   ServeRequest request;
+  Selection selection;
   std::string attributeLayouts;
 };
 
@@ -56,12 +57,15 @@ ExitStatus runServe(const ServeOptions& options) {
     const std::string fault = readAttributeLayouts(options.attributeLayouts, request.told);
     if (!fault.empty()) throw CommandError(kBadInput, fault);
   }
+  const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(request.snapshotFile, 0);
+  const std::vector<const IBNode*> nodes =
+      selectNodes(*snapshot, terms, request.snapshotFile, request.exactPorts);
   const Interruption interruption;
   Progress line;
   try {
     return static_cast<ExitStatus>(
-        serve(*snapshot, request,
+        serve(*snapshot, nodes, request,
               {[&] { return interruption.isAsked(); }, [&](const std::string& text) { line.show(text); },
                [&](const Served& served) {
                  line.clear();
@@ -94,6 +98,7 @@ void addServeCommand(CLI::App& program, Command& chosen) {
           "--from", request->from,
           "Node that programs are at, by name or GUID; the first adapter with a linked port when missing")
       ->type_name("NODE");
+  addSelectionOptions(*command, options->selection);
   command->add_flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
   command
       ->add_option(

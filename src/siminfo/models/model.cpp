@@ -138,10 +138,6 @@ ModelSet ModelWriter::findModels(const std::vector<const IBNode*>& nodes) const 
   return set;
 }
 
-void ModelWriter::printHead(SectionStream& os, const std::string& lowerName) const {
-  generator_.PrintHead(os, lowerName);
-}
-
 void ModelWriter::printModel(SectionStream& os, const std::string& dump, const Model& model) const {
   BlockEmitter(os) << "\n\n// Model: " << model.name << ", Ports: " << model.ports << "\n";
   GenerationSummary ignored;

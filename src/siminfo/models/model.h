@@ -48,8 +48,6 @@ class ModelWriter {
   /// with the nodes.
   ModelSet findModels(const std::vector<const IBNode*>& nodes) const;
 
-  /// What every file of models begins with.
-  void printHead(SectionStream& os, const std::string& lowerName) const;
   /// A model's banner and frames, as member functions of `<dump>::<model>`.
   void printModel(SectionStream& os, const std::string& dump, const Model& model) const;
   /// The header fields by which the model's frames store push counters.

@@ -8,6 +8,7 @@
 
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/core/in_memory/host_name_check.h"
+#include "siminfo/core/in_memory/in_memory_drovik.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/core/section_stream.h"
 #include "siminfo/text/number_text.h"
@@ -31,6 +32,13 @@ class Folder {
   OutputDirectory files_;
   std::vector<std::filesystem::path> written_;
 };
+
+/// That of a fabric without a source: what a file of models says does not depend on where one was read from.
+void printHead(SectionStream& os, const std::string& lowerName) {
+  DiscoveredFabric nowhere;
+  InMemoryDrovik engine(nowhere, {});
+  SimInfoDumpCPP(engine).PrintHead(os, lowerName);
+}
 
 void printNodes(SectionStream& os, const ModelSet& set) {
   BlockEmitter out(os);
@@ -78,7 +86,7 @@ std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, co
   SectionStream text;
   for (unsigned shard = 0; shard < files.shards; ++shard) {
     text.clearText();
-    writer.printHead(text, files.lowerName());
+    printHead(text, files.lowerName());
     for (const Model& model : set.models) {
       if (files.shardOf(model) == shard) writer.printModel(text, files.name, model);
     }

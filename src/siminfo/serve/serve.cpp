@@ -10,7 +10,6 @@
 #include <memory>
 #include <optional>
 
-#include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/process/child.h"
 #include "siminfo/process/descriptors.h"
 #include "siminfo/process/own_folder.h"
@@ -30,16 +29,6 @@ std::string wrapperLibrary() {
   }
   throw ServeError(
       "no libumad2sim.so, by which InfiniBand tools reach the server; install the package libumad2sim0");
-}
-
-/// The nodes that are generated are those that are served.
-ModelSet modelsOf(const ModelWriter& writer, const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
-    if (SimInfoDumpCPP::Selects({}, node)) nodes.push_back(node);
-  }
-  if (nodes.empty()) throw ServeError("no node can be served; expected one of the sub-fabric");
-  return writer.findModels(nodes);
 }
 
 /// The running server. It lives for as long as its standard input is open.
@@ -114,16 +103,15 @@ int runCommand(const ServeRequest& request, const Served& served, RunningServer&
 
 }  // namespace
 
-int serve(Snapshot& snapshot, const ServeRequest& request, const ServeWatch& watch) {
+int serve(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const ServeRequest& request,
+          const ServeWatch& watch) {
   const std::string wrapper = wrapperLibrary();
   const std::string socket = request.socket.empty() ? "siminfo-" + std::to_string(getpid()) : request.socket;
   const std::filesystem::path root = serveFolder(request.snapshotFile, request.exactPorts);
   makeOwnFolder(root);
-  // Sources that depended on where the snapshot was made would be compiled again for nothing.
-  snapshot.discovered.fabric.source.clear();
   InMemoryDrovik engine(snapshot.discovered, root);
   const ModelWriter writer(engine, request.exactPorts);
-  const ModelSet set = modelsOf(writer, snapshot);
+  const ModelSet set = writer.findModels(nodes);
 
   // Another siminfo may serve the same snapshot: neither changes the project before the other has begun.
   auto lock = std::make_unique<FileHandle>(root / "lock", O_RDWR | O_CREAT);

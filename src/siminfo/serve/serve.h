@@ -37,8 +37,10 @@ struct ServeWatch {
   std::function<void(const Served&)> begun;
 };
 
-/// Builds and runs the server of the snapshot, and the command on it. Returns the command's exit status, or
-/// 0. Nothing is left behind but the built project. Throws a ServeError, std::system_error.
-int serve(Snapshot& snapshot, const ServeRequest& request, const ServeWatch& watch);
+/// Builds and runs the server of these nodes of the snapshot, and the command on it. A port whose link leads
+/// to a node that is not among them has no neighbour. Returns the command's exit status, or 0. Nothing is
+/// left behind but the built project. Throws a ServeError, std::system_error.
+int serve(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const ServeRequest& request,
+          const ServeWatch& watch);
 
 }  // namespace siminfo

@@ -112,13 +112,11 @@ class ServedFile {
     return node.isOrbelSwitch() && record != nullptr ? std::to_string(record->LinkWidthSup) : "-";
   }
 
-  /// A link that leaves what is served leads nowhere.
   void printLink(const Link& link) {
     const auto peer = places_.find(link.node);
-    if (peer == places_.end()) return;
-    out_ << "link\t" << peer->second << "\t" << unsigned{link.port} << "\t"
-         << unsigned{link.width.value_or(0)} << "\t" << unsigned{link.speed.value_or(0)} << "\t"
-         << unsigned{link.speedExt.value_or(0)} << "\n";
+    out_ << "link\t" << (peer != places_.end() ? std::to_string(peer->second) : "-") << "\t"
+         << unsigned{link.port} << "\t" << unsigned{link.width.value_or(0)} << "\t"
+         << unsigned{link.speed.value_or(0)} << "\t" << unsigned{link.speedExt.value_or(0)} << "\n";
   }
 
   template <class Record>

@@ -70,7 +70,7 @@ class ModelsVerifier {
         workshop_({root / "models", request.name}, root, toolsOf(request, watch.isInterrupted)) {}
 
   Verification run() {
-    writeModels();
+    writeProject(writer_, set_, request_.name, files_.shards, root_ / "models");
     groupNodes();
     drain(
         shards_.size(), [&](std::size_t shard) { judgeText(shard); }, false);
@@ -94,14 +94,6 @@ class ModelsVerifier {
 
   std::filesystem::path shardPath(std::size_t shard) const {
     return files_.folder / files_.shardFile(static_cast<unsigned>(shard));
-  }
-
-  void writeModels() {
-    // The head of a model's file does not say where the fabric was read from.
-    std::string& source = snapshot_.discovered.fabric.source;
-    const std::string kept = std::exchange(source, {});
-    writeProject(writer_, set_, request_.name, files_.shards, root_ / "models");
-    source = kept;
   }
 
   /// Sorts the nodes by model and by what the rules ask of them, and the models by source.

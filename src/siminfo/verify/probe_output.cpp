@@ -18,7 +18,7 @@ std::optional<std::vector<std::uint8_t>> parseBytes(std::string_view digits) {
   return bytes;
 }
 
-/// The run that the line begins; null when the unit has no such device.
+/// The run that the line begins; null when it begins none, or that of a device which the unit does not have.
 FrameRun* beginRun(const std::string& line, UnitResult& result) {
   std::istringstream words(line);
   std::string word;
@@ -37,8 +37,10 @@ std::size_t readRuns(std::istream& printed, UnitResult& result) {
   std::size_t frames = 0;
   for (std::string line; std::getline(printed, line);) {
     if (line.starts_with("frame ")) {
-      run = beginRun(line, result);
-      if (run != nullptr && run->number == 0) ++frames;
+      FrameRun* begun = beginRun(line, result);
+      if (begun == nullptr) continue;
+      run = begun;
+      if (run->number == 0) ++frames;
     } else if (run == nullptr) {
       continue;
     } else if (line == "end") {

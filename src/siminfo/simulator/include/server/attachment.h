@@ -18,7 +18,7 @@ inline PortAt hostPort(const Fabric& fabric, u_int32_t at) {
   const ServedNode& node = fabric.nodes[at];
   if (node.isSwitch()) return {at, 0};
   for (unsigned port = 1; port <= node.lastPort(); ++port) {
-    if (node.ports[port].link) return {at, static_cast<u_int8_t>(port)};
+    if (node.ports[port].peer) return {at, static_cast<u_int8_t>(port)};
   }
   return {at, static_cast<u_int8_t>(node.lastPort() == 0 ? 0 : 1)};
 }
@@ -27,7 +27,7 @@ inline PortAt hostPort(const Fabric& fabric, u_int32_t at) {
 inline PortAt defaultAttachment(const Fabric& fabric) {
   for (u_int32_t i = 0; i < fabric.nodes.size(); ++i) {
     const PortAt at = hostPort(fabric, i);
-    if (fabric.nodes[i].type == kAdapter && fabric.node(at).ports[at.port].link) return at;
+    if (fabric.nodes[i].type == kAdapter && fabric.node(at).ports[at.port].peer) return at;
   }
   return hostPort(fabric, 0);
 }

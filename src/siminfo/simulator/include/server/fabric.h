@@ -22,9 +22,8 @@ struct PortAt {
   u_int8_t port = 0;
 };
 
-/// The other end of a cable, and the active codes of PortInfo.
-struct ServedLink {
-  PortAt peer;
+/// Of PortInfo.
+struct ActiveCodes {
   unsigned width = 0;
   unsigned speed = 0;
   unsigned speedExt = 0;
@@ -39,7 +38,8 @@ struct ServedPort {
   u_int16_t lid = 0;
   unsigned lmc = 0;
   std::optional<unsigned> widthSupported;  ///< where no generated function assigns it
-  std::optional<ServedLink> link;
+  ActiveCodes active;
+  std::optional<PortAt> peer;       ///< at the other end of its cable
   Status info = kBadAttribute;      ///< how PortInfo is answered
   Status extended = kBadAttribute;  ///< how PortInfoExtended is answered
 };
@@ -118,8 +118,8 @@ struct Fabric {
   /// Where the cable of a port leads to; nothing when there is none, or an end of it is down.
   std::optional<PortAt> cross(PortAt from) const {
     const ServedNode& near = node(from);
-    if (from.port == 0 || from.port > near.lastPort() || !near.ports[from.port].link) return std::nullopt;
-    const PortAt to = near.ports[from.port].link->peer;
+    if (from.port == 0 || from.port > near.lastPort() || !near.ports[from.port].peer) return std::nullopt;
+    const PortAt to = *near.ports[from.port].peer;
     if (near.state(from.port) == kStateDown || node(to).state(to.port) == kStateDown) return std::nullopt;
     return to;
   }

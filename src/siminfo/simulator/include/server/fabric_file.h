@@ -8,7 +8,8 @@
 //   move RECORD BIT BITS BIT                   a field that is answered in another place
 //   node GUID MODEL TYPE SYSTEM_GUID NODE_INFO SWITCH_INFO ROUTER_INFO DESCRIPTION NAME
 //   port NUMBER STATE PHYSICAL_STATE GUID LID LMC WIDTH_SUPPORTED PORT_INFO PORT_INFO_EXTENDED
-//   link NODE PORT WIDTH SPEED SPEED_EXT       of the port above; NODE counts the nodes from 0
+//   link NODE PORT WIDTH SPEED SPEED_EXT       of the port above; NODE counts the nodes from 0, and is "-"
+//                                              when it is none of them
 //
 // Numbers are decimal, or hexadecimal behind 0x, the description is its bytes in hexadecimal, "-" is a width
 // that the source knows, and of an attribute there is "answers", "silent", or the status to refuse it with.
@@ -152,8 +153,9 @@ class FabricFile {
   void readLink() {
     expect(6);
     if (port_ == nullptr) fail("a link before the first port of its node");
-    const PortAt peer{static_cast<u_int32_t>(number(1, 0xffffffff)), static_cast<u_int8_t>(number(2, 254))};
-    port_->link = ServedLink{peer, small(3, 255), small(4, 15), small(5, 15)};
+    const auto peerPort = static_cast<u_int8_t>(number(2, 254));
+    if (words_[1] != "-") port_->peer = PortAt{static_cast<u_int32_t>(number(1, 0xffffffff)), peerPort};
+    port_->active = {small(3, 255), small(4, 15), small(5, 15)};
   }
 
   /// Both ends of a cable know of it, though the file may tell of one alone.
@@ -161,19 +163,23 @@ class FabricFile {
     for (u_int32_t i = 0; i < fabric_.nodes.size(); ++i) {
       ServedNode& node = fabric_.nodes[i];
       for (unsigned port = 0; port <= node.lastPort(); ++port) {
-        if (node.ports[port].link && !join({i, static_cast<u_int8_t>(port)}, *node.ports[port].link))
+        if (node.ports[port].peer && !join({i, static_cast<u_int8_t>(port)}))
           throw std::runtime_error(fileName_ + ": the link of port " + std::to_string(port) + " of " +
                                    node.name + ": expected one to a port that leads back, and not of port 0");
       }
     }
   }
-  bool join(PortAt from, const ServedLink& link) {
-    const PortAt to = link.peer;
+  bool join(PortAt from) {
+    const ServedPort& near = fabric_.node(from).ports[from.port];
+    const PortAt to = *near.peer;
     const bool isPort = to.node < fabric_.nodes.size() && to.port <= fabric_.node(to).lastPort();
     if (!isPort || from.port == 0 || to.port == 0) return false;
-    auto& back = fabric_.node(to).ports[to.port].link;
-    if (!back) back = ServedLink{from, link.width, link.speed, link.speedExt};
-    return back->peer.node == from.node && back->peer.port == from.port;
+    ServedPort& far = fabric_.node(to).ports[to.port];
+    if (!far.peer) {
+      far.peer = from;
+      far.active = near.active;
+    }
+    return far.peer->node == from.node && far.peer->port == from.port;
   }
 
   const Models& models_;

@@ -37,19 +37,17 @@ class ImageMaker {
     const ServedPort& port = node.ports[number];
     u_int8_t* info = node.portInfo(number);
     const bool isManagement = node.isSwitch() && number == 0;
-    const unsigned initial = isManagement ? kActive : port.link ? kInitialize : kStateDown;
-    const unsigned physical = isManagement || port.link ? kLinkUp : kPolling;
+    const unsigned initial = isManagement ? kActive : port.peer ? kInitialize : kStateDown;
+    const unsigned physical = isManagement || port.peer ? kLinkUp : kPolling;
     put(info, port_info::kState, init_ ? initial : port.state);
     put(info, port_info::kPhysicalState, init_ ? physical : port.physicalState);
     if (node.hasAddress(number) && !init_) {
       put(info, port_info::kLid, port.lid);
       put(info, port_info::kLmc, port.lmc);
     }
-    if (port.link) {
-      put(info, port_info::kWidthActive, port.link->width);
-      put(info, port_info::kSpeedActive, port.link->speed);
-      put(info, port_info::kExtendedActive, port.link->speedExt);
-    }
+    put(info, port_info::kWidthActive, port.active.width);
+    put(info, port_info::kSpeedActive, port.active.speed);
+    put(info, port_info::kExtendedActive, port.active.speedExt);
     if (port.widthSupported) {
       SMP_PortInfo record = node.portRecord(number);
       record.LinkWidthSup = static_cast<u_int8_t>(*port.widthSupported);
@@ -95,8 +93,8 @@ class ImageMaker {
 
   u_int64_t neighborMtu(const ServedNode& node, unsigned port) const {
     const u_int64_t own = node.portRecord(port).MTUCap;
-    if (!node.ports[port].link) return own;
-    const PortAt peer = node.ports[port].link->peer;
+    if (!node.ports[port].peer) return own;
+    const PortAt peer = *node.ports[port].peer;
     return std::min<u_int64_t>(own, fabric_.node(peer).portRecord(peer.port).MTUCap);
   }
 

@@ -39,16 +39,16 @@ class LinkStates {
  private:
   void cut(PortAt at, unsigned physicalState) {
     enter(at, kStateDown, physicalState);
-    if (const auto& link = fabric_.node(at).ports[at.port].link; link && !isOff(link->peer))
-      enter(link->peer, kStateDown, kPolling);
+    if (const auto peer = fabric_.node(at).ports[at.port].peer; peer && !isOff(*peer))
+      enter(*peer, kStateDown, kPolling);
   }
 
   /// A link whose both ends want it begins anew.
   void train(PortAt at) {
-    const auto& link = fabric_.node(at).ports[at.port].link;
-    if (!link || isOff(link->peer)) return enter(at, kStateDown, kPolling);
+    const auto peer = fabric_.node(at).ports[at.port].peer;
+    if (!peer || isOff(*peer)) return enter(at, kStateDown, kPolling);
     enter(at, kInitialize, kLinkUp);
-    enter(link->peer, kInitialize, kLinkUp);
+    enter(*peer, kInitialize, kLinkUp);
   }
 
   bool isOff(PortAt at) {

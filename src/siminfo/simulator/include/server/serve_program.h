@@ -8,11 +8,13 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "control_desk.h"
 #include "fabric_file.h"
@@ -48,9 +50,12 @@ class Server {
       if (isEnded || (polled[kInput].revents != 0 && isInputOver())) return;
       lookForDead();
       if (polled[kControl].revents != 0) takeControl();
+      const auto now = Clock::now();
+      const bool isSoon = isLingering_ && now < quietEnd_ && now > restEnd_;
       for (unsigned i = 0; i < kMostClients; ++i) {
         if (polled[kFirst + i].revents != 0) takeMad(i);
       }
+      if (isSoon) linger();
     }
   }
 
@@ -58,8 +63,11 @@ class Server {
   static void end(int) { isEnded = 1; }
 
  private:
+  using Clock = std::chrono::steady_clock;
   enum : unsigned { kInput, kControl, kFirst };
   static constexpr int kLookMs = 500;  // between the looks for clients that are gone
+  static constexpr std::chrono::microseconds kQuiet{50};
+  static constexpr Clock::duration kShortestRest = std::chrono::milliseconds(1);
 
   /// Sockets of nobody cost nothing.
   pollfd waitFor(unsigned number) {
@@ -77,7 +85,7 @@ class Server {
 
   /// Clients that have ended without a word are forgotten within a moment, however busy the others are.
   void lookForDead() {
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = Clock::now();
     if (now < nextLook_) return;
     control_.forgetDead();
     nextLook_ = now + std::chrono::milliseconds(kLookMs);
@@ -93,14 +101,37 @@ class Server {
   /// One at a time, so that no client keeps the others waiting.
   void takeMad(unsigned number) {
     clients_.sendWaiting(number);
-    MadMessage message{};
+    MadMessage message;
     const ssize_t size = clients_.socket(number).receive(&message, sizeof message);
-    if (size >= 0) mads_.take(number, message, size);
+    if (size < 0) return;
+    mads_.take(number, message, size);
+    quietEnd_ = Clock::now() + kQuiet;
+  }
+
+  /// A client that has asked soon after an answer asks on as soon, and waking up takes longer than answering
+  /// does. So the server stays awake for a moment, but never for long without a look at all else. Where it
+  /// waited in vain, as it does when processors are short, it sleeps for a while before it tries again.
+  void linger() {
+    constexpr std::chrono::milliseconds kMost{2}, kLongestRest{100};
+    Clock::time_point now = Clock::now();
+    for (const auto end = now + kMost; now < quietEnd_ && now < end; now = Clock::now()) {
+      for (unsigned i = 0; i < kMostClients; ++i) {
+        if (clients_[i].isThere) takeMad(i);
+      }
+    }
+    const bool isVain = now >= quietEnd_;
+    if (isVain) restEnd_ = now + rest_;
+    rest_ = isVain ? std::min<Clock::duration>(2 * rest_, kLongestRest) : kShortestRest;
   }
 
   static inline volatile std::sig_atomic_t isEnded = 0;
 
-  std::chrono::steady_clock::time_point nextLook_;
+  /// The only processor is the client's.
+  const bool isLingering_ = std::thread::hardware_concurrency() > 1;
+  Clock::time_point quietEnd_;  ///< once nothing more is expected for now
+  Clock::time_point restEnd_;   ///< until when it sleeps whenever there is nothing to answer
+  Clock::duration rest_{kShortestRest};
+  Clock::time_point nextLook_;
   Clients clients_;
   LinkStates links_;
   SubnetAgent agent_;
