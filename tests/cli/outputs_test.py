@@ -9,7 +9,7 @@ import sys
 import tempfile
 import unittest
 
-PROGRAM, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
+PROGRAM, SOURCE = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
 SMALL = SOURCE / "examples" / "small_fabric.json"
 NAME = "fab1_generated.cpp"
 NOBODY = 65534
@@ -80,7 +80,8 @@ class Outputs(unittest.TestCase):
             self.assert_refused(self.generate(), words, [NAME])
             self.assertIn(words, self.generate("--models", "--depfile", f"out/{NAME}").stderr)
             self.assertEqual(victim.read_text(), "mine")
-            self.file.unlink()
+            for path in self.out.iterdir():
+                path.unlink()
         self.assertFalse((self.dir / "not there").exists())
         # And so does another user with a link of root's, which is trusted.
         self.dir.chmod(0o777)

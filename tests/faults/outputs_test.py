@@ -19,8 +19,8 @@ import unittest
 
 from faults import ENDING, Faults, KINDS
 
-PROGRAM, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
-FAULTS = Faults(sys.argv[3], PROGRAM)
+PROGRAM, SOURCE = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
+FAULTS = Faults(pathlib.Path(sys.argv[3]).resolve(), PROGRAM)
 KILLS = int(sys.argv[4]) if len(sys.argv) > 4 else 40
 SEED = int(sys.argv[5]) if len(sys.argv) > 5 else random.randrange(10**6)
 SMALL = SOURCE / "examples" / "small_fabric.json"
@@ -35,6 +35,9 @@ COMMANDS = {
     "project": [*GENERATE, "--models", "--project"],
     "collect": ["collect", "--load-cache", CACHE, "--output", "out/fabric.jsonl"],
 }
+if subprocess.run([PROGRAM, "collect", "--load-cache", CACHE], capture_output=True, check=False).returncode == 4:
+    print("SKIPPED: siminfo was built without a collector", file=sys.stderr)
+    del COMMANDS["collect"]
 
 
 def files(folder):
@@ -56,7 +59,9 @@ class Outputs(unittest.TestCase):
     def prepare(self, arguments):
         """Learns what the command writes, and returns what puts old files in the place of all that."""
         self.out.mkdir()
-        subprocess.run([PROGRAM, *map(str, arguments)], cwd=self.dir, check=True, capture_output=True)
+        done = subprocess.run([PROGRAM, *map(str, arguments)], cwd=self.dir, check=False, capture_output=True, text=True)
+        self.assertIn(done.returncode, (0, 5), done.stderr)  # 5 is a collection in which something is missing
+        self.done = done.returncode
         self.new = {name: text_of(path) for name, path in files(self.out).items()}
         old = self.dir / "old"
         for name in self.new:
@@ -80,9 +85,9 @@ class Outputs(unittest.TestCase):
                 self.assertEqual(found_text, f"old {name}\n", what)
 
     def judge(self, done, what):
-        self.assertIn(done.returncode, (0, 3), what)
-        self.judge_files(what, is_done=done.returncode == 0)
-        if done.returncode != 0:
+        self.assertIn(done.returncode, (self.done, 3), what)
+        self.judge_files(what, is_done=done.returncode != 3)
+        if done.returncode == 3:
             self.assertRegex(done.stderr, "(?m)^siminfo: error: ", what)
             self.assertRegex(done.stderr, WORDS, what)
 
@@ -92,7 +97,7 @@ class Outputs(unittest.TestCase):
             for is_named in (False, True):
                 tried = {}
                 for kind in FAULTS.kinds():
-                    growth = {"memory": 1.3, "open": 1.2, "close": 1.3}.get(kind, 1.1)
+                    growth = 1.5 if kind == "memory" else 1.3 if name == "project" else 1
                     tried[kind] = FAULTS.walk(arguments, kind, restore, self.judge, growth=growth, cwd=self.dir,
                                               is_named=is_named)
                 # A kind of call that is never made would prove nothing.
@@ -113,11 +118,12 @@ class Outputs(unittest.TestCase):
                     self.assertGreater(FAULTS.walk(COMMANDS["plain"], kind, restore, judge, cwd=self.dir,
                                                    signal_number=number, is_named=is_named), 0, kind)
 
+    @unittest.skipIf("collect" not in COMMANDS, "there is no collector")
     def test_a_signal_while_a_collection_is_written_changes_nothing(self):
         restore = self.prepare(COMMANDS["collect"])
         for kind in ("write", "fsync", "rename"):
             def judge(done, what):
-                self.assertEqual(done.returncode, 0, what)
+                self.assertEqual(done.returncode, self.done, what)
                 self.judge_files(what, is_done=True)
             FAULTS.walk(COMMANDS["collect"], kind, restore, judge, cwd=self.dir, signal_number=signal.SIGINT)
 
@@ -127,16 +133,16 @@ class Outputs(unittest.TestCase):
         for number, (name, arguments) in enumerate(COMMANDS.items()):
             restore = self.prepare(arguments)
             start = time.monotonic()
-            subprocess.run([PROGRAM, *map(str, arguments)], cwd=self.dir, check=True, capture_output=True)
+            subprocess.run([PROGRAM, *map(str, arguments)], cwd=self.dir, check=False, capture_output=True)
             whole = time.monotonic() - start
             for _ in range(number, KILLS, len(COMMANDS)):
                 restore()
                 ending = draw.choice((signal.SIGKILL, signal.SIGINT))
                 status = FAULTS.kill(arguments, ending, draw.uniform(0, 1.2 * whole), cwd=self.dir)
                 what = f"{name}: {ending!r}, status {status}, seed {SEED}"
-                self.assertIn(status, (-ending, 0, 5), what)
+                self.assertIn(status, (-ending, self.done, 5), what)
                 (self.out / "fabric.jsonl.partial").unlink(missing_ok=True)  # of a collection that was cut short
-                self.judge_files(what, is_done=status == 0, may_leave=ending == signal.SIGKILL)
+                self.judge_files(what, is_done=status == self.done == 0, may_leave=ending == signal.SIGKILL)
             shutil.rmtree(self.out)
             shutil.rmtree(self.dir / "old")
 

@@ -175,6 +175,7 @@ class SnapshotReader {
   /// bracket that closes it. A line that was no whole document says nothing about what is wrong.
   template <class Result>
   void parse(void (*parseObject)(json::object, const char*, Result&), Result& result) {
+    if (documents_.isCut()) refuseCut();
     try {
       return parser_.parse(documents_.text(), parseObject, result);
     } catch (const Refusal& refusal) {
