@@ -101,24 +101,24 @@ int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, v
                                                                 stackEnd);
 }
 
-#define OPEN(NAME, PARAMETERS, ARGUMENTS)                             \
-  int NAME PARAMETERS {                                               \
-    static auto* const real = next<int PARAMETERS>(#NAME);            \
-    va_list rest;                                                     \
-    va_start(rest, flags);                                            \
-    const mode_t mode = va_arg(rest, mode_t);                         \
-    va_end(rest);                                                     \
-    return failsToOpen(flags) ? -1 : real ARGUMENTS;                  \
+#define OPEN(NAME, PARAMETERS, ARGUMENTS)                  \
+  int NAME PARAMETERS {                                    \
+    static auto* const real = next<int PARAMETERS>(#NAME); \
+    va_list rest;                                          \
+    va_start(rest, flags);                                 \
+    const mode_t mode = va_arg(rest, mode_t);              \
+    va_end(rest);                                          \
+    return failsToOpen(flags) ? -1 : real ARGUMENTS;       \
   }
 OPEN(open, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(open64, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(openat, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
 OPEN(openat64, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
 
-#define CALL(KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILED)       \
-  RESULT NAME PARAMETERS {                                            \
-    static auto* const real = next<RESULT PARAMETERS>(#NAME);         \
-    return fails(KIND) ? FAILED : real ARGUMENTS;                     \
+#define CALL(KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILED) \
+  RESULT NAME PARAMETERS {                                      \
+    static auto* const real = next<RESULT PARAMETERS>(#NAME);   \
+    return fails(KIND) ? FAILED : real ARGUMENTS;               \
   }
 CALL("open", FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
 CALL("open", FILE*, fopen64, (const char* path, const char* mode), (path, mode), nullptr)
@@ -126,12 +126,15 @@ CALL("open", FILE*, fdopen, (int descriptor, const char* mode), (descriptor, mod
 CALL("write", ssize_t, write, (int descriptor, const void* from, size_t size), (descriptor, from, size), -1)
 CALL("write", ssize_t, writev, (int descriptor, const iovec* from, int count), (descriptor, from, count), -1)
 CALL("fsync", int, fsync, (int descriptor), (descriptor), -1)
-CALL("link", int, linkat, (int f, const char* from, int t, const char* to, int flags) noexcept, (f, from, t, to, flags), -1)
+CALL("link", int, linkat, (int f, const char* from, int t, const char* to, int flags) noexcept,
+     (f, from, t, to, flags), -1)
 CALL("rename", int, rename, (const char* from, const char* to) noexcept, (from, to), -1)
 CALL("rename", int, renameat, (int f, const char* from, int t, const char* to) noexcept, (f, from, t, to), -1)
-CALL("mmap", void*, mmap, (void* where, size_t size, int protection, int flags, int file, off_t from) noexcept,
+CALL("mmap", void*, mmap,
+     (void* where, size_t size, int protection, int flags, int file, off_t from) noexcept,
      (where, size, protection, flags, file, from), MAP_FAILED)
-CALL("thread", int, pthread_create, (pthread_t * thread, const pthread_attr_t* how, void* (*run)(void*), void* with),
+CALL("thread", int, pthread_create,
+     (pthread_t * thread, const pthread_attr_t* how, void* (*run)(void*), void* with),
      (thread, how, run, with), EAGAIN)
 
 int close(int descriptor) {
