@@ -22,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 
+// NOLINTBEGIN: the names and signatures are the system's own
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
@@ -91,7 +92,6 @@ int armedMain(int argc, char** argv, char** environment) {
 
 }  // namespace
 
-// NOLINTBEGIN: these are the system's own signatures
 extern "C" {
 
 int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(), void (*fini)(),

@@ -96,7 +96,7 @@ class Outputs(unittest.TestCase):
             restore = self.prepare(arguments)
             for is_named in (False, True):
                 tried = {}
-                for kind in FAULTS.kinds():
+                for kind in KINDS:
                     growth = 1.5 if kind == "memory" else 1.3 if name == "project" else 1
                     tried[kind] = FAULTS.walk(arguments, kind, restore, self.judge, growth=growth, cwd=self.dir,
                                               is_named=is_named)
