@@ -114,9 +114,15 @@ class Outputs(unittest.TestCase):
                 def judge(done, what, number=number):
                     self.assertEqual(done.returncode, -number, what)
                     self.judge_files(what, may_leave=number == signal.SIGKILL)
+                    # What is not yet whole is nobody else's to read.
+                    for path in self.out.glob(".siminfo-*") if what.startswith("write") else ():
+                        self.assertEqual(oct(path.stat().st_mode & 0o777), oct(0o600))
+                        self.left += 1
+                self.left = 0
                 for kind in ("write", "fsync", "rename") + (() if is_named else ("link",)):
                     self.assertGreater(FAULTS.walk(COMMANDS["plain"], kind, restore, judge, cwd=self.dir,
                                                    signal_number=number, is_named=is_named), 0, kind)
+                self.assertEqual(self.left > 0, is_named and number == signal.SIGKILL)
 
     @unittest.skipIf("collect" not in COMMANDS, "there is no collector")
     def test_a_signal_while_a_collection_is_written_changes_nothing(self):
