@@ -249,17 +249,6 @@ class CommandLine(unittest.TestCase):
         self.assert_refused(self.generate(preexec_fn=limit), 3, "error: out/fab1_generated.cpp: File too large")
         self.assertEqual([old.read_text(), os.listdir(self.dir / "out")], ["old", ["fab1_generated.cpp"]])
 
-    def test_leaves_a_file_alone_that_has_the_first_temporary_name(self):
-        (self.dir / "out").mkdir()
-
-        def take_name():  # in the process that becomes the program, and so has its number
-            (self.dir / "out" / f".fab1_generated.cpp.{os.getpid()}.0.tmp").write_text("other")
-
-        done = self.generate(preexec_fn=take_name)
-        self.assertEqual(done.returncode, 0, done.stderr)
-        other = next((self.dir / "out").glob(".*"))
-        self.assertEqual([other.read_text(), len(self.banners()), len(os.listdir(self.dir / "out"))], ["other", 6, 2])
-
     def test_reports_a_full_standard_output(self):
         with open("/dev/full", "w", encoding="ascii") as full:
             for arguments in (["--version"], ["--help"], ["generate", "--help"],

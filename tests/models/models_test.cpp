@@ -172,11 +172,11 @@ TEST_F(ModelsTest, FilesThatWereWrittenBeforeGoAndOthersStay) {
   ModelFiles files{"Fab1", 3, directory.path()};
   const ModelWriter writer(engine, false);
   const ModelSet set = writer.findModels(nodes());
-  writeModelFiles(writer, set, files);
+  writeModelFiles(writer, set, files, Durability::kScratch);
   EXPECT_TRUE(std::filesystem::exists(directory.path() / "fab1_models_2.cpp"));
   files.shards = 1;
   std::ofstream(directory.path() / "fab1_models_x.cpp") << "mine";
-  writeModelFiles(writer, set, files);
+  writeModelFiles(writer, set, files, Durability::kScratch);
   EXPECT_FALSE(std::filesystem::exists(directory.path() / "fab1_models_2.cpp"));
   EXPECT_TRUE(std::filesystem::exists(directory.path() / "fab1_models_x.cpp"));
   EXPECT_EQ(otherOwner(files), "");

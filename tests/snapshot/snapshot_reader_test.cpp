@@ -240,15 +240,15 @@ TEST(SnapshotReader, GoesOnBeyondItsWindow) {
   // Documents of all sizes around the window, so that it ends at many places of a document.
   std::string text = kHeader;
   std::string pretty = kHeader;
-  for (int i = 0; i < 400; ++i) {
-    const std::string alternative(static_cast<std::size_t>(i * 37 % 9000), 'x');
+  for (int i = 0; i < 900; ++i) {
+    const std::string alternative(static_cast<std::size_t>(i * 37 % 4000), 'x');
     const std::string more = R"("alternative_name": ")" + alternative + "\"";
     text += node(more, "n" + std::to_string(1000 + i));
     pretty += node("\n" + more, "n" + std::to_string(1000 + i));
   }
   ASSERT_GT(text.size(), std::size_t{3} << 19U);
   const Snapshot snapshot = read(text);
-  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 400U);
+  EXPECT_EQ(snapshot.discovered.fabric.nodeByName.size(), 900U);
   EXPECT_EQ(written(read(pretty)), written(snapshot));
   std::ranges::replace(text, '\n', ' ');
   EXPECT_EQ(written(read(text)), written(snapshot));

@@ -72,8 +72,9 @@ struct CollectCommand {
 };
 
 ExitStatus collect(const CollectCommand& command) {
-  if (const std::string fault = textFault(command.fabric); !fault.empty())
-    throw CommandError(kBadCommandLine, "--fabric: " + inQuotes(command.fabric) + " " + fault);
+  for (const std::string& fault : {textFault(command.fabric), lengthFault(command.fabric)})
+    if (!fault.empty())
+      throw CommandError(kBadCommandLine, "--fabric: " + inQuotes(command.fabric) + " " + fault);
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   const auto elapsed = [&] {

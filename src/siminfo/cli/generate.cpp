@@ -27,11 +27,11 @@ NodesByClass byClass(const SimInfoDumpCPP& generator, const std::vector<const IB
 }
 
 /// Leaves the first node of each class, and says which were left out.
-void keepFirstOfEachClass(NodesByClass& nodes) {
+void keepFirstOfEachClass(NodesByClass& classes) {
   std::vector<std::string> dropped;
-  for (auto& [nodeClass, ofClass] : nodes) {
-    for (std::size_t i = 1; i < ofClass.size(); ++i) dropped.push_back(printable(ofClass[i]->name));
-    ofClass.resize(1);
+  for (auto& [nodeClass, nodes] : classes) {
+    for (std::size_t i = 1; i < nodes.size(); ++i) dropped.push_back(printable(nodes[i]->name));
+    nodes.resize(1);
   }
   if (!dropped.empty())
     printNote("left out by --one-per-class: " + counted(dropped.size(), "node") + ": " + someOf(dropped));
@@ -82,22 +82,15 @@ std::vector<std::filesystem::path> generateNodes(const GenerateOptions& options,
   const SimInfoDumpCPP generator(
       engine, options.buildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames(),
       options.missing);
-  NodesByClass nodes = byClass(generator, selected);
-  if (options.onePerClass) keepFirstOfEachClass(nodes);
-  SelectionTerms written;
-  std::size_t wanted = 0;
-  for (const auto& [nodeClass, ofClass] : nodes) {
-    wanted += ofClass.size();
-    for (const IBNode* node : ofClass) written.guids.insert(node->guid);
-  }
-  // By its GUID a node is generated, so those that share one come along.
-  const std::vector<const IBNode*> all = selectNodes(snapshot, written, options.snapshot);
-  if (all.size() > wanted)
-    printNote(counted(all.size() - wanted, "node") + " more, of the same GUID as a selected one");
-  warnOfSharedClasses(byClass(generator, all));
+  NodesByClass classes = byClass(generator, selected);
+  if (options.onePerClass) keepFirstOfEachClass(classes);
+  warnOfSharedClasses(classes);
+  std::vector<const IBNode*> nodes;
+  for (const auto& [nodeClass, ofClass] : classes) nodes.insert(nodes.end(), ofClass.begin(), ofClass.end());
 
   GenerationSummary summary;
-  generator.Generate(options.name, written.guids, summary);
+  const OnlyThese onlyThese(snapshot.discovered.fabric, std::move(nodes));
+  generator.Generate(options.name, {}, summary);
   if (!engine.files().failure().empty()) throw CommandError(kBadInput, engine.files().failure());
   std::vector<std::filesystem::path> paths{engine.files().path()};
   if (options.simulatorHeader) paths.push_back(writeSimulatorHeader(options));

@@ -1,5 +1,3 @@
-#include <system_error>
-
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/generate_options.h"
 #include "siminfo/cli/selection.h"
@@ -26,13 +24,10 @@ std::vector<std::filesystem::path> generateModels(const GenerateOptions& options
   if (const std::string other = otherOwner(files); !other.empty())
     printWarning("the files of " + other + " in " + options.outputDir +
                  " are replaced: names of files tell " + options.name + " from " + other + " by nothing");
-  std::vector<std::filesystem::path> written;
-  try {
-    written = options.project ? writeProject(writer, set, options.name, options.shards, options.outputDir)
-                              : writeModelFiles(writer, set, files);
-  } catch (const std::system_error& error) {
-    throw CommandError(kBadInput, error.what());
-  }
+  constexpr Durability kSynced = Durability::kSynced;
+  const std::vector<std::filesystem::path> written =
+      options.project ? writeProject(writer, set, options.name, options.shards, options.outputDir, kSynced)
+                      : writeModelFiles(writer, set, files, kSynced);
   reportFrames(counted(set.nodes.size(), "node") + ", " + counted(set.models.size(), "model"), set.summary,
                Missing::kComment);
   reportStandIns(set.standIns, options.exactPorts);

@@ -5,6 +5,7 @@
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
+#include "siminfo/core/in_memory/temporary_file.h"
 #include "siminfo/core/version.h"
 
 namespace siminfo {
@@ -57,6 +58,7 @@ ExitStatus run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A file beyond the size limit is an error like a full disk, not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
+  siminfo::TemporaryFile::removeAllWhenKilled();
   try {
     return siminfo::run(argc, argv);
   } catch (const siminfo::CommandError& error) {

@@ -30,6 +30,8 @@ constexpr std::size_t kSmallestNode = 207;
 constexpr std::size_t kPort = 95;
 // Every node has a LID of its own, and a subnet has no more of them for single ports.
 constexpr std::uint64_t kMaxNodes = IB_MAX_UCAST_LID;
+// Ports that nodes have and the file does not: of an adapter, all but the one through which it was found.
+constexpr std::size_t kMostUnknownPorts = std::size_t{1} << 16U;
 // Far more than so many nodes with all their ports take.
 constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 30U;
 
@@ -97,7 +99,13 @@ class CacheReader {
       refuse(start, "the node's GUID, type and port count are not those of its NodeInfo");
     node.description = descriptionText(attribute().data());
     if (node.type == IB_NODE_SWITCH) node.switchInfo = switchInfo;
-    for (std::uint64_t stored = number(1); stored > 0; --stored) {
+    std::uint64_t stored = number(1);
+    unknownPorts_ += numPorts - std::min(numPorts, stored);
+    if (unknownPorts_ > kMostUnknownPorts)
+      refuse(start, "up to this node, " + std::to_string(unknownPorts_) +
+                        " ports of nodes are not in the file; expected at most " +
+                        std::to_string(kMostUnknownPorts));
+    for (; stored > 0; --stored) {
       const std::size_t at = at_;
       const std::uint64_t portGuid = number(8);
       const PortKey key{portGuid, static_cast<unsigned>(number(1))};
@@ -145,6 +153,7 @@ class CacheReader {
   std::string fileName_;
   std::vector<std::uint8_t> bytes_;
   std::size_t at_ = 0;
+  std::size_t unknownPorts_ = 0;
   std::map<std::uint64_t, WalkedNode> nodes_;
   struct Peer {
     std::uint64_t node;  // by GUID

@@ -32,7 +32,9 @@ NodeNameMap readNodeNameMap(const std::string& fileName) {
   const std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
     const auto entry = parseEntry(line);
     if (!entry) return "expected a line like 0x0002c90300000001 \"name\"";
-    names.try_emplace(entry->first, safeText(entry->second));
+    std::string name = safeText(entry->second);
+    if (const std::string length = lengthFault(name); !length.empty()) return "the name " + length;
+    names.try_emplace(entry->first, std::move(name));
     return {};
   });
   if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);

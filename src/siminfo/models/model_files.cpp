@@ -1,37 +1,21 @@
 #include "siminfo/models/model_files.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <fstream>
 #include <optional>
-#include <system_error>
+#include <stdexcept>
 
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/core/in_memory/host_name_check.h"
 #include "siminfo/core/in_memory/in_memory_drovik.h"
-#include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/core/section_stream.h"
+#include "siminfo/simulator/headers.h"
 #include "siminfo/text/number_text.h"
 
 namespace siminfo {
 namespace {
-
-/// One file after the other in a folder, each whole or not at all.
-class Folder {
- public:
-  explicit Folder(const std::filesystem::path& path) : files_(path) {}
-
-  void put(const std::string& name, const SectionStream& text) {
-    if (const int error = files_.put(name, text.text()); error != 0)
-      throw std::system_error(error, std::generic_category(), files_.path().string());
-    written_.push_back(files_.path());
-  }
-  std::vector<std::filesystem::path> written() { return std::move(written_); }
-
- private:
-  OutputDirectory files_;
-  std::vector<std::filesystem::path> written_;
-};
 
 /// That of a fabric without a source: what a file of models says does not depend on where one was read from.
 void printHead(SectionStream& os, const std::string& lowerName) {
@@ -79,27 +63,28 @@ std::string ModelFiles::nodesFile() const { return lowerName() + "_nodes.tsv"; }
 std::string ModelFiles::listFile() const { return lowerName() + "_models.def"; }
 
 std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, const ModelSet& set,
-                                                   const ModelFiles& files) {
+                                                   const ModelFiles& files, Durability durability) {
   if (const std::string fault = hostNameFault(); !fault.empty()) throw std::runtime_error(fault);
-  std::filesystem::create_directories(files.folder);
-  Folder folder(files.folder);
+  std::vector<std::filesystem::path> written;
   SectionStream text;
-  for (unsigned shard = 0; shard < files.shards; ++shard) {
+  const auto put = [&](const std::string& name) {
+    written.push_back(files.folder / name);
+    writeFile(written.back(), text.text(), durability);
     text.clearText();
+  };
+  for (unsigned shard = 0; shard < files.shards; ++shard) {
     printHead(text, files.lowerName());
     for (const Model& model : set.models) {
       if (files.shardOf(model) == shard) writer.printModel(text, files.name, model);
     }
-    folder.put(files.shardFile(shard), text);
+    put(files.shardFile(shard));
   }
   removeLeftShards(files);
-  text.clearText();
   printNodes(text, set);
-  folder.put(files.nodesFile(), text);
-  text.clearText();
+  put(files.nodesFile());
   printList(text, set, [](const Model&) { return true; });
-  folder.put(files.listFile(), text);
-  return folder.written();
+  put(files.listFile());
+  return written;
 }
 
 void printList(SectionStream& os, const ModelSet& set, const std::function<bool(const Model&)>& isListed) {
@@ -113,10 +98,14 @@ void printList(SectionStream& os, const ModelSet& set, const std::function<bool(
 std::string otherOwner(const ModelFiles& files) {
   constexpr std::string_view kVoid = "void ";
   for (unsigned shard = 0; shard < files.shards; ++shard) {
-    std::ifstream file(files.folder / files.shardFile(shard), std::ios_base::binary);
-    for (std::string line; std::getline(file, line);) {
+    const std::filesystem::path path = files.folder / files.shardFile(shard);
+    if (!std::filesystem::is_regular_file(path)) continue;
+    std::ifstream file(path, std::ios_base::binary);
+    for (std::array<char, 256> piece{}; file.getline(piece.data(), piece.size()) || file.gcount() > 0;) {
+      if (!file) file.clear();  // the rest of a long line
+      const std::string_view line = piece.data();
       if (!line.starts_with(kVoid)) continue;
-      const std::string owner = line.substr(kVoid.size(), line.find("::") - kVoid.size());
+      const std::string owner(line.substr(kVoid.size(), line.find("::") - kVoid.size()));
       return owner != files.name ? owner : std::string();
     }
   }

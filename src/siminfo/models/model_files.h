@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "siminfo/core/in_memory/temporary_file.h"
 #include "siminfo/models/model.h"
 
 namespace siminfo {
@@ -25,10 +26,10 @@ struct ModelFiles {
 };
 
 /// Writes the files of the set and returns their paths. A file whose bytes would be the same is not touched,
-/// and sources that an earlier run with more shards left behind are removed. Throws std::system_error, and
-/// std::runtime_error where no source may be written.
+/// and sources that an earlier run with more shards left behind are removed. Throws std::runtime_error, also
+/// where no source may be written.
 std::vector<std::filesystem::path> writeModelFiles(const ModelWriter& writer, const ModelSet& set,
-                                                   const ModelFiles& files);
+                                                   const ModelFiles& files, Durability durability);
 
 /// A line for each model of the set that is listed: "SIMINFO_MODEL(CLASS, MODEL, PORTS)".
 void printList(SectionStream& os, const ModelSet& set, const std::function<bool(const Model&)>& isListed);

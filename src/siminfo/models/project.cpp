@@ -138,13 +138,13 @@ ModelFiles projectFiles(const std::string& name, unsigned shards, const std::fil
 
 std::vector<std::filesystem::path> writeProject(const ModelWriter& writer, const ModelSet& set,
                                                 const std::string& name, unsigned shards,
-                                                const std::filesystem::path& root) {
+                                                const std::filesystem::path& root, Durability durability) {
   const ModelFiles files = projectFiles(name, shards, root);
-  std::vector<std::filesystem::path> written = writeModelFiles(writer, set, files);
+  std::vector<std::filesystem::path> written = writeModelFiles(writer, set, files, durability);
   const auto put = [&](const std::filesystem::path& path, const std::function<void(SectionStream&)>& print) {
     SectionStream text;
     print(text);
-    writeFile(path, text.text());
+    writeFile(path, text.text(), durability);
     written.push_back(path);
   };
   for (unsigned shard = 0; shard < shards; ++shard)
@@ -155,7 +155,7 @@ std::vector<std::filesystem::path> writeProject(const ModelWriter& writer, const
   put(files.folder / headerFile(files), [&](SectionStream& os) { printHeader(os, files); });
   put(files.folder / mainFile(files), [&](SectionStream& os) { printMain(os, files); });
   put(root / "CMakeLists.txt", [&](SectionStream& os) { printBuild(os, files); });
-  writeSimulator(root);
+  writeSimulator(root, durability);
   return written;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <system_error>
+#include <stdexcept>
 
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/core/in_memory/output_directory.h"
@@ -131,18 +131,17 @@ std::string dumpHeader(const std::string& name) {
   return std::string(text.text());
 }
 
-void writeFile(const std::filesystem::path& path, std::string_view text) {
+void writeFile(const std::filesystem::path& path, std::string_view text, Durability durability) {
   std::filesystem::create_directories(path.parent_path());
-  OutputDirectory folder(path.parent_path());
-  if (const int error = folder.put(path.filename(), text); error != 0)
-    throw std::system_error(error, std::generic_category(), path.string());
+  OutputDirectory folder(path.parent_path(), durability);
+  if (folder.put(path.filename(), text) != 0) throw std::runtime_error(folder.failure());
 }
 
-void writeSimulator(const std::filesystem::path& root) {
+void writeSimulator(const std::filesystem::path& root, Durability durability) {
   for (const SimulatorHeader& header : kSimulatorHeaders) {
-    if (!isOfServer(header)) writeFile(root / header.path, header.text);
+    if (!isOfServer(header)) writeFile(root / header.path, header.text, durability);
   }
-  writeFile(root / "infiniband/drovik/drovik_records.h", recordsHeader());
+  writeFile(root / "infiniband/drovik/drovik_records.h", recordsHeader(), durability);
 }
 
 void writeServer(const std::filesystem::path& root) {

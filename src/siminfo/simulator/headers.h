@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "siminfo/core/in_memory/temporary_file.h"
+
 namespace siminfo {
 
 /// A header as it was when siminfo was built: an installed siminfo needs no folder of headers beside it.
@@ -31,14 +33,15 @@ bool isSimulatorName(std::string_view name);
 std::string dumpHeader(const std::string& name);
 
 /// Puts the complete simulator under `root`: everything that generated source includes but the dump's own
-/// header. Throws std::system_error.
-void writeSimulator(const std::filesystem::path& root);
+/// header. Throws like writeFile, as does the next one.
+void writeSimulator(const std::filesystem::path& root, Durability durability = Durability::kScratch);
 
-/// Puts the server's headers beside it, in server/. Throws std::system_error.
+/// Puts the server's headers beside it, in server/.
 void writeServer(const std::filesystem::path& root);
 
-/// Makes the file hold the text, whole or not at all, and does not touch one that does. Throws
-/// std::system_error.
-void writeFile(const std::filesystem::path& path, std::string_view text);
+/// Makes the file hold the text, whole or not at all, and does not touch one that does. Makes the
+/// folders on the way. Throws std::runtime_error with the path and the cause.
+void writeFile(const std::filesystem::path& path, std::string_view text,
+               Durability durability = Durability::kScratch);
 
 }  // namespace siminfo

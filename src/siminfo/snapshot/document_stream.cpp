@@ -121,7 +121,8 @@ bool DocumentStream::next() {
 void DocumentStream::takeLine() {
   for (std::size_t seen = 0;;) {
     length_ = held().find('\n', seen);
-    if (length_ != std::string_view::npos) return;
+    // What makes a line too long may be blanks behind the document.
+    if (length_ != std::string_view::npos) return length_ > kLongestDocument ? takeBrackets() : void();
     length_ = seen = held().size();
     // No document is as long as a file whose line ends were taken out.
     if (seen > kWindow && hasBrackets()) return takeBrackets();
@@ -132,9 +133,9 @@ void DocumentStream::takeLine() {
 void DocumentStream::takeBrackets() {
   isWidened_ = true;
   BracketScanner scanner;
-  while ((length_ = scanner.scan(held())) == 0) {
-    if (readMore()) continue;
-    length_ = held().size();
+  while ((length_ = scanner.scan(held().substr(0, kLongestDocument))) == 0) {
+    if (held().size() <= kLongestDocument && readMore()) continue;
+    length_ = std::min(held().size(), kLongestDocument + 1);
     isCut_ = true;
     return;
   }
@@ -161,7 +162,10 @@ bool DocumentStream::takeLines(std::size_t size, Lines& lines) {
   for (std::size_t seen = size; taken == 0 && seen < held().size();) {
     taken = held().find('\n', seen) + 1;
     seen = held().size();
-    if (taken == 0 && !readMore()) taken = seen;
+    if (taken == 0 && !readMore()) {
+      if (held().size() > kLongestDocument) return false;
+      taken = seen;
+    }
   }
   if (taken == 0) return false;
   if (lines.memory.size() < taken + kPadding) lines.memory.resize(taken + kPadding);

@@ -33,14 +33,14 @@ class DocumentStream {
   /// is another text, white space at its end apart, so that it is worth parsing. False as well when the
   /// document begins with no bracket, and when none closes it; isCut() is for the latter.
   bool widen();
-  /// Whether widen() met the end of the input, or the limit, before the closing bracket; text() is then all
-  /// that was read of the document.
+  /// Whether the end of the input, or the limit, was met before the closing bracket; text() is then all that
+  /// was read of the document, or one byte more than the limit.
   bool isCut() const { return isCut_; }
 
   /// Moves at most `size` bytes from before the next document into `lines`, or more where one line is longer:
-  /// whole lines, the last of the input with or without its end. False when there is nothing left, and on a
-  /// line that was found to have several documents. putBack undoes it, the lines that were taken last before
-  /// those that were taken earlier.
+  /// whole lines, the last of the input with or without its end. False when there is nothing left, on a line
+  /// that was found to have several documents, and on one that is longer than any document. putBack undoes
+  /// it, the lines that were taken last before those that were taken earlier.
   bool takeLines(std::size_t size, Lines& lines);
   void putBack(const Lines& lines);
 

@@ -46,7 +46,7 @@ std::string Place::path() const {
     return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
   });
   if (!isPlain) return path + "[" + inQuotes(key) + "]";
-  return path.empty() ? std::string(key) : path + "." + std::string(key);
+  return (path.empty() ? path : path + ".") + shortened(key);
 }
 
 std::string malformedWords(simdjson::error_code error) {
@@ -122,7 +122,7 @@ std::uint64_t readSpelledInteger(const Place& place, json::value value, const In
   const std::string_view kind = kindOf(value);
   std::string fault = "is " + std::string(kind);
   if (isText) fault = inQuotes(text) + " does not fit";
-  if (kind == "a number") fault = printable(text) + " does not fit";
+  if (kind == "a number") fault = printable(shortened(text)) + " does not fit";
   refuse(place, fault + "; expected " + integerWords(form));
 }
 
@@ -136,8 +136,10 @@ std::string_view readText(const Place& place, json::value value) {
 
 namespace {
 
-std::string_view judged(const Place& place, std::string_view text, const std::string& fault) {
-  if (!fault.empty()) refuse(place, fault + "; such a text could leave its line in the generated source");
+std::string_view judged(const Place& place, std::string_view text, std::string (*faultOf)(std::string_view)) {
+  if (const std::string fault = lengthFault(text); !fault.empty()) refuse(place, fault);
+  if (const std::string fault = faultOf(text); !fault.empty())
+    refuse(place, fault + "; such a text could leave its line in the generated source");
   return text;
 }
 
@@ -145,12 +147,12 @@ std::string_view judged(const Place& place, std::string_view text, const std::st
 
 std::string_view readLineText(const Place& place, json::value value) {
   const std::string_view text = readText(place, value);
-  return judged(place, text, textFault(text));
+  return judged(place, text, textFault);
 }
 
 std::string_view readName(const Place& place, json::value value) {
   const std::string_view text = readText(place, value);
-  return judged(place, text, nameFault(text));
+  return judged(place, text, nameFault);
 }
 
 bool isString(json::value value) {

@@ -119,6 +119,9 @@ void readMembers(const Place& place, json::value value, const KeyTable& keys, Vi
   readMembers(place, take(place, value.get_object(), value, "an object"), keys, visit);
 }
 
+/// No list of a snapshot is longer: there are as many ports, and monitors of a port.
+inline constexpr std::size_t kLongestList = 256;
+
 /// Calls `visit(value, place)` for every element of the array and returns their number.
 template <class Visit>
 std::size_t readElements(const Place& place, json::value value, Visit visit) {
@@ -126,7 +129,9 @@ std::size_t readElements(const Place& place, json::value value, Visit visit) {
   for (simdjson::simdjson_result<json::value> result : take(place, value.get_array(), value, "an array")) {
     if (result.error() != simdjson::SUCCESS) refuse(place, result.error(), nullptr, {});
     json::value element = result.value_unsafe();
-    visit(element, Place{&place, {}, index++, element.raw_json_token().data()});
+    const Place at{&place, {}, index++, element.raw_json_token().data()};
+    if (index > kLongestList) refuse(at, "is one too many; expected at most 256 elements");
+    visit(element, at);
   }
   return index;
 }

@@ -17,6 +17,7 @@ void parse(DocumentParser& parser, ParsedLines& parsed) {
     const std::string_view document = text.substr(0, text.find('\n'));
     text.remove_prefix(std::min(document.size() + 1, text.size()));
     if (isBlank(document)) continue;
+    if (document.size() > DocumentStream::kLongestDocument) return;
     if (parsed.count == parsed.drafts.size()) {
       parsed.drafts.emplace_back();
       parsed.lineOf.emplace_back();

@@ -1,5 +1,7 @@
 #include "siminfo/snapshot/links.h"
 
+#include <algorithm>
+
 #include "siminfo/text/quoting.h"
 
 namespace siminfo {
@@ -23,12 +25,28 @@ std::string targetFault(const IBFabric& fabric, const LinkJudge::End& end) {
          std::to_string(found->second->numPorts);
 }
 
+using Ends = std::vector<const LinkJudge::End*>;
+
+/// The ends in the order of that name of theirs, and those of one name in the order of the file.
+Ends sortedBy(PortName (*name)(const LinkJudge::End&), const std::vector<LinkJudge::End>& ends) {
+  Ends sorted;
+  sorted.reserve(ends.size());
+  for (const LinkJudge::End& end : ends) sorted.push_back(&end);
+  std::ranges::stable_sort(sorted, {}, [name](const LinkJudge::End* end) { return name(*end); });
+  return sorted;
+}
+
+/// The first of those that have that name; null when there is none.
+const LinkJudge::End* find(const Ends& sorted, PortName (*name)(const LinkJudge::End&),
+                           const PortName& wanted) {
+  const auto found =
+      std::ranges::lower_bound(sorted, wanted, {}, [name](const LinkJudge::End* end) { return name(*end); });
+  return found != sorted.end() && name(**found) == wanted ? *found : nullptr;
+}
+
 }  // namespace
 
 void LinkJudge::judge(const IBFabric& fabric, const Refuse& refuse) const {
-  std::map<PortName, const End*> bySource;
-  for (const End& end : ends_) bySource.emplace(nameOf(end), &end);
-  std::map<PortName, const End*> byTarget;
   bool isEachRight = true;
   for (const End& end : ends_) {
     const std::string fault = targetFault(fabric, end);
@@ -36,15 +54,16 @@ void LinkJudge::judge(const IBFabric& fabric, const Refuse& refuse) const {
     isEachRight = isEachRight && fault.empty();
   }
   if (!isEachRight) return;
+  const Ends bySource = sortedBy(nameOf, ends_);
+  const Ends byTarget = sortedBy(targetOf, ends_);
   for (const End& end : ends_) {
-    const auto [first, isNew] = byTarget.emplace(targetOf(end), &end);
-    if (!isNew)
-      refuse(end, "leads to " + spelled(targetOf(end)) + ", where " + spelled(nameOf(*first->second)) +
+    if (const End* first = find(byTarget, targetOf, targetOf(end)); first != &end)
+      refuse(end, "leads to " + spelled(targetOf(end)) + ", where " + spelled(nameOf(*first)) +
                       " is connected already");
-    const auto back = bySource.find(targetOf(end));
-    if (back != bySource.end() && targetOf(*back->second) != nameOf(end))
+    const End* back = find(bySource, nameOf, targetOf(end));
+    if (back != nullptr && targetOf(*back) != nameOf(end))
       refuse(end, "leads to " + spelled(targetOf(end)) + ", which says that it is connected to " +
-                      spelled(targetOf(*back->second)));
+                      spelled(targetOf(*back)));
   }
 }
 

@@ -359,6 +359,9 @@ Indices addNodeAndPorts(const NodeDraft& draft, IBNode& node, InMemoryFabric& fa
   node.ports = std::move(ports);
   node.recordIndex = nodeIndex;
   Indices indices(nodeIndex);
+  std::size_t highest = 0;
+  for (const PortDraft& each : draft.ports) highest = std::max<std::size_t>(highest, each.port.num);
+  node.ports.resize(highest + 1);
   for (const PortDraft& each : draft.ports) {
     IBPort& port = *fabric.addPort(node, each.port.num);
     indices.addPort(port.recordIndex);

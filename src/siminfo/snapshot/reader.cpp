@@ -19,6 +19,8 @@ namespace siminfo {
 namespace {
 
 constexpr std::size_t kNodesPerProgress = 256;
+// Each takes the memory of a pointer. No subnet has as many that count.
+constexpr std::size_t kMostSkippedPorts = std::size_t{1} << 22U;
 constexpr std::size_t kLinesPerThread = 256UL * 1024;  // bytes that a thread is given at once
 
 struct Header {
@@ -173,6 +175,7 @@ class SnapshotReader {
   /// bracket that closes it. A line that was no whole document says nothing about what is wrong.
   template <class Result>
   void parse(void (*parseObject)(json::object, const char*, Result&), Result& result) {
+    if (documents_.isCut()) refuseCut();
     try {
       return parser_.parse(documents_.text(), parseObject, result);
     } catch (const Refusal& refusal) {
@@ -200,6 +203,14 @@ class SnapshotReader {
                lineAt(draft.nameAt));
     }
     lines_.push_back(lineAt(draft.nameAt));
+    skippedPorts_ +=
+        static_cast<std::size_t>(std::count(node->ports.begin() + 1, node->ports.end(), nullptr));
+    if (skippedPorts_ > kMostSkippedPorts)
+      refuseAt("ports",
+               "with this node, " + std::to_string(skippedPorts_) +
+                   " ports are left out below the highest of their node; expected at most " +
+                   std::to_string(kMostSkippedPorts),
+               lines_.back());
     for (const PortIdentityDraft& each : draft.portIdentities) {
       if (!each.identity.link) continue;
       const std::uint8_t num = draft.ports[each.owner].port.num;
@@ -234,6 +245,7 @@ class SnapshotReader {
   const ReadProgress& progress_;
   DocumentParser parser_;
   Snapshot snapshot_;
+  std::size_t skippedPorts_ = 0;    // numbers below the highest of their node
   std::vector<std::size_t> lines_;  // of the nodes' names, by recordIndex
 
   // What the latest header promised.

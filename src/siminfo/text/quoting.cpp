@@ -30,8 +30,17 @@ std::string octal(unsigned char byte) {
 
 }  // namespace
 
+std::string shortened(std::string_view text) {
+  constexpr std::size_t kMost = 256;  // bytes
+  if (text.size() <= kMost) return std::string(text);
+  std::size_t end = kMost;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80)
+    --end;  // not inside of a character
+  return std::string(text.substr(0, end)) + "...";
+}
+
 std::string inQuotes(std::string_view text) {
-  return std::string(1, '"').append(printable(text)).append(1, '"');
+  return std::string(1, '"').append(printable(shortened(text))).append(1, '"');
 }
 
 std::string jsonString(std::string_view text) {

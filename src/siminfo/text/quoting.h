@@ -5,7 +5,11 @@
 
 namespace siminfo {
 
-/// The text between quotation marks, for a message on a terminal: what must not get there as \u{...}.
+/// How the text begins, with "..." for what a message has no room for.
+std::string shortened(std::string_view text);
+
+/// The text between quotation marks, for a message on a terminal: shortened, and what must not get there as
+/// \u{...}.
 std::string inQuotes(std::string_view text);
 
 /// The UTF-8 text as a string of JSON.

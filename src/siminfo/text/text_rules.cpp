@@ -99,6 +99,11 @@ std::string textFault(std::string_view text) {
   return {};
 }
 
+std::string lengthFault(std::string_view text) {
+  if (text.size() <= kLongestText) return {};
+  return "has " + std::to_string(text.size()) + " bytes; expected at most " + std::to_string(kLongestText);
+}
+
 namespace {
 
 /// Where a comment begins behind a quotation mark that closes the one before the name; npos when none does.

@@ -13,6 +13,11 @@ std::string textFault(std::string_view text);
 /// The same for the name of a node, which stands behind quotation marks that nothing may close as well.
 std::string nameFault(std::string_view text);
 
+/// Longer ones are no texts of a fabric: the longest that a device can give has 64 bytes.
+inline constexpr std::size_t kLongestText = 4096;
+/// The same as textFault for a text that is too long.
+std::string lengthFault(std::string_view text);
+
 /// The code point that begins at `text[at]`, and moves `at` behind it. A byte that begins none stands for
 /// itself, with `valid` set to false.
 char32_t nextCodePoint(std::string_view text, std::size_t& at, bool& valid);

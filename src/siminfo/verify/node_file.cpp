@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <set>
 #include <span>
 #include <system_error>
 
@@ -60,11 +59,10 @@ FrameFaults faultsOf(const FoundSection& found, const IBNode& node, const OwnTex
 std::filesystem::path generateNodeFile(Snapshot& snapshot, const std::string& name,
                                        const std::vector<const IBNode*>& nodes, const NodeFileForm& form,
                                        const std::filesystem::path& folder) {
-  std::set<std::uint64_t> guids;
-  for (const IBNode* node : nodes) guids.insert(node->guid);
+  const OnlyThese onlyThese(snapshot.discovered.fabric, nodes);
   InMemoryDrovik engine(snapshot.discovered, folder);
   const auto frames = form.isBuildable ? SimInfoDumpCPP::BuildableFrames() : SimInfoDumpCPP::Frames();
-  const int error = SimInfoDumpCPP(engine, frames, form.missing).Generate(name, guids);
+  const int error = SimInfoDumpCPP(engine, frames, form.missing).Generate(name, {});
   if (!engine.files().failure().empty())
     throw std::system_error(error != 0 ? error : EIO, std::generic_category(), engine.files().failure());
   return engine.files().path();

@@ -1,5 +1,7 @@
 #include "siminfo/core/in_memory/in_memory_fabric.h"
 
+#include <algorithm>
+
 #include "siminfo/core/block_emitter.h"
 #include "siminfo/core/version.h"
 
@@ -11,7 +13,7 @@ IBNode* InMemoryFabric::addNode(const std::string& name, std::uint8_t numPorts) 
   IBNode& node = nodes_.emplace_back();
   node.name = name;
   node.numPorts = numPorts;
-  node.ports.resize(numPorts + std::size_t{1});
+  node.ports.resize(1);
   node.recordIndex = static_cast<std::uint32_t>(nodes_.size() - 1);
   place->second = &node;
   return &node;
@@ -21,8 +23,22 @@ IBPort* InMemoryFabric::addPort(IBNode& node, std::uint8_t num) {
   IBPort& port = ports_.emplace_back();
   port.num = num;
   port.recordIndex = static_cast<std::uint32_t>(ports_.size() - 1);
-  node.ports.at(num) = &port;
+  if (num >= node.ports.size()) node.ports.resize(num + std::size_t{1});
+  node.ports[num] = &port;
   return &port;
+}
+
+OnlyThese::OnlyThese(const IBFabric& fabric, std::vector<const IBNode*> nodes) {
+  std::ranges::sort(nodes);
+  for (const auto& [name, node] : fabric.nodeByName) {
+    if (!node->inSubFabric || std::ranges::binary_search(nodes, node)) continue;
+    node->inSubFabric = false;
+    leftOut_.push_back(node);
+  }
+}
+
+OnlyThese::~OnlyThese() {
+  for (IBNode* node : leftOut_) node->inSubFabric = true;
 }
 
 void InMemoryFabric::WriteFileHeader(std::ostream& out, const char* commentPrefix) const {

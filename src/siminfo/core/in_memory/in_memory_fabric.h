@@ -3,6 +3,7 @@
 #include <deque>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "siminfo/core/fabric.h"
 
@@ -14,9 +15,9 @@ class InMemoryFabric final : public IBFabric {
   /// What the fabric was discovered from, for the header of generated files; empty when it is not known.
   std::string source;
 
-  /// Adds a node with a port list of `numPorts` + 1 null entries, or returns null when the name is taken.
+  /// Adds a node whose port list is one null entry, or returns null when the name is taken.
   IBNode* addNode(const std::string& name, std::uint8_t numPorts);
-  /// Adds port `num`, which is at most the node's port count, in place of the null entry of that number.
+  /// Adds port `num`, which is at most the node's port count, and makes the port list as long as that takes.
   IBPort* addPort(IBNode& node, std::uint8_t num);
 
   /// Number of ports of all nodes.
@@ -27,6 +28,20 @@ class InMemoryFabric final : public IBFabric {
  private:
   std::deque<IBNode> nodes_;
   std::deque<IBPort> ports_;
+};
+
+/// While it lives, no other nodes of the fabric take part in the run. The generator selects by GUID, and
+/// several nodes may have one.
+class OnlyThese {
+ public:
+  /// The fabric is borrowed.
+  OnlyThese(const IBFabric& fabric, std::vector<const IBNode*> nodes);
+  ~OnlyThese();
+  OnlyThese(const OnlyThese&) = delete;
+  OnlyThese& operator=(const OnlyThese&) = delete;
+
+ private:
+  std::vector<IBNode*> leftOut_;
 };
 
 }  // namespace siminfo

@@ -4,99 +4,126 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <ext/stdio_filebuf.h>
 #include <system_error>
 
 namespace siminfo {
 namespace {
 
-/// Creates a file of its own beside `target` and returns its path, or an empty path with errno set.
-std::filesystem::path createBeside(const std::filesystem::path& target) {
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string name(".");
-    name.append(target.filename()).append(".").append(std::to_string(getpid())).append(".");
-    name.append(std::to_string(attempt)).append(".tmp");
-    std::filesystem::path path = target.parent_path() / name;
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor >= 0) {
-      ::close(descriptor);
-      return path;
-    }
-    if (errno != EEXIST) break;
-  }
-  return {};
-}
+/// What the umask leaves of a new file's mode. Asked for before there are threads, as asking changes it.
+const mode_t kNewMode = []() noexcept {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666U & ~mask;
+}();
 
-/// Whether the file is there and is this text, byte for byte.
-bool holds(const std::filesystem::path& path, std::string_view text) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error) ||
-      std::filesystem::file_size(path, error) != text.size())
-    return false;
-  std::ifstream file(path, std::ios_base::binary);
-  const std::string there{std::istreambuf_iterator<char>(file), {}};
-  return file && there == text;
+bool isTrusted(uid_t owner) { return owner == 0 || owner == ::geteuid(); }
+
+std::filesystem::path targetOf(const Descriptor& link) {
+  std::array<char, PATH_MAX> target{};
+  const ssize_t size = ::readlinkat(link.get(), "", target.data(), target.size());
+  return std::string(target.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
 }
 
 }  // namespace
 
-int OutputDirectory::open(const std::string& fileName, std::ofstream& out) {
-  discard();
+/// Opens the folder in which the file is, or is to be, with every link on the way judged as it is followed.
+int OutputDirectory::locate(const std::string& fileName) {
+  constexpr int kMostLinks = 40;
+  temporary_.discard();
   failure_.clear();
   path_ = directory_ / fileName;
-  std::error_code error;
-  target_ = path_;
-  if (std::filesystem::is_symlink(path_, error)) target_ = std::filesystem::weakly_canonical(path_, error);
-  if (std::filesystem::exists(target_, error) && !std::filesystem::is_regular_file(target_, error)) {
-    failure_ = path_.string() + ": is in the way and no regular file";
-    return EEXIST;
+  folder_ = Descriptor();
+  std::filesystem::path at = path_;
+  for (int links = 0; links <= kMostLinks; ++links) {
+    const std::filesystem::path parent = at.has_parent_path() ? at.parent_path() : ".";
+    Descriptor folder(
+        ::openat(folder_ ? folder_.get() : AT_FDCWD, parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) return fail(errno);
+    folder_ = std::move(folder);
+    name_ = at.has_filename() ? at.filename().string() : ".";
+    const Descriptor found(::openat(folder_.get(), name_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!found) return errno == ENOENT ? 0 : fail(errno);
+    struct stat info {};
+    if (::fstat(found.get(), &info) != 0) return fail(errno);
+    if (S_ISREG(info.st_mode)) return 0;
+    if (!S_ISLNK(info.st_mode)) return fail(EEXIST, path_.string() + ": is in the way and no regular file");
+    if (!isTrusted(info.st_uid))
+      return fail(EPERM, path_.string() + ": is a symbolic link of another user, number " +
+                             std::to_string(info.st_uid) + "; expected a file, or a link of your own");
+    at = targetOf(found);
   }
-  temporary_ = createBeside(target_);
-  if (temporary_.empty()) return fail(path_, errno);
-  out.open(temporary_, std::ios_base::binary | std::ios_base::trunc);
-  if (!out) return fail(temporary_, errno);
+  return fail(ELOOP);
+}
+
+int OutputDirectory::openLocated(std::ofstream& out) {
+  if (const int error = temporary_.create(folder_); error != 0) return fail(error);
+  const int descriptor = ::fcntl(temporary_.descriptor().get(), F_DUPFD_CLOEXEC, 0);
+  if (descriptor < 0) return fail(errno);
+  // The file has no name to open it by.
+  out.clear();
+  *out.rdbuf() = __gnu_cxx::stdio_filebuf<char>(descriptor, std::ios_base::out | std::ios_base::binary);
+  if (!out.is_open()) return fail(errno);
   errno = 0;  // whatever a failing write leaves here is what close() reports
   return 0;
 }
 
+int OutputDirectory::open(const std::string& fileName, std::ofstream& out) {
+  const int error = locate(fileName);
+  return error == 0 ? openLocated(out) : error;
+}
+
 int OutputDirectory::close(std::ofstream& out) {
   out.flush();
-  const bool written = out.good();
+  const bool isWritten = out.good();
   const int writeError = errno;
   out.close();
-  if (!written || !out) return fail(path_, written ? errno : writeError);
+  if (!isWritten || !out) return fail(isWritten ? errno : writeError);
 
   struct stat old {};
-  if (::stat(target_.c_str(), &old) == 0) ::chmod(temporary_.c_str(), old.st_mode & 07777U);
-  if (::rename(temporary_.c_str(), target_.c_str()) != 0) return fail(path_, errno);
-  temporary_.clear();
-  return 0;
+  const bool isNew =
+      ::fstatat(folder_.get(), name_.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(old.st_mode);
+  const int error = temporary_.replace(name_, isNew ? kNewMode : old.st_mode & 0777U, durability_);
+  return error == 0 ? 0 : fail(error);
+}
+
+/// Whether the file is there and is this text, byte for byte.
+bool OutputDirectory::holds(std::string_view text) const {
+  const Descriptor there(
+      ::openat(folder_.get(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat info {};
+  if (!there || ::fstat(there.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+      static_cast<std::size_t>(info.st_size) != text.size())
+    return false;
+  std::array<char, 16384> piece;
+  for (;;) {
+    const ssize_t got = ::read(there.get(), piece.data(), piece.size());
+    if (got <= 0) return got == 0 && text.empty();
+    if (!text.starts_with(std::string_view(piece.data(), static_cast<std::size_t>(got)))) return false;
+    text.remove_prefix(static_cast<std::size_t>(got));
+  }
 }
 
 int OutputDirectory::put(const std::string& fileName, std::string_view text) {
-  path_ = directory_ / fileName;
-  if (holds(path_, text)) return 0;
+  if (const int error = locate(fileName); error != 0 || holds(text)) return error;
   std::ofstream out;
-  if (const int error = open(fileName, out); error != 0) return error;
+  if (const int error = openLocated(out); error != 0) return error;
   out.write(text.data(), static_cast<std::streamsize>(text.size()));
   return close(out);
 }
 
-int OutputDirectory::refuse(std::string why) {
-  failure_ = std::move(why);
-  return EINVAL;
-}
-
-int OutputDirectory::fail(const std::filesystem::path& path, int error) {
+int OutputDirectory::fail(int error) {
   if (error == 0) error = EIO;
-  failure_ = path.string() + ": " + std::generic_category().message(error);
-  discard();
-  return error;
+  return fail(error, path_.string() + ": " + std::generic_category().message(error));
 }
 
-void OutputDirectory::discard() {
-  if (!temporary_.empty()) ::unlink(temporary_.c_str());
-  temporary_.clear();
+int OutputDirectory::fail(int error, std::string why) {
+  failure_ = std::move(why);
+  temporary_.discard();
+  return error;
 }
 
 }  // namespace siminfo

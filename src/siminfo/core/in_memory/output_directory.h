@@ -5,16 +5,18 @@
 #include <string>
 #include <string_view>
 
+#include "siminfo/core/in_memory/temporary_file.h"
+
 namespace siminfo {
 
-/// Output files of a directory that appear whole or not at all. A file is written beside its place under a
-/// hidden name and renamed when it is complete; until then, and after a failure, the old file stays.
+/// Output files of a directory that appear whole or not at all; until then, and after a failure, the old file
+/// stays. A new file has the mode that the umask leaves, another one keeps its own, without setuid, setgid
+/// and sticky. A symbolic link stays and its target is replaced, if this user or root made the link; anybody
+/// else's is refused.
 class OutputDirectory {
  public:
-  explicit OutputDirectory(std::filesystem::path directory) : directory_(std::move(directory)) {}
-  ~OutputDirectory() { discard(); }
-  OutputDirectory(const OutputDirectory&) = delete;
-  OutputDirectory& operator=(const OutputDirectory&) = delete;
+  explicit OutputDirectory(std::filesystem::path directory, Durability durability = Durability::kSynced)
+      : directory_(std::move(directory)), durability_(durability) {}
 
   /// Opens `out` for the file of that name. Returns 0, or an errno value, of which failure() says more.
   int open(const std::string& fileName, std::ofstream& out);
@@ -25,7 +27,7 @@ class OutputDirectory {
   int put(const std::string& fileName, std::string_view text);
 
   /// Opens nothing, for that reason. Returns an errno value.
-  int refuse(std::string why);
+  int refuse(std::string why) { return fail(EINVAL, std::move(why)); }
 
   /// Where the file that was opened last stands once it is closed.
   const std::filesystem::path& path() const { return path_; }
@@ -33,13 +35,18 @@ class OutputDirectory {
   const std::string& failure() const { return failure_; }
 
  private:
-  int fail(const std::filesystem::path& path, int error);
-  void discard();
+  int locate(const std::string& fileName);
+  int openLocated(std::ofstream& out);
+  bool holds(std::string_view text) const;
+  int fail(int error);
+  int fail(int error, std::string why);
 
   std::filesystem::path directory_;
-  std::filesystem::path path_;       // the file as it was asked for
-  std::filesystem::path target_;     // what is replaced: a symbolic link's target, not the link
-  std::filesystem::path temporary_;  // empty when no file is open
+  Durability durability_;
+  std::filesystem::path path_;  // the file as it was asked for
+  Descriptor folder_;           // where it really is, behind a symbolic link perhaps
+  std::string name_;            // and its name there
+  TemporaryFile temporary_;
   std::string failure_;
 };
 

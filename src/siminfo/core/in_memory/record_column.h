@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -8,22 +9,30 @@
 namespace siminfo {
 
 /// All records of one type, one behind the other, found by a key that numbers nodes or ports from 0. Records
-/// stay where they are for as long as the column lives.
+/// stay where they are for as long as the column lives. Keys without a record cost next to nothing.
 template <class Record>
 class RecordColumn {
  public:
   /// Null when no record was added under the key.
-  const Record* find(std::uint32_t key) const { return key < byKey_.size() ? byKey_[key] : nullptr; }
+  const Record* find(std::uint32_t key) const {
+    const std::size_t page = key / kPage;
+    return page < pages_.size() && pages_[page] != nullptr ? (*pages_[page])[key % kPage] : nullptr;
+  }
 
   /// Adds the record under the key, or replaces the one that is there.
   void set(std::uint32_t key, const Record& record) {
-    if (key >= byKey_.size()) byKey_.resize(key + std::size_t{1});
-    if (byKey_[key] == nullptr) byKey_[key] = next();
-    *byKey_[key] = record;
+    const std::size_t page = key / kPage;
+    if (page >= pages_.size()) pages_.resize(page + 1);
+    if (pages_[page] == nullptr) pages_[page] = std::make_unique<Page>();
+    Record*& place = (*pages_[page])[key % kPage];
+    if (place == nullptr) place = next();
+    *place = record;
   }
 
  private:
+  static constexpr std::size_t kPage = 64;
   static constexpr std::size_t kChunk = 256;
+  using Page = std::array<Record*, kPage>;
 
   Record* next() {
     if (used_ == kChunk) {
@@ -33,7 +42,7 @@ class RecordColumn {
     return &chunks_.back()[used_++];
   }
 
-  std::vector<Record*> byKey_;
+  std::vector<std::unique_ptr<Page>> pages_;
   std::vector<std::unique_ptr<Record[]>> chunks_;
   std::size_t used_ = kChunk;  // of the last chunk
 };
