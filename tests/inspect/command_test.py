@@ -208,7 +208,7 @@ class Schema(unittest.TestCase):
         record = node["records"]["SMP_NodeInfo"]
         port = node["ports"][2]
         for place, key, value in [
-            (node, "name", ""), (node, "name", "a\nb"), (node, "name", "a\\ "), (node, "name", "a??/"), (node, "name", 5),
+            (node, "name", ""), (node, "name", "a\nb"), (node, "name", "a\\ "), (node, "name", "a??/"), (node, "name", 5), (node, "name", "a" * 4097),
             (node, "guid", "0x10000000000000000"), (node, "guid", "2c9"), (node, "guid", -1), (node, "num_ports", 255),
             (node, "type", "hub"), (node, "type", 256), (node, "in_sub_fabric", 1), (node, "special_type", 2**31),
             (node, "capabilities", {"smp": [1, 2, 3]}), (node, "unknown", 1), (node["records"], "SMP_PortInfo", {}),

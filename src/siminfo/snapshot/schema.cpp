@@ -5,6 +5,7 @@
 
 #include "siminfo/snapshot/format.h"
 #include "siminfo/snapshot/json_line.h"
+#include "siminfo/text/text_rules.h"
 
 namespace siminfo {
 namespace {
@@ -268,6 +269,7 @@ class SchemaWriter {
       json_.key(isName ? "name" : "line_text").open('{');
       json_.key("type").string("string");
       if (isName) json_.key("minLength").number(1);
+      json_.key("maxLength").number(kLongestText);
       json_.key("pattern").string(kLineText);
       json_.close('}');
     }
