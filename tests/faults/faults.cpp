@@ -1,7 +1,8 @@
 // A shared object to preload: one call of the system fails, or a signal comes just before it. The environment
 // says which; faults.py sets it.
 //   FAULT_PROGRAM  the program that is meant, by its short name; its children run undisturbed
-//   FAULT_CALL     the kind of call: open, write, fsync, link, rename, close, folder, mmap, thread, fork, memory
+//   FAULT_CALL     the kind of call: open, write, fsync, link, rename, close, folder, mmap, thread, fork,
+//                  memory
 //   FAULT_AT       which call of that kind, from 1, counted from the start of main()
 //   FAULT_ERRNO    how it fails
 //   FAULT_SIGNAL   the signal that comes instead; the call itself is made

@@ -75,9 +75,11 @@ class Programs(unittest.TestCase):
             SKIPPED.append(serve)
             self.skipTest(done.stderr)
         self.assertIn("Node Description", done.stdout, done.stderr)
+        self.seen = {names_in(self.cache)}
         self.built = self.dir / "built"
         shutil.copytree(self.cache, self.built)
-        self.seen = {names_in(self.cache)}
+        for path in self.built.rglob("*.tsv"):  # each run has these to write, and nothing to build
+            path.unlink()
         return serve
 
     def left(self):
@@ -135,17 +137,15 @@ class Programs(unittest.TestCase):
             self.assertIn(status, (-ending, 0) if ending == signal.SIGKILL else (-ending, 0, 3), what)
             self.judge_left(arguments, what)
 
-    def test_verify_whichever_call_fails(self):
-        self.assertEqual(self.tries(self.verification(), {"": 1.1, "memory": 1.3}), NEVER)
+    def test_verify(self):
+        verify = self.verification()
+        self.assertEqual(self.tries(verify, {"": 1.2, "memory": 1.4}), NEVER)
+        self.ends(verify)
 
-    def test_serve_whichever_call_fails(self):
-        self.assertEqual(self.tries(self.service(), {"": 1.3, "memory": 1.6}), NEVER)
-
-    def test_verify_ended_at_any_moment(self):
-        self.ends(self.verification())
-
-    def test_serve_ended_at_any_moment(self):
-        self.ends(self.service())
+    def test_serve(self):
+        serve = self.service()
+        self.assertEqual(self.tries(serve, {"": 1.3, "memory": 1.6}), NEVER)
+        self.ends(serve)
 
 
 if __name__ == "__main__":
