@@ -111,7 +111,7 @@ class Programs(unittest.TestCase):
         self.assertTrue(self.told)
 
         def judge(done, what):
-            self.assertIn(done.returncode, (0, 3), what)
+            self.assertIn(done.returncode, (0, 3), what + done.stdout)
             if done.returncode == 0:
                 self.assertEqual(done.stdout, self.told, what)
             else:
