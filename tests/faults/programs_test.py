@@ -88,11 +88,14 @@ class Programs(unittest.TestCase):
                     found.append((path.parent / "cmdline").read_text())
         return found
 
-    def judge_left(self, arguments, what):
+    def judge_left(self, arguments, what, was_killed=False):
         end = time.monotonic() + 10
         while left := self.left():
             self.assertLess(time.monotonic(), end, f"{left} are left behind {what}")
             time.sleep(0.01)
+            for path in self.temporary.iterdir() if was_killed else ():
+                with contextlib.suppress(OSError):
+                    path.rmdir()  # killed before it had what removes its folder, which has nothing in it then
         if self.cache.exists() and names_in(self.cache) not in self.seen:
             self.seen.add(names_in(self.cache))
             done = self.run_undisturbed(arguments)
@@ -135,7 +138,7 @@ class Programs(unittest.TestCase):
             # The command that serve was to run ends by SIGTERM, and its status is that of serve.
             expected = (-ending, 0) if ending == signal.SIGKILL else (-ending, 0, 3, 128 + signal.SIGTERM)
             self.assertIn(status, expected, what)
-            self.judge_left(arguments, what)
+            self.judge_left(arguments, what, was_killed=ending == signal.SIGKILL)
 
     def test_verify(self):
         verify = self.verification()
