@@ -1,7 +1,8 @@
 // A shared object to preload: one call of the system fails, or a signal comes just before it. The environment
 // says which; faults.py sets it.
 //   FAULT_PROGRAM  the program that is meant, by its short name; its children run undisturbed
-//   FAULT_CALL     the kind of call: open, write, fsync, link, rename, close, mmap, thread, memory
+//   FAULT_CALL     the kind of call: open, write, fsync, link, rename, close, folder, mmap, thread, fork,
+//                  memory
 //   FAULT_AT       which call of that kind, from 1, counted from the start of main()
 //   FAULT_ERRNO    how it fails
 //   FAULT_SIGNAL   the signal that comes instead; the call itself is made
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -123,6 +125,8 @@ OPEN(openat64, (int folder, const char* path, int flags, ...), (folder, path, fl
 CALL("open", FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
 CALL("open", FILE*, fopen64, (const char* path, const char* mode), (path, mode), nullptr)
 CALL("open", FILE*, fdopen, (int descriptor, const char* mode), (descriptor, mode), nullptr)
+CALL("open", int, pipe2, (int* ends, int flags) noexcept, (ends, flags), -1)
+CALL("open", int, memfd_create, (const char* name, unsigned flags) noexcept, (name, flags), -1)
 CALL("write", ssize_t, write, (int descriptor, const void* from, size_t size), (descriptor, from, size), -1)
 CALL("write", ssize_t, writev, (int descriptor, const iovec* from, int count), (descriptor, from, count), -1)
 CALL("fsync", int, fsync, (int descriptor), (descriptor), -1)
@@ -130,12 +134,22 @@ CALL("link", int, linkat, (int f, const char* from, int t, const char* to, int f
      (f, from, t, to, flags), -1)
 CALL("rename", int, rename, (const char* from, const char* to) noexcept, (from, to), -1)
 CALL("rename", int, renameat, (int f, const char* from, int t, const char* to) noexcept, (f, from, t, to), -1)
+CALL("folder", int, mkdir, (const char* path, mode_t mode) noexcept, (path, mode), -1)
+CALL("folder", char*, mkdtemp, (char* name), (name), nullptr)
 CALL("mmap", void*, mmap,
      (void* where, size_t size, int protection, int flags, int file, off_t from) noexcept,
      (where, size, protection, flags, file, from), MAP_FAILED)
 CALL("thread", int, pthread_create,
      (pthread_t * thread, const pthread_attr_t* how, void* (*run)(void*), void* with),
      (thread, how, run, with), EAGAIN)
+
+pid_t fork() noexcept {
+  static auto* const real = next<pid_t()>("fork");
+  if (fails("fork")) return -1;
+  const pid_t process = real();
+  if (process == 0) isArmed = false;
+  return process;
+}
 
 int close(int descriptor) {
   static auto* const real = next<int(int)>("close");

@@ -3,6 +3,7 @@
 import errno
 import os
 import pathlib
+import re
 import select
 import signal
 import subprocess
@@ -11,7 +12,11 @@ import time
 
 # Each kind of call, and how it fails in life.
 KINDS = {"open": errno.EMFILE, "write": errno.ENOSPC, "fsync": errno.EIO, "link": errno.ENOSPC, "rename": errno.EIO,
-         "close": errno.EIO, "mmap": errno.ENOMEM, "thread": errno.EAGAIN, "memory": errno.ENOMEM}
+         "close": errno.EIO, "folder": errno.ENOSPC, "mmap": errno.ENOMEM, "thread": errno.EAGAIN, "fork": errno.EAGAIN,
+         "memory": errno.ENOMEM}
+# What says which of these it was.
+WORDS = re.compile("not enough memory|Cannot allocate memory|" +
+                   "|".join(re.escape(os.strerror(error)) for error in KINDS.values()))
 
 
 class Faults:

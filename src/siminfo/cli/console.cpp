@@ -45,7 +45,10 @@ Screen outputScreen() {
 
 void printError(const std::string& message) { printNote("error: " + message); }
 void printWarning(const std::string& message) { printNote("warning: " + message); }
-void printNote(const std::string& message) { std::cerr << "siminfo: " << terminalText(message) << "\n"; }
+void printNote(const std::string& message) {
+  const std::string line = "siminfo: " + terminalText(message) + "\n";  // a line whole or not at all
+  std::cerr << line;
+}
 
 Progress::Progress()
     : isTerminal_(isatty(STDERR_FILENO) == 1), next_(std::chrono::steady_clock::now() + kFirst) {}

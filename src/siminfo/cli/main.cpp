@@ -1,7 +1,11 @@
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
+#include <string_view>
 
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
@@ -52,12 +56,26 @@ ExitStatus run(int argc, char** argv) {
   return chosen();
 }
 
+/// Also where a library that promises not to throw lacks memory.
+[[noreturn]] void endByException() {
+  try {
+    if (const std::exception_ptr failure = std::current_exception()) std::rethrow_exception(failure);
+  } catch (const std::bad_alloc&) {
+    constexpr std::string_view kWords = "siminfo: error: there is not enough memory\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kWords.data(), kWords.size());
+    _exit(kBadInput);
+  } catch (...) {  // a fault of the program
+  }
+  std::abort();
+}
+
 }  // namespace
 }  // namespace siminfo
 
 int main(int argc, char** argv) {
   // A file beyond the size limit is an error like a full disk, not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
+  std::set_terminate(siminfo::endByException);
   siminfo::TemporaryFile::removeAllWhenKilled();
   try {
     return siminfo::run(argc, argv);

@@ -19,12 +19,13 @@ namespace {
 
 /// The library that takes a program's management packets to the server.
 std::string wrapperLibrary() {
-  for (const char* root : {"/usr/lib", "/usr/lib64", "/usr/local/lib"}) {
-    std::error_code error;
+  for (const std::filesystem::path root : {"/usr/lib", "/usr/lib64", "/usr/local/lib"}) {
     const std::filesystem::path inside = "umad2sim/libumad2sim.so";
-    if (std::filesystem::exists(root / inside, error)) return (root / inside).string();
-    for (const auto& entry : std::filesystem::directory_iterator(root, error)) {
-      if (std::filesystem::exists(entry.path() / inside, error)) return (entry.path() / inside).string();
+    std::error_code ignored;
+    if (std::filesystem::exists(root / inside, ignored)) return (root / inside).string();
+    if (!std::filesystem::is_directory(root, ignored)) continue;
+    for (const auto& entry : std::filesystem::directory_iterator(root)) {
+      if (std::filesystem::exists(entry.path() / inside, ignored)) return (entry.path() / inside).string();
     }
   }
   throw ServeError(

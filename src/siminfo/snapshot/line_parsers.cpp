@@ -1,5 +1,6 @@
 #include "siminfo/snapshot/line_parsers.h"
 
+#include <new>
 #include <system_error>
 
 #include "siminfo/snapshot/document_parser.h"
@@ -40,6 +41,8 @@ LineParsers::LineParsers(unsigned threads) {
   try {
     while (threads_.size() < threads) threads_.emplace_back([this] { work(); });
   } catch (const std::system_error&) {
+    // Those that there are do it all.
+  } catch (const std::bad_alloc&) {
     // Those that there are do it all.
   }
 }

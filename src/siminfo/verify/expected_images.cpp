@@ -75,6 +75,7 @@ Images reductionCountersImages(const Facts& facts, const FramePlan& ports) {
       if (record == nullptr) continue;
       std::ostringstream name;
       std::ostringstream place;
+      for (std::ostringstream* text : {&name, &place}) text->exceptions(std::ios_base::badbit);
       name << "counterSets[" << +port.num << ", " << set << ", 15]";
       place << portPlace(port.num) << ", counter set " << set;
       images.push_back(imageOf(name.str(), *record, place.str()));

@@ -21,6 +21,7 @@ std::optional<std::vector<std::uint8_t>> parseBytes(std::string_view digits) {
 /// The run that the line begins; null when it begins none, or that of a device which the unit does not have.
 FrameRun* beginRun(const std::string& line, UnitResult& result) {
   std::istringstream words(line);
+  words.exceptions(std::ios_base::badbit);  // want of memory is no other line
   std::string word;
   std::size_t device = 0;
   std::string method;

@@ -145,6 +145,7 @@ bool isProven(const Verification& verification) {
 
 std::string reportText(const Verification& verification) {
   std::ostringstream out;
+  out.exceptions(std::ios_base::badbit);  // half a report would be a wrong one
   writeTable(out, verification.devices);
   writeReasons(out, verification.devices);
   writeDifferences(out, verification);
@@ -157,6 +158,7 @@ std::string summaryText(const Verification& verification) {
   for (const DeviceResult& result : verification.devices) nodes += result.nodes.size();
   const std::size_t devices = verification.devices.size();
   std::ostringstream out;
+  out.exceptions(std::ios_base::badbit);
   out << nodes << (nodes == 1 ? " node" : " nodes") << " of " << devices
       << (devices == 1 ? " device" : " devices") << ", " << nodes * rules().size() << " frames: ";
   const OutcomeCounts counts = countOutcomes(verification);

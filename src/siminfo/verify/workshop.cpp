@@ -50,6 +50,7 @@ std::string framesText(const Unit& unit, const std::string& dumpName) {
 /// is what costs.
 std::string programText(const Unit& unit, const std::string& dumpName) {
   std::ostringstream text;
+  text.exceptions(std::ios_base::badbit);  // half a program would not compile
   text << lineDirective(1, "probe") << "#include \"probe/verify_probe.h\"\n";
   for (std::size_t i = 0; i < unit.devices.size(); ++i) {
     const UnitDevice& device = unit.devices[i];
