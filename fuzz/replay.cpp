@@ -30,7 +30,7 @@ TEST_P(Seeds, KeepThePromises) {
     const std::string bytes = readFile(file);
     EXPECT_NO_THROW(GetParam().run(bytes));
     // Cut anywhere, a seed is another one.
-    for (const std::size_t parts : {2, 3, 5})
+    for (const unsigned parts : {2U, 3U, 5U})
       EXPECT_NO_THROW(GetParam().run(bytes.substr(0, bytes.size() / parts)));
   }
 }

@@ -104,7 +104,7 @@ bool isAllWell(const FileCheck& check) {
 }
 
 /// FileLines of which the form alone is known: year and host at the top, the version below.
-std::string withoutFreeLines(std::string text, const ExpectedFile& expected) {
+std::string withoutFreeLines(const std::string& text, const ExpectedFile& expected) {
   FileLines lines = linesOf(text);
   for (std::size_t i = 0; i < expected.head.size() && i < lines.size(); ++i) lines[i].clear();
   for (std::size_t i = 0; i < expected.tail.size() && i < lines.size(); ++i)
