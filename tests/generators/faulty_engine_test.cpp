@@ -145,7 +145,7 @@ TEST_F(FaultyEngineTest, LacksWhatItDoesNotAnswerAndNothingElse) {
       for (std::size_t i = 0; i < questions; ++i) {
         const std::string once = frameWithout(i, false, of, *node);
         EXPECT_EQ(once, frameWithout(i, true, of, *node)) << name << " " << of.method << " question " << i;
-        changed += once != whole ? 1 : 0;
+        changed += once != whole ? 1U : 0U;
       }
     }
   }
