@@ -25,12 +25,6 @@ Reading readIn(const std::string& bytes, std::size_t piece, unsigned jobs) {
   }
 }
 
-std::vector<const IBNode*> nodesOf(const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-  return nodes;
-}
-
 /// Every line of the file is one that belongs there, whatever the snapshot's texts are.
 void requireFile(Snapshot& snapshot, const std::vector<const IBNode*>& nodes) {
   static const ScratchDirectory folder;
@@ -65,7 +59,7 @@ void fuzzSnapshot(std::string_view input) {
   if (!reading.snapshot) return;
   require(readIn(reading.text, reading.text.size(), 1).text == reading.text,
           "what is written reads the same");
-  const std::vector<const IBNode*> nodes = nodesOf(*reading.snapshot);
+  const std::vector<const IBNode*> nodes = everyNode(*reading.snapshot);
   requireFile(*reading.snapshot, nodes);
   requireModels(*reading.snapshot, nodes);
 }

@@ -31,13 +31,12 @@ std::string textOf(const FileLines& lines) {
 /// A snapshot of a switch with everything that a switch can have, and its generated file; made once.
 struct Example {
   Snapshot snapshot = readSnapshotFile(SIMINFO_SOURCE_DIR "/fuzz/seeds/snapshot/sw1-reduction");
-  std::vector<const IBNode*> nodes;
+  std::vector<const IBNode*> nodes = everyNode(snapshot);
   ExpectedFile expected;
   std::string text;
 
   Example() {
     const ScratchDirectory folder;
-    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
     expected = expectedNodeFile("Fab1", snapshot.source, nodes);
     text = readText(generateNodeFile(snapshot, "Fab1", nodes, {}, folder.path()));
   }

@@ -65,9 +65,10 @@ configure_preset() { build_step "$1" cmake --preset "$1"; }
 
 # Says what is going to happen, and how long it will take.
 announce_build() {
-  local folder=$root/build/$1 cores minutes
+  local folder=$root/build/$1 seconds=$build_seconds cores minutes
+  [[ $2 == siminfo ]] || seconds=$((2 * build_seconds))
   cores=$(nproc)
-  minutes=$(((build_seconds * ${3:-1} + 60 * cores - 1) / (60 * cores)))
+  minutes=$(((seconds + 60 * cores - 1) / (60 * cores)))
   if [[ ! -e $folder/build.ninja ]]; then
     echo "siminfo: building, this happens once and takes about $minutes min on $cores processors" >&2
   elif [[ $2 == siminfo ]]; then

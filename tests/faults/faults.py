@@ -22,7 +22,7 @@ WORDS = re.compile("not enough memory|Cannot allocate memory|" +
 class Faults:
     def __init__(self, library, program):
         """`library` is the shared object of faults.cpp, `program` the path of what is tried."""
-        self.library, self.program = library, str(program)
+        self.shim, self.program = library, str(program)
         if b"__asan_init" in pathlib.Path(program).read_bytes():
             print("SKIPPED: sanitizers have an allocator of their own, which the library cannot replace")
             sys.exit(77)
@@ -30,7 +30,7 @@ class Faults:
     def run(self, arguments, kind, at, signal_number=None, is_named=False, **options):
         """Returns the finished run, and whether the call was made at all."""
         told, tell = os.pipe()
-        environment = {**os.environ, "LD_PRELOAD": str(self.library),
+        environment = {**os.environ, "LD_PRELOAD": str(self.shim),
                        "FAULT_PROGRAM": os.path.basename(self.program), "FAULT_CALL": kind, "FAULT_AT": str(at),
                        "FAULT_ERRNO": str(KINDS[kind]), "FAULT_TOLD": str(tell)}
         if signal_number is not None:

@@ -22,14 +22,8 @@ constexpr const char* kFabric =
     "{\"node\": \"far\", "
     "\"port\": 9}}]}\n";
 
-std::vector<const IBNode*> nodesOf(const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-  return nodes;
-}
-
 SnapshotDiff diffOf(Snapshot& before, Snapshot& after, bool withCounters = false) {
-  return compareSnapshots(before, nodesOf(before), after, nodesOf(after), {withCounters, 3});
+  return compareSnapshots(before, everyNode(before), after, everyNode(after), {withCounters, 3});
 }
 
 /// On a screen that is wide enough for every line.

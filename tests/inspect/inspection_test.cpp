@@ -12,12 +12,6 @@
 namespace siminfo {
 namespace {
 
-std::vector<const IBNode*> nodesOf(const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-  return nodes;
-}
-
 std::unique_ptr<Snapshot> randomSnapshot(unsigned seed, unsigned nodes) {
   auto snapshot = std::make_unique<Snapshot>();
   for (unsigned i = 0; i < nodes; ++i)
@@ -45,7 +39,7 @@ std::map<std::string, std::string> lettersOfFile(Snapshot& snapshot) {
 /// Models are found in another form than the one that is judged, so what nodes share must be shared in both.
 TEST(Inspection, LettersAreThoseOfWhatIsGenerated) {
   const auto snapshot = randomSnapshot(7, 1500);
-  const Inspection inspection = inspect(*snapshot, nodesOf(*snapshot));
+  const Inspection inspection = inspect(*snapshot, everyNode(*snapshot));
   const std::map<std::string, std::string> expected = lettersOfFile(*snapshot);
   ASSERT_EQ(expected.size(), 1500U);
   std::map<char, int> seen;
@@ -145,7 +139,7 @@ TEST(Inspection, ReasonsStandBesideWhatTheyExplain) {
       " \"ports\": [{\"num\": 1, \"absent\": {\"SMP_PortInfo\": \"refused\"}},"
       " {\"num\": 2, \"absent\": {\"SMP_PortInfo\": \"refused\"}}]}\n"
       "{\"name\": \"b\", \"guid\": 2, \"type\": \"ca\", \"num_ports\": 2}\n");
-  const std::vector<Gap> gaps = gapsOf(snapshot, inspect(snapshot, nodesOf(snapshot)));
+  const std::vector<Gap> gaps = gapsOf(snapshot, inspect(snapshot, everyNode(snapshot)));
   const auto gapOf = [&](std::size_t frame) { return *std::ranges::find(gaps, frame, &Gap::frame); };
   EXPECT_EQ(gapOf(0).nodes, 2U);
   EXPECT_EQ(gapOf(0).words, "Failed to get NodeInfo mad for the node=NODE");

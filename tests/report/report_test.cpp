@@ -11,12 +11,6 @@
 namespace siminfo {
 namespace {
 
-std::vector<const IBNode*> nodesOf(const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-  return nodes;
-}
-
 /// The document in a page.
 simdjson::dom::element dataOf(simdjson::dom::parser& parser, const std::string& page) {
   const std::size_t start = page.find("id=\"data\">") + 10;
@@ -38,7 +32,7 @@ std::map<std::string, int> levelsIn(const std::string& text) {
   const Snapshot snapshot = read(kHeader + text);
   const std::vector<int> levels = levelsOf(snapshot, Cables(snapshot));
   std::map<std::string, int> byName;
-  for (const IBNode* each : nodesOf(snapshot)) byName[each->name] = levels[each->recordIndex];
+  for (const IBNode* each : everyNode(snapshot)) byName[each->name] = levels[each->recordIndex];
   return byName;
 }
 
@@ -72,7 +66,7 @@ TEST(Report, BodiesThatDoNotFitAreLeftOutAndCounted) {
       DrawnNode(snapshot.discovered, std::string(90, '<') + std::to_string(i) + "/" + std::to_string(same),
                 7 + i);
   }
-  const Inspection inspection = inspect(snapshot, nodesOf(snapshot));
+  const Inspection inspection = inspect(snapshot, everyNode(snapshot));
   const Report whole = makeReport(snapshot, inspection);
   EXPECT_EQ(whole.bodilessModels, 0U);
   const std::size_t bare = makeReport(snapshot, inspection, 0).page.size();

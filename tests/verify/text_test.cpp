@@ -26,10 +26,8 @@ class SmallFabric {
 
   /// Every difference that the text shows, as the report has it.
   std::vector<std::string> judge(const std::string& text, FrameForm form = FrameForm::kExact) const {
-    std::vector<const IBNode*> nodes;
-    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
     const DumpText dump(text);
-    const ExpectedFile expected = expectedNodeFile("Fab1", snapshot.source, nodes);
+    const ExpectedFile expected = expectedNodeFile("Fab1", snapshot.source, everyNode(snapshot));
     const FileCheck check = checkFile(dump, expected);
     std::vector<std::string> found;
     const auto add = [&](const std::string& subject, const Difference& of) {
@@ -54,9 +52,7 @@ class SmallFabric {
     const ScratchDirectory directory;
     const std::filesystem::path path = directory.path() / "f.cpp";
     std::ofstream(path) << text;
-    std::vector<const IBNode*> nodes;
-    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-
+    const std::vector<const IBNode*> nodes = everyNode(snapshot);
     InMemoryDrovik engine(snapshot.discovered, directory.path());
     const ModelWriter writer(engine, false);
     const ModelSet set = writer.findModels(nodes);

@@ -36,9 +36,8 @@ TEST(Verify, ProvesTheSmallFabric) {
 /// Nodes of every kind, whose ports and records are there or not as they come, answer as they were made.
 TEST(Verify, ProvesDrawnNodes) {
   Snapshot snapshot;
-  std::vector<const IBNode*> nodes;
   for (unsigned seed = 0; seed < 60; ++seed) DrawnNode(snapshot.discovered, "n" + std::to_string(seed), seed);
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+  const std::vector<const IBNode*> nodes = everyNode(snapshot);
   for (const bool exactPorts : {false, true}) {
     VerifyRequest request;
     request.name = "Drawn";

@@ -15,11 +15,9 @@ namespace {
 class SpoiltModels : public testing::Test {
  protected:
   void SetUp() override {
-    std::vector<const IBNode*> nodes;
-    for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
     InMemoryDrovik engine(snapshot.discovered, folder.path());
     const ModelWriter writer(engine, false);
-    set = writer.findModels(nodes);
+    set = writer.findModels(everyNode(snapshot));
     writeProject(writer, set, "Fab1", 1, folder.path());
     text = readFile(file);
   }

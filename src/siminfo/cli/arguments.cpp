@@ -66,6 +66,18 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
   return guids;
 }
 
+void addSnapshotArgument(CLI::App& command, std::string& fileName) {
+  command.add_option("SNAPSHOT", fileName, "Fabric snapshot, or - for standard input")
+      ->type_name("")
+      ->required();
+}
+
+void addJobsOption(CLI::App& command, unsigned& jobs, const std::string& what) {
+  command.add_option("--jobs", jobs, what + "; every core unless given")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
+}
+
 CLI::Option* addMissingOption(CLI::App& command, Missing& missing) {
   const std::map<std::string, Missing> forms{{"error", Missing::kError}, {"comment", Missing::kComment}};
   return command

@@ -14,6 +14,11 @@ namespace siminfo {
 /// The GUIDs of the --guid options, and of the --guid-file unless its name is empty. Throws a CommandError.
 std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const std::string& fileName);
 
+/// Adds the SNAPSHOT that a command reads, which it must be given.
+void addSnapshotArgument(CLI::App& command, std::string& fileName);
+/// Adds --jobs, which may be left at 0 for every core; `what` says what works at the same time.
+void addJobsOption(CLI::App& command, unsigned& jobs, const std::string& what);
+
 /// Adds --missing, which says what stands for data that a node must have and that was not collected.
 CLI::Option* addMissingOption(CLI::App& command, Missing& missing);
 

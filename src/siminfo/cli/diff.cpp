@@ -1,6 +1,7 @@
 #include <memory>
 #include <thread>
 
+#include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
@@ -19,12 +20,6 @@ struct DiffCommand {
   bool counters = false;
   unsigned jobs = 0;
 };
-
-std::vector<const IBNode*> everyNode(const Snapshot& snapshot) {
-  std::vector<const IBNode*> nodes;
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
-  return nodes;
-}
 
 /// A node may be in one of the two alone, so a selection is empty only when it selects nothing in either.
 std::pair<std::vector<const IBNode*>, std::vector<const IBNode*>> selectInBoth(const DiffCommand& options,
@@ -75,9 +70,7 @@ void addDiffCommand(CLI::App& program, Command& chosen) {
   command->add_flag("--counters", options->counters,
                     "Values of counters as well, which change from one minute to the next");
   command->add_flag("--json", options->json, "A JSON document");
-  command->add_option("--jobs", options->jobs, "Threads that read and compare; every core unless given")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
+  addJobsOption(*command, options->jobs, "Threads that read and compare");
   command->footer(
       "Nodes are the same when their GUIDs are. Headers of snapshots are not compared.\n"
       "Exit status: 0 nothing differs; 1 something does.\n"

@@ -162,9 +162,7 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
   const auto options = std::make_shared<GenerateOptions>();
   CLI::App* command = program.add_subcommand(
       "generate", "Write the simulator's C++ source, <lower name>_generated.cpp, from a fabric snapshot");
-  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+  addSnapshotArgument(*command, options->snapshot);
   command
       ->add_option("--name", options->name,
                    "Class of the dump, a C++ identifier; lower-cased it names the file")
@@ -194,9 +192,7 @@ void addGenerateCommand(CLI::App& program, Command& chosen) {
       ->add_option("--depfile", options->depfile,
                    "Write which files the output was made from, as a rule that Make and Ninja read")
       ->type_name("FILE");
-  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
+  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
   command->footer(
       "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");

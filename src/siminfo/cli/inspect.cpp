@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
@@ -62,9 +63,7 @@ void addInspectCommand(CLI::App& program, Command& chosen) {
   CLI::App* command = program.add_subcommand(
       "inspect",
       "Show what each node will carry, what not, why, and what would mend it, before it is generated");
-  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+  addSnapshotArgument(*command, options->snapshot);
   CLI::Option* nodes = command->add_flag(
       "--nodes", options->nodes,
       "A line for each node: GUID, class, ports, ports above Down, model, a letter for each of the 22\n"
@@ -83,9 +82,7 @@ void addInspectCommand(CLI::App& program, Command& chosen) {
   for (const char* name : {"--guid", "--name-match", "--type", "--model"}) node->excludes(name);
   command->add_flag("--json", options->json, "A JSON document; with --nodes one a line")->excludes(topology);
   command->add_flag("--strict", options->strict, "Exit with 1 if any #error line would be written");
-  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
+  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
   command->footer(
       "On a terminal it fits the width (COLUMNS) and is coloured unless NO_COLOR is set.\n"
       "Example: siminfo inspect fabric.jsonl --nodes --type switch | grep E");

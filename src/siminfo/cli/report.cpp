@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "siminfo/cli/arguments.h"
 #include "siminfo/cli/command.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
@@ -48,16 +49,12 @@ void addReportCommand(CLI::App& program, Command& chosen) {
   const auto options = std::make_shared<ReportOptions>();
   CLI::App* command = program.add_subcommand(
       "report", "Write a page for a browser that shows what inspect shows, with every body and the topology");
-  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+  addSnapshotArgument(*command, options->snapshot);
   command->add_option("--output", options->output, "File to write, or - for standard output")
       ->type_name("FILE.html")
       ->required();
   addSelectionOptions(*command, options->selection);
-  command->add_option("--jobs", options->jobs, "Threads that read the snapshot; every core unless given")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
+  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
   command->footer(
       "The page is one file that needs nothing else and asks nobody for anything.\n"
       "Example: siminfo report fabric.jsonl --output fabric.html");

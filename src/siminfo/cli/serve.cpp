@@ -85,9 +85,7 @@ void addServeCommand(CLI::App& program, Command& chosen) {
   ServeRequest* request = &options->request;
   CLI::App* command = program.add_subcommand(
       "serve", "Let InfiniBand tools of this machine talk to the simulated nodes of a snapshot");
-  command->add_option("SNAPSHOT", request->snapshotFile, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+  addSnapshotArgument(*command, request->snapshotFile);
   command->add_flag("--init", request->init,
                     "Begin with every link at Initialize and without LIDs, for a subnet manager");
   command

@@ -81,9 +81,7 @@ void addVerifyCommand(CLI::App& program, Command& chosen) {
   CLI::App* command = program.add_subcommand(
       "verify",
       "Judge every line of what is generated, run it with the reference simulator, and compare the nodes");
-  command->add_option("SNAPSHOT", options->snapshot, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+  addSnapshotArgument(*command, options->snapshot);
   command->add_option("--name", options->request.name, "Class of the dump, a C++ identifier")
       ->type_name("NAME")
       ->capture_default_str();

@@ -10,9 +10,7 @@ using Nodes = std::vector<const IBNode*>;
 
 /// By GUID, and nodes of one GUID by name.
 Nodes inGuidOrder(const Snapshot& snapshot) {
-  Nodes nodes;
-  nodes.reserve(snapshot.discovered.fabric.nodeByName.size());
-  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+  Nodes nodes = everyNode(snapshot);
   std::ranges::stable_sort(nodes, {}, &IBNode::guid);
   return nodes;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "siminfo/core/in_memory/in_memory_drovik.h"
 #include "siminfo/snapshot/identity.h"
@@ -23,5 +24,13 @@ struct Snapshot {
   RecordColumn<NodeIdentity> nodeIdentities;             ///< by the node's recordIndex
   RecordColumn<PortIdentity> portIdentities;             ///< by the port's recordIndex
 };
+
+/// The nodes of a snapshot in the order of their names, whether they take part in a run or not.
+inline std::vector<const IBNode*> everyNode(const Snapshot& snapshot) {
+  std::vector<const IBNode*> nodes;
+  nodes.reserve(snapshot.discovered.fabric.nodeByName.size());
+  for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) nodes.push_back(node);
+  return nodes;
+}
 
 }  // namespace siminfo
