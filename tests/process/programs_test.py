@@ -264,9 +264,9 @@ class ProgramsTest(unittest.TestCase):
         process = self.start(*verify)
         self.wait_until(lambda: len(self.compilers()) >= 6)
         process.send_signal(signal.SIGTERM)
-        process.send_signal(signal.SIGINT)  # the second one is the end at once
+        process.send_signal(signal.SIGINT)  # the second one is the end at once; of two that wait either may be it
         process.communicate(timeout=10)
-        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertIn(process.returncode, (-signal.SIGINT, -signal.SIGTERM))
         self.wait_until(lambda: not self.left(), 5)
 
     def test_an_end_at_any_moment_leaves_nothing(self):

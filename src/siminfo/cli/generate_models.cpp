@@ -25,7 +25,7 @@ std::vector<std::filesystem::path> generateModels(const GenerateOptions& options
     printWarning("the files of " + other + " in " + options.outputDir +
                  " are replaced: names of files tell " + options.name + " from " + other + " by nothing");
   constexpr Durability kSynced = Durability::kSynced;
-  const std::vector<std::filesystem::path> written =
+  std::vector<std::filesystem::path> written =
       options.project ? writeProject(writer, set, options.name, options.shards, options.outputDir, kSynced)
                       : writeModelFiles(writer, set, files, kSynced);
   reportFrames(counted(set.nodes.size(), "node") + ", " + counted(set.models.size(), "model"), set.summary,
