@@ -73,10 +73,9 @@ class Mender {
   }
 
  private:
-  template <std::size_t N>
-  void give(const std::array<RecordKind, N>& kinds, std::string_view name, std::uint32_t index) {
+  void give(std::span<const RecordKind> kinds, std::string_view name, std::uint32_t index) {
     const std::vector<std::uint64_t> zeros(64);
-    const auto* kind = std::ranges::find(kinds, name, &RecordKind::name);
+    const auto kind = std::ranges::find(kinds, name, &RecordKind::name);
     if (kind != kinds.end()) kind->set(snapshot_.discovered.records, index, zeros.data());
   }
   /// All of them in the sub-fabric and active, the last one special.

@@ -46,21 +46,8 @@ struct RecordKind {
   void (*set)(InMemoryExtendedInfo& store, std::uint32_t index, const void* record);
 };
 
-template <class Record>
-constexpr RecordKind recordKind() {
-  return {kRecordName<Record>, kFields<Record>, sizeof(Record),
-          [](const InMemoryExtendedInfo& store, std::uint32_t index) -> const void* {
-            return store.find<Record>(index);
-          },
-          [](InMemoryExtendedInfo& store, std::uint32_t index, const void* record) {
-            store.set(index, *static_cast<const Record*>(record));
-          }};
-}
-
-#define SIMINFO_KIND(Record, getter) recordKind<Record>(),
-inline constexpr std::array kNodeRecordKinds{SIMINFO_NODE_RECORDS(SIMINFO_KIND)};
-inline constexpr std::array kPortRecordKinds{SIMINFO_PORT_RECORDS(SIMINFO_KIND)};
-#undef SIMINFO_KIND
+extern const std::span<const RecordKind> kNodeRecordKinds;
+extern const std::span<const RecordKind> kPortRecordKinds;
 
 // Two things that a port carries and that are no single record: counter sets by index, and found monitors.
 inline constexpr std::string_view kCountersName = kRecordName<ZYRReductionCounters>;

@@ -194,8 +194,8 @@ class SchemaWriter {
     });
   }
 
-  template <std::size_t N, class AddMore>
-  void addRecords(std::string_view key, const std::array<RecordKind, N>& kinds, AddMore addMore) {
+  template <class AddMore>
+  void addRecords(std::string_view key, std::span<const RecordKind> kinds, AddMore addMore) {
     object(key, {}, [&] {
       for (const RecordKind& kind : kinds) reference(kind.name, kind.name);
       addMore();
@@ -210,8 +210,7 @@ class SchemaWriter {
     array(kMonitorsName, 0, 0, [this] { bits("items", 8); });
   }
 
-  template <std::size_t N>
-  void addAbsent(std::string_view key, const std::array<RecordKind, N>& kinds,
+  void addAbsent(std::string_view key, std::span<const RecordKind> kinds,
                  std::initializer_list<std::string_view> others) {
     object(key, {}, [&] {
       for (const RecordKind& kind : kinds) reference(kind.name, "line_text");

@@ -30,7 +30,7 @@ class CommonLines {
 };
 
 /// TextLines of code have quotation marks of their own.
-std::string quoted(std::string_view line) {
+std::string lineInQuotes(std::string_view line) {
   return line.empty() ? "an empty line" : std::string("`").append(safeText(line)).append("`");
 }
 
@@ -72,13 +72,13 @@ bool ExpectedLine::matches(std::string_view line) const {
 }
 
 std::string ExpectedLine::words() const {
-  return quoted(isFreePart != nullptr ? text + "<...>" + rest : text);
+  return lineInQuotes(isFreePart != nullptr ? text + "<...>" + rest : text);
 }
 
 std::string wordsFor(TextLines lines) {
   if (lines.empty()) return "nothing";
   const auto first = std::ranges::find_if(lines, [](std::string_view line) { return !line.empty(); });
-  return counted(quoted(first != lines.end() ? *first : ""), lines.size());
+  return counted(lineInQuotes(first != lines.end() ? *first : ""), lines.size());
 }
 
 std::vector<LineChange> compareLines(std::span<const ExpectedLine> expected, TextLines found) {

@@ -2,14 +2,11 @@
 
 #include <filesystem>
 
-#include "siminfo/core/block_emitter.h"
 #include "siminfo/core/drovik.h"
-#include "siminfo/core/in_memory/host_name_check.h"
 #include "siminfo/core/in_memory/in_memory_capabilities.h"
 #include "siminfo/core/in_memory/in_memory_extended_info.h"
 #include "siminfo/core/in_memory/in_memory_fabric.h"
 #include "siminfo/core/in_memory/output_directory.h"
-#include "siminfo/core/version.h"
 
 namespace siminfo {
 
@@ -34,14 +31,8 @@ class InMemoryDrovik final : public Drovik {
   const OutputDirectory& files() const { return files_; }
 
   int OpenFile(const std::string&, const OutputControl::Identity& identity, std::ofstream& out, bool,
-               const char*) override {
-    if (std::string fault = hostNameFault(); !fault.empty()) return files_.refuse(std::move(fault));
-    return files_.open(identity.fileName(), out);
-  }
-  int CloseFile(std::ofstream& out, const char* commentPrefix) override {
-    BlockEmitter(out) << "\n" << commentPrefix << " End of file, " << toolNameAndVersion() << "\n";
-    return files_.close(out);
-  }
+               const char*) override;
+  int CloseFile(std::ofstream& out, const char* commentPrefix) override;
 
  private:
   DiscoveredFabric& discovered_;

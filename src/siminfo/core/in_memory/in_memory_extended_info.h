@@ -38,29 +38,29 @@ class InMemoryExtendedInfo final : public KvormExtendedInfo {
     monitors_.set(portIndex, found.set(monitor));
   }
 
-#define SIMINFO_GETTER(Record, getter) \
-  const Record* getter(std::uint32_t recordIndex) const override { return find<Record>(recordIndex); }
+#define SIMINFO_GETTER(Record, getter) const Record* getter(std::uint32_t recordIndex) const override;
   SIMINFO_NODE_RECORDS(SIMINFO_GETTER)
   SIMINFO_PORT_RECORDS(SIMINFO_GETTER)
 #undef SIMINFO_GETTER
 
   const ZYRReductionCounters* getZYRReductionCounters(std::uint32_t portIndex,
-                                                      std::uint32_t counterIndex) const override {
-    return counterIndex < kCounterSets ? counters_.find(portIndex * kCounterSets + counterIndex) : nullptr;
-  }
+                                                      std::uint32_t counterIndex) const override;
   const ZYRReductionConfigureMLIDMonitors* getZYRReductionConfigureMLIDMonitors(
-      std::uint32_t portIndex, std::uint8_t monitor) const override {
-    static constexpr ZYRReductionConfigureMLIDMonitors kFound;
-    return monitors(portIndex).test(monitor) ? &kFound : nullptr;
-  }
+      std::uint32_t portIndex, std::uint8_t monitor) const override;
 
  private:
-#define SIMINFO_COLUMN(Record, getter) std::tuple<RecordColumn<Record>>{},
-  decltype(std::tuple_cat(SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN)
-                              std::tuple<>{})) columns_;
+#define SIMINFO_COLUMN(Record, getter) RecordColumn<Record>,
+  using Nothing = struct {};
+  std::tuple<SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN) Nothing> columns_;
 #undef SIMINFO_COLUMN
   RecordColumn<ZYRReductionCounters> counters_;  // keyed by port and set
   RecordColumn<Monitors> monitors_;
 };
+
+// Compiled once, in the store's own source.
+#define SIMINFO_COLUMN(Record, getter) extern template class RecordColumn<Record>;
+SIMINFO_NODE_RECORDS(SIMINFO_COLUMN)
+SIMINFO_PORT_RECORDS(SIMINFO_COLUMN)
+#undef SIMINFO_COLUMN
 
 }  // namespace siminfo
