@@ -191,22 +191,39 @@ class CommandLine(unittest.TestCase):
         self.assertEqual((self.dir / "f.d").read_text(), " ".join(sorted(done.stdout.splitlines())) + ": g.json\n")
 
     def test_refuses_a_bad_command_line(self):
-        (self.dir / "file").write_text("")
+        generate = ["generate", SMALL, "-n", "F"]
         for arguments, message in [
             (["generate", SMALL], "--name is required"),
-            (["generate", "--name", "F"], "SNAPSHOT is required"),
-            (["generate", SMALL, "--name", "F", "--frobnicate"], "--frobnicate"),
+            (["generate"], "SNAPSHOT and --name are required"),
             (["generate", SMALL, "--name", "9lives"], "no C++ identifier"),
             (["generate", SMALL, "--name", "switch"], "no C++ identifier"),
             (["generate", SMALL, "--name", "a-b"], "no C++ identifier"),
-            (["generate", SMALL, "--name", "F", "--guid", "0x12345678901234567"], "is no GUID"),
-            (["generate", SMALL, "--name", "F", "--guid", "sw1"], "is no GUID"),
-            (["generate", SMALL, "--name", "F", "--output-dir", "file"], "file is no directory"),
-            (["generate", SMALL, "--name", "F", "--output-dir", "file/sub"], "Not a directory"),
-            (["frobnicate"], "siminfo: error: "),
-            ([], "siminfo: error: "),
+            (["generate", SMALL, "--name", "F", "--name", "G"], '--name is given more than once: "F" and "G"'),
+            (["generate", SMALL, "-n"], "--name: the value is missing; expected NAME"),
+            (["generate", SMALL, "--naem", "F"], 'unexpected argument "--naem"; did you mean --name?'),
+            ([*generate, "--output", "out"], 'unexpected argument "--output"; did you mean --output-dir?'),
+            ([*generate, "--frobnicate"], 'unexpected argument "--frobnicate"\n'),
+            ([*generate, "a", "b", "--json"], 'unexpected argument "a"\n'),
+            ([*generate, "--output-dir", "-"], "--output-dir: files cannot go to standard output"),
+            ([*generate, "--guid", "0x12345678901234567"], "is no GUID"),
+            ([*generate, "--guid", "sw1"], "is no GUID"),
+            ([*generate, "--jobs", "0"], '--jobs: "0" is not a number from 1 to 1024\n'),
+            ([*generate, "--jobs", "many"], '--jobs: "many" is not a number from 1 to 1024\n'),
+            ([*generate, "--missing", "comments"], '"comments" is not one of comment, error; did you mean comment?'),
+            ([*generate, "--buildable=2"], "--buildable takes no value"),
+            ([*generate, "--shards", "2"], "--shards requires --models"),
+            (["inspect", SMALL, "--topology", "--json"], "--topology and --json exclude each other"),
+            (["inspect", SMALL, "--node", "x", "--guid", "1"], "--node and --guid exclude each other"),
+            (["verfy", SMALL], 'there is no command "verfy"; did you mean verify?'),
+            (["help", "frobnicate"], 'there is no command "frobnicate"\n'),
+            ([], "no command is given; expected one of generate, "),
         ]:
             self.assert_refused(self.run_program(*arguments), 2, message)
+
+    def test_says_no_more_than_it_is_asked_for(self):
+        quiet = self.run_program("generate", SMALL, "-q", "--one-per-class", "-n", "F", "-o", "new")
+        self.assertEqual((quiet.stdout, quiet.stderr), ("new/f_generated.cpp\n", ""))
+        self.assertIn("warning: ", self.generate("--quiet").stderr)
 
     def test_keeps_names_of_the_reference_simulator_from_its_dumps_alone(self):
         for arguments in (["generate", SMALL, "--simulator-header"], ["verify", SMALL]):
@@ -226,9 +243,11 @@ class CommandLine(unittest.TestCase):
             ([SMALL, "--guid-file", "guids"], 'guids:2: "xyz" is no GUID'),
             ([SMALL, "--guid-file", "none"], "none: has no GUID"),
             ([SMALL, "--guid-file", "missing"], "missing: No such file"),
+            ([SMALL, "-o", "bad"], "--output-dir: bad: Not a directory"),
+            ([SMALL, "-o", "bad/sub"], "--output-dir: bad/sub: Not a directory"),
         ]:
-            done = self.run_program("generate", *arguments, "--name", "F", "--output-dir", "out")
-            self.assert_refused(done, 3, message)
+            folder = [] if "-o" in arguments else ["-o", "out"]
+            self.assert_refused(self.run_program("generate", *arguments, "--name", "F", *folder), 3, message)
             self.assertEqual(list((self.dir / "out").iterdir()), [])
 
     def test_reads_standard_input(self):
@@ -263,6 +282,7 @@ class CommandLine(unittest.TestCase):
             done = self.run_program(*arguments)
             self.assertEqual((done.returncode, done.stderr), (0, ""))
             self.assertIn("Usage: " + " ".join(["siminfo", *arguments[:-1]]), done.stdout)
+            self.assertEqual(done.stdout, self.run_program("help", *arguments[:-1]).stdout)
 
     def test_writes_no_source_with_a_host_name_that_leaves_its_line(self):
         for forms, files in (([], 1), (["--models"], 3)):

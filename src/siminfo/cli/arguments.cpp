@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "siminfo/cli/command.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
@@ -66,39 +65,25 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
   return guids;
 }
 
-void addSnapshotArgument(CLI::App& command, std::string& fileName) {
-  command.add_option("SNAPSHOT", fileName, "Fabric snapshot, or - for standard input")
-      ->type_name("")
-      ->required();
+void addSnapshotArgument(Command& command, std::string& fileName) {
+  command.argument("SNAPSHOT", fileName, "Fabric snapshot, or - for standard input").required();
 }
 
-void addJobsOption(CLI::App& command, unsigned& jobs, const std::string& what) {
-  command.add_option("--jobs", jobs, what + "; every core unless given")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
+void addJobsOption(Command& command, unsigned& jobs, const std::string& what) {
+  command.number("-j,--jobs", "N", jobs, {1, 1024}, what + "; every core unless given");
 }
 
-CLI::Option* addMissingOption(CLI::App& command, Missing& missing) {
-  const std::map<std::string, Missing> forms{{"error", Missing::kError}, {"comment", Missing::kComment}};
-  return command
-      .add_option("--missing", missing,
-                  "What stands for data that a node must have and that was not collected: an #error\n"
-                  "line, which stops the simulator's build, or a comment of the same words")
-      ->type_name("error|comment")
-      ->transform(CLI::CheckedTransformer(forms).description(""))
-      ->default_str("error");
+Option addMissingOption(Command& command, Missing& missing) {
+  return command.choice<Missing>(
+      "--missing", {{"error", Missing::kError}, {"comment", Missing::kComment}}, missing,
+      "What stands for data that a node must have and that was not collected: an #error\n"
+      "line, which stops the simulator's build, or a comment of the same words");
 }
 
-void addLimitOptions(CLI::App& command, unsigned& seconds, unsigned& memory, const std::string& what) {
-  constexpr unsigned kMost = 1U << 24U;  // half a year, and 16 TiB
-  command.add_option("--time-limit", seconds, "Seconds that " + what + " may take")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(1U, kMost))
-      ->capture_default_str();
-  command.add_option("--memory-limit", memory, "MiB of memory that each process of it may take")
-      ->type_name("MIB")
-      ->check(CLI::Range(1U, kMost))
-      ->capture_default_str();
+void addLimitOptions(Command& command, unsigned& seconds, unsigned& memory, const std::string& what) {
+  constexpr Range kRange{1, 1U << 24U};  // half a year, and 16 TiB
+  command.number("--time-limit", "SECONDS", seconds, kRange, "Seconds that " + what + " may take");
+  command.number("--memory-limit", "MIB", memory, kRange, "MiB of memory that each process of it may take");
 }
 
 bool isCppIdentifier(std::string_view text) {

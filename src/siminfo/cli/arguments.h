@@ -1,12 +1,12 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "siminfo/cli/command_line.h"
 #include "siminfo/generators/drovik_sim_info_dump.h"
 
 namespace siminfo {
@@ -15,15 +15,15 @@ namespace siminfo {
 std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const std::string& fileName);
 
 /// Adds the SNAPSHOT that a command reads, which it must be given.
-void addSnapshotArgument(CLI::App& command, std::string& fileName);
+void addSnapshotArgument(Command& command, std::string& fileName);
 /// Adds --jobs, which may be left at 0 for every core; `what` says what works at the same time.
-void addJobsOption(CLI::App& command, unsigned& jobs, const std::string& what);
+void addJobsOption(Command& command, unsigned& jobs, const std::string& what);
 
 /// Adds --missing, which says what stands for data that a node must have and that was not collected.
-CLI::Option* addMissingOption(CLI::App& command, Missing& missing);
+Option addMissingOption(Command& command, Missing& missing);
 
 /// Adds --time-limit in seconds for `what`, and --memory-limit in MiB; what they hold is the default.
-void addLimitOptions(CLI::App& command, unsigned& seconds, unsigned& memory, const std::string& what);
+void addLimitOptions(Command& command, unsigned& seconds, unsigned& memory, const std::string& what);
 
 /// Whether a C++ class can be named so.
 bool isCppIdentifier(std::string_view text);

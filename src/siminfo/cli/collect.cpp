@@ -5,7 +5,7 @@
 #include <memory>
 #include <sstream>
 
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/interruption.h"
 #include "siminfo/core/in_memory/output_directory.h"
@@ -117,58 +117,41 @@ ExitStatus collect(const CollectCommand& command) {
 
 }  // namespace
 
-void addCollectCommand(CLI::App& program, Command& chosen) {
+void addCollectCommand(CommandLine& line) {
   const auto told = std::make_shared<CollectCommand>();
   CollectOptions* options = &told->options;
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "collect", "Walk a live InfiniBand fabric, or read a saved discovery, into a fabric snapshot");
-  CLI::Option* device =
-      command->add_option("-C,--Ca", options->device, "Device of this host to collect through")
-          ->type_name("CA");
-  CLI::Option* port = command->add_option("-P,--Port", options->port, "Port of that device")
-                          ->type_name("PORT")
-                          ->check(CLI::Range(1, 254));
-  command->add_option("-t,--timeout", options->limits.timing.timeoutMs, "How long to wait for one answer")
-      ->type_name("MS")
-      ->check(CLI::Range(1, 600000))
-      ->capture_default_str();
+  const Option device =
+      command.option("-C,--Ca", "CA", options->device, "Device of this host to collect through");
+  const Option port = command.number("-P,--Port", "PORT", options->port, {1, 254}, "Port of that device");
+  command.number("-t,--timeout", "MS", options->limits.timing.timeoutMs, {1, 600000},
+                 "How long to wait for one answer");
+  command.number("--outstanding-smps,--outstanding_smps", "N", options->limits.outstanding, {1, 1024},
+                 "Requests that are under way at a time");
+  command.number("--max-hops", "N", options->limits.maxHops, {0, 63},
+                 "Walk no further than so many hops; 0, as when it is missing: no limit");
   command
-      ->add_option("--outstanding-smps,--outstanding_smps", options->limits.outstanding,
-                   "Requests that are under way at a time")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024))
-      ->capture_default_str();
-  command->add_option("--max-hops", options->limits.maxHops, "Walk no further than so many hops; 0: no limit")
-      ->type_name("N")
-      ->check(CLI::Range(0, 63))
-      ->capture_default_str();
-  command
-      ->add_option("--load-cache", options->cacheFile,
-                   "Read this file, as ibnetdiscover --cache writes it, and ask nobody")
-      ->type_name("FILE")
-      ->excludes(device, port);
-  command
-      ->add_option("--node-name-map", options->nodeNameMap,
-                   "File of lines 0x<guid> \"<name>\"; the names become alternative names")
-      ->type_name("FILE");
-  command
-      ->add_option("--attribute-layouts", options->attributeLayouts,
-                   "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
-                   "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo")
-      ->type_name("FILE");
-  command
-      ->add_option("--fabric", told->fabric,
-                   "Name of the fabric, which tells many snapshots apart; in the header")
-      ->type_name("NAME");
-  command->add_option("--output", told->output, "File to write; standard output when it is missing or -")
-      ->type_name("SNAPSHOT");
-  command->add_flag("--partial", told->partial,
-                    "Let an interrupted collection replace the file that is there; without it, the new one\n"
-                    "gets .partial behind its name");
-  command->footer(
+      .option("--load-cache", "FILE", options->cacheFile,
+              "Read this file, as ibnetdiscover --cache writes it, and ask nobody")
+      .excludes(device)
+      .excludes(port);
+  command.option("--node-name-map", "FILE", options->nodeNameMap,
+                 "File of lines 0x<guid> \"<name>\"; the names become alternative names");
+  command.option("--attribute-layouts", "FILE", options->attributeLayouts,
+                 "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
+                 "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo");
+  command.option("--fabric", "NAME", told->fabric,
+                 "Name of the fabric, which tells many snapshots apart; in the header");
+  command.option("-o,--output", "SNAPSHOT", told->output,
+                 "File to write; standard output when it is missing or -");
+  command.flag("--partial", told->partial,
+               "Let an interrupted collection replace the file that is there; without it, the new one\n"
+               "gets .partial behind its name");
+  command.footer(
       "Interrupted once (Ctrl-C), it writes what it has and exits with 5; interrupted again, it ends.\n"
       "Example: siminfo collect -C mlx4_0 -P 1 --output fabric.jsonl");
-  command->callback([told, &chosen] { chosen = [told] { return collect(*told); }; });
+  command.does([told] { return collect(*told); });
 }
 
 }  // namespace siminfo

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -27,17 +25,16 @@ class CommandError : public std::runtime_error {
   ExitStatus status_;
 };
 
-/// What the chosen subcommand does; returns the exit status, or throws a CommandError.
-using Command = std::function<ExitStatus()>;
+class CommandLine;
 
-/// Each adds a subcommand to the program and sets `chosen` when the command line names it.
-void addGenerateCommand(CLI::App& program, Command& chosen);
-void addInspectCommand(CLI::App& program, Command& chosen);
-void addReportCommand(CLI::App& program, Command& chosen);
-void addDiffCommand(CLI::App& program, Command& chosen);
-void addSchemaCommand(CLI::App& program, Command& chosen);
-void addVerifyCommand(CLI::App& program, Command& chosen);
-void addCollectCommand(CLI::App& program, Command& chosen);
-void addServeCommand(CLI::App& program, Command& chosen);
+// Each adds the command of its name.
+void addGenerateCommand(CommandLine& line);
+void addInspectCommand(CommandLine& line);
+void addReportCommand(CommandLine& line);
+void addDiffCommand(CommandLine& line);
+void addSchemaCommand(CommandLine& line);
+void addVerifyCommand(CommandLine& line);
+void addCollectCommand(CommandLine& line);
+void addServeCommand(CommandLine& line);
 
 }  // namespace siminfo

@@ -20,6 +20,13 @@ namespace {
 constexpr std::chrono::milliseconds kFirst{500};
 constexpr std::chrono::milliseconds kInterval{200};
 
+bool notesAreSilent = false;
+
+void printLine(const std::string& message) {
+  const std::string line = "siminfo: " + terminalText(message) + "\n";  // a line whole or not at all
+  std::cerr << line;
+}
+
 }  // namespace
 
 void printResult(const std::string& text) {
@@ -43,15 +50,16 @@ Screen outputScreen() {
   return {std::max(width, kLeastWidth), noColor == nullptr || *noColor == '\0'};
 }
 
-void printError(const std::string& message) { printNote("error: " + message); }
-void printWarning(const std::string& message) { printNote("warning: " + message); }
+void printError(const std::string& message) { printLine("error: " + message); }
+void printWarning(const std::string& message) { printLine("warning: " + message); }
 void printNote(const std::string& message) {
-  const std::string line = "siminfo: " + terminalText(message) + "\n";  // a line whole or not at all
-  std::cerr << line;
+  if (!notesAreSilent) printLine(message);
 }
+void silenceNotes() { notesAreSilent = true; }
 
 Progress::Progress()
-    : isTerminal_(isatty(STDERR_FILENO) == 1), next_(std::chrono::steady_clock::now() + kFirst) {}
+    : isTerminal_(isatty(STDERR_FILENO) == 1 && !notesAreSilent),
+      next_(std::chrono::steady_clock::now() + kFirst) {}
 
 void Progress::show(const std::string& text) {
   if (!isTerminal_) return;

@@ -17,6 +17,8 @@ Screen outputScreen();
 void printError(const std::string& message);
 void printWarning(const std::string& message);
 void printNote(const std::string& message);
+/// Lets notes and progress be nothing from now on.
+void silenceNotes();
 
 /// A line on standard error that tells how far a long work is; silent when nobody watches.
 class Progress {

@@ -2,7 +2,7 @@
 #include <thread>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
@@ -57,25 +57,23 @@ ExitStatus runDiff(const DiffCommand& options) {
 
 }  // namespace
 
-void addDiffCommand(CLI::App& program, Command& chosen) {
+void addDiffCommand(CommandLine& line) {
   const auto options = std::make_shared<DiffCommand>();
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "diff", "Tell what became of a fabric between two snapshots: nodes, names, cables, and decoded fields");
-  command
-      ->add_option("OLD", options->before, "The earlier snapshot; one of the two may be - for standard input")
-      ->type_name("")
-      ->required();
-  command->add_option("NEW", options->after, "The later snapshot")->type_name("")->required();
-  addSelectionOptions(*command, options->selection);
-  command->add_flag("--counters", options->counters,
-                    "Values of counters as well, which change from one minute to the next");
-  command->add_flag("--json", options->json, "A JSON document");
-  addJobsOption(*command, options->jobs, "Threads that read and compare");
-  command->footer(
+  command.argument("OLD", options->before, "The earlier snapshot; one of the two may be - for standard input")
+      .required();
+  command.argument("NEW", options->after, "The later snapshot").required();
+  addSelectionOptions(command, options->selection);
+  command.flag("--counters", options->counters,
+               "Values of counters as well, which change from one minute to the next");
+  command.flag("--json", options->json, "A JSON document");
+  addJobsOption(command, options->jobs, "Threads that read and compare");
+  command.footer(
       "Nodes are the same when their GUIDs are. Headers of snapshots are not compared.\n"
       "Exit status: 0 nothing differs; 1 something does.\n"
       "Example: siminfo diff monday.jsonl tuesday.jsonl --type switch");
-  command->callback([options, &chosen] { chosen = [options] { return runDiff(*options); }; });
+  command.does([options] { return runDiff(*options); });
 }
 
 }  // namespace siminfo

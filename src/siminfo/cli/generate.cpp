@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/depfile.h"
 #include "siminfo/cli/generate_options.h"
@@ -51,16 +51,25 @@ void warnOfSharedClasses(const NodesByClass& nodes) {
 
 void checkOptions(const GenerateOptions& options) {
   checkName(options.name, options.simulatorHeader || options.project);
-  std::error_code error;
-  if (std::filesystem::exists(options.outputDir, error) &&
-      !std::filesystem::is_directory(options.outputDir, error))
-    throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + " is no directory");
+  if (options.outputDir == "-")
+    throw CommandError(
+        kBadCommandLine,
+        "--output-dir: files cannot go to standard output; expected a directory, or ./- for one "
+        "of that name");
   if (options.depfile.empty()) return;
   if (options.snapshot == "-")
     throw CommandError(kBadCommandLine,
                        "--depfile: standard input has no name to depend on; expected the snapshot's file");
   for (const std::string& path : {options.snapshot, options.selection.guidFile, options.outputDir})
     checkDepfilePath(path);
+}
+
+void makeDirectory(const std::string& name) {
+  std::error_code error;
+  std::filesystem::create_directories(name, error);
+  if (!error && !std::filesystem::is_directory(name, error))
+    error = std::make_error_code(std::errc::not_a_directory);
+  if (error) throw CommandError(kBadInput, "--output-dir: " + name + ": " + error.message());
 }
 
 /// Beside the source, under the name by which the source includes it. Returns its path.
@@ -104,10 +113,7 @@ ExitStatus generate(const GenerateOptions& options) {
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, options.jobs);
   const std::vector<const IBNode*> nodes =
       selectNodes(*snapshot, terms, options.snapshot, options.exactPorts);
-  std::error_code error;
-  std::filesystem::create_directories(options.outputDir, error);
-  if (error)
-    throw CommandError(kBadCommandLine, "--output-dir: " + options.outputDir + ": " + error.message());
+  makeDirectory(options.outputDir);
   const std::vector<std::filesystem::path> written =
       options.models ? generateModels(options, *snapshot, nodes) : generateNodes(options, *snapshot, nodes);
   std::string paths;
@@ -120,27 +126,24 @@ ExitStatus generate(const GenerateOptions& options) {
 }
 
 /// `others` are the options that have no say in a model's text.
-void addModelOptions(CLI::App& command, GenerateOptions& options, const std::vector<CLI::Option*>& others) {
-  CLI::Option* models = command.add_flag(
-      "--models", options.models,
-      "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
-      "<lower name>_models_0.cpp, _nodes.tsv and _models.def");
-  for (CLI::Option* other : others) models->excludes(other);
-  command.add_option("--shards", options.shards, "Source files that the models are spread over")
-      ->type_name("N")
-      ->check(CLI::Range(1, 4096))
-      ->capture_default_str()
-      ->needs(models);
+void addModelOptions(Command& command, GenerateOptions& options, const std::vector<Option>& others) {
+  const Option models =
+      command.flag("--models", options.models,
+                   "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
+                   "<lower name>_models_0.cpp, _nodes.tsv and _models.def");
+  for (const Option& other : others) models.excludes(other);
+  command.number("--shards", "N", options.shards, {1, 4096}, "Source files that the models are spread over")
+      .needs(models);
   command
-      .add_flag(
+      .flag(
           "--project", options.project,
           "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
           "program that restores every node")
-      ->needs(models);
+      .needs(models);
   command
-      .add_flag("--exact-ports", options.exactPorts,
-                "Give every port with values of its own a branch, as special ports have one")
-      ->needs(models);
+      .flag("--exact-ports", options.exactPorts,
+            "Give every port with values of its own a branch, as special ports have one")
+      .needs(models);
 }
 
 }  // namespace
@@ -158,45 +161,39 @@ void reportFrames(const std::string& what, const GenerationSummary& summary, Mis
   printNote("not collected, and left to the simulator: " + methods);
 }
 
-void addGenerateCommand(CLI::App& program, Command& chosen) {
+void addGenerateCommand(CommandLine& line) {
   const auto options = std::make_shared<GenerateOptions>();
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "generate", "Write the simulator's C++ source, <lower name>_generated.cpp, from a fabric snapshot");
-  addSnapshotArgument(*command, options->snapshot);
+  addSnapshotArgument(command, options->snapshot);
   command
-      ->add_option("--name", options->name,
-                   "Class of the dump, a C++ identifier; lower-cased it names the file")
-      ->type_name("NAME")
-      ->required();
-  addSelectionOptions(*command, options->selection);
-  command
-      ->add_option("--guid-file", options->selection.guidFile,
-                   "Only the nodes whose GUIDs the file lists, one a line")
-      ->type_name("FILE");
-  command->add_option("--output-dir", options->outputDir, "Directory of the file; made when it is missing")
-      ->type_name("DIR")
-      ->capture_default_str();
-  CLI::Option* onePerClass =
-      command->add_flag("--one-per-class", options->onePerClass,
-                        "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
-  CLI::Option* buildable = command->add_flag(
+      .option("-n,--name", "NAME", options->name,
+              "Class of the dump, a C++ identifier; lower-cased it names the file")
+      .required();
+  addSelectionOptions(command, options->selection);
+  command.option("--guid-file", "FILE", options->selection.guidFile,
+                 "Only the nodes whose GUIDs the file lists, one a line");
+  command.option("-o,--output-dir", "DIR", options->outputDir,
+                 "Directory of the file; made when it is missing");
+  const Option onePerClass =
+      command.flag("--one-per-class", options->onePerClass,
+                   "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
+  const Option buildable = command.flag(
       "--buildable", options->buildable,
       "In the two frames whose exact text no compiler accepts: the GID of the reduction class port\n"
       "info byte by byte, and each branch of the push counters in a scope of its own");
-  CLI::Option* header = command->add_flag(
+  const Option header = command.flag(
       "--simulator-header", options->simulatorHeader,
       "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
-  CLI::Option* missing = addMissingOption(*command, options->missing);
-  addModelOptions(*command, *options, {onePerClass, buildable, header, missing});
-  command
-      ->add_option("--depfile", options->depfile,
-                   "Write which files the output was made from, as a rule that Make and Ninja read")
-      ->type_name("FILE");
-  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
-  command->footer(
+  const Option missing = addMissingOption(command, options->missing);
+  addModelOptions(command, *options, {onePerClass, buildable, header, missing});
+  command.option("--depfile", "FILE", options->depfile,
+                 "Write which files the output was made from, as a rule that Make and Ninja read");
+  addJobsOption(command, options->jobs, "Threads that read the snapshot");
+  command.footer(
       "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");
-  command->callback([options, &chosen] { chosen = [options] { return generate(*options); }; });
+  command.does([options] { return generate(*options); });
 }
 
 }  // namespace siminfo

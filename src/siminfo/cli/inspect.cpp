@@ -1,7 +1,7 @@
 #include <memory>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
@@ -29,7 +29,7 @@ std::string detailsOf(Snapshot& snapshot, const Inspection& inspection, bool isJ
     if (isJson)
       text += nodeJson(snapshot, inspection, i);
     else
-      text += (i > 0 ? "\n" : "") + nodeText(snapshot, inspection, i, outputScreen());
+      text.append(i > 0 ? "\n" : "").append(nodeText(snapshot, inspection, i, outputScreen()));
   }
   return text;
 }
@@ -58,35 +58,30 @@ ExitStatus runInspect(const InspectOptions& options) {
 
 }  // namespace
 
-void addInspectCommand(CLI::App& program, Command& chosen) {
+void addInspectCommand(CommandLine& line) {
   const auto options = std::make_shared<InspectOptions>();
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "inspect",
       "Show what each node will carry, what not, why, and what would mend it, before it is generated");
-  addSnapshotArgument(*command, options->snapshot);
-  CLI::Option* nodes = command->add_flag(
+  addSnapshotArgument(command, options->snapshot);
+  const Option nodes = command.flag(
       "--nodes", options->nodes,
       "A line for each node: GUID, class, ports, ports above Down, model, a letter for each of the 22\n"
       "frames (B block, c comment, E #error line), name");
-  CLI::Option* node =
-      command
-          ->add_option("--node", options->node,
-                       "Everything about the node of this name or GUID, and its ports' values")
-          ->type_name("NAME|GUID")
-          ->excludes(nodes);
-  CLI::Option* topology = command
-                              ->add_flag("--topology", options->topology,
-                                         "The nodes and their links in the text form of ibnetdiscover")
-                              ->excludes(nodes, node);
-  addSelectionOptions(*command, options->selection);
-  for (const char* name : {"--guid", "--name-match", "--type", "--model"}) node->excludes(name);
-  command->add_flag("--json", options->json, "A JSON document; with --nodes one a line")->excludes(topology);
-  command->add_flag("--strict", options->strict, "Exit with 1 if any #error line would be written");
-  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
-  command->footer(
+  const Option node = command.option("--node", "NAME|GUID", options->node,
+                                     "Everything about the node of this name or GUID, and its ports' values");
+  const Option topology = command.flag("--topology", options->topology,
+                                       "The nodes and their links in the text form of ibnetdiscover");
+  node.excludes(nodes);
+  topology.excludes(nodes).excludes(node);
+  addSelectionOptions(command, options->selection, {node});
+  command.flag("--json", options->json, "A JSON document; with --nodes one a line").excludes(topology);
+  command.flag("--strict", options->strict, "Exit with 1 if any #error line would be written");
+  addJobsOption(command, options->jobs, "Threads that read the snapshot");
+  command.footer(
       "On a terminal it fits the width (COLUMNS) and is coloured unless NO_COLOR is set.\n"
       "Example: siminfo inspect fabric.jsonl --nodes --type switch | grep E");
-  command->callback([options, &chosen] { chosen = [options] { return runInspect(*options); }; });
+  command.does([options] { return runInspect(*options); });
 }
 
 }  // namespace siminfo

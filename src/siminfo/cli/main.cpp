@@ -3,11 +3,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
-#include <iostream>
 #include <new>
 #include <string_view>
 
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/core/in_memory/temporary_file.h"
 #include "siminfo/core/version.h"
@@ -15,45 +14,22 @@
 namespace siminfo {
 namespace {
 
-/// The deepest subcommand that the command line got to.
-const CLI::App& named(const CLI::App& program) {
-  const auto chosen = program.get_subcommands();
-  return chosen.empty() ? program : named(*chosen.front());
-}
-
 ExitStatus run(int argc, char** argv) {
-  CLI::App program("Turns a discovered InfiniBand fabric into the source of simulated nodes.", "siminfo");
-  program.set_version_flag("--version", toolNameAndVersion());
-  program.require_subcommand(1);
-  program.footer(
+  CommandLine line(
+      "Turns a discovered InfiniBand fabric into the source of simulated nodes.", toolNameAndVersion(),
       "Results go to standard output, everything else to standard error.\n"
       "Exit status: 0 done; 1 the answer is no; 2 bad command line; 3 bad input, or a file or standard\n"
       "output that cannot be read or written; 4 no usable port or fabric; 5 collected, but only in part.");
-  Command chosen;
-  addGenerateCommand(program, chosen);
-  addCollectCommand(program, chosen);
-  addInspectCommand(program, chosen);
-  addReportCommand(program, chosen);
-  addDiffCommand(program, chosen);
-  addVerifyCommand(program, chosen);
-  addServeCommand(program, chosen);
-  addSchemaCommand(program, chosen);
-  try {
-    program.parse(argc, argv);
-  } catch (const CLI::CallForVersion& version) {
-    printResult(std::string(version.what()) + "\n");
-    return kDone;
-  } catch (const CLI::CallForHelp&) {
-    const CLI::App& subject = named(program);
-    printResult(subject.help(&subject != &program ? "siminfo" : ""));
-    return kDone;
-  } catch (const CLI::ParseError& error) {
-    printError(error.what());
-    const bool isSub = &named(program) != &program;
-    std::cerr << "Try 'siminfo " << (isSub ? named(program).get_name() + " " : "") << "--help'.\n";
-    return kBadCommandLine;
-  }
-  return chosen();
+  addGenerateCommand(line);
+  addCollectCommand(line);
+  addInspectCommand(line);
+  addReportCommand(line);
+  addDiffCommand(line);
+  addVerifyCommand(line);
+  addServeCommand(line);
+  addSchemaCommand(line);
+  line.addHelpCommand();
+  return line.run(argc, argv);
 }
 
 /// Also where a library that promises not to throw lacks memory.

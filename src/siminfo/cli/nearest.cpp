@@ -55,6 +55,16 @@ std::string nearestWords(const std::vector<std::string>& words, std::string_view
                 nearest(words, [&](const std::string& word) { return distance(pattern, word); }));
 }
 
+std::string didYouMean(const std::vector<std::string>& words, std::string_view typed) {
+  const auto farness = [&](const std::string& word) {
+    return word.starts_with(typed) ? 0 : distance(typed, word);
+  };
+  const auto near = std::ranges::min_element(words, {}, farness);
+  // What has half of its letters right is no accident.
+  if (near == words.end() || farness(*near) * 2 >= std::max(near->size(), typed.size())) return {};
+  return "; did you mean " + *near + "?";
+}
+
 std::string nearestNames(const std::vector<const IBNode*>& nodes, std::string_view pattern) {
   std::vector<std::string> names;
   for (const IBNode* node : nearest(nodes, [&](const IBNode* each) { return distance(pattern, each->name); }))

@@ -18,7 +18,9 @@ std::size_t distance(std::string_view pattern, std::string_view text);
 
 /// "nearest are a, b, c".
 std::string nearestWords(const std::vector<std::string>& words, std::string_view pattern);
-/// The same of the nodes' names.
+/// "; did you mean a?", or nothing when no word is near enough to be what was meant.
+std::string didYouMean(const std::vector<std::string>& words, std::string_view typed);
+/// "nearest are a, b, c", of the nodes' names.
 std::string nearestNames(const std::vector<const IBNode*>& nodes, std::string_view pattern);
 /// "nearest GUIDs are 0x... (name), ...".
 std::string nearestGuids(const std::vector<const IBNode*>& nodes, std::uint64_t guid);

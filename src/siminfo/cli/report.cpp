@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
@@ -45,20 +45,19 @@ ExitStatus runReport(const ReportOptions& options) {
 
 }  // namespace
 
-void addReportCommand(CLI::App& program, Command& chosen) {
+void addReportCommand(CommandLine& line) {
   const auto options = std::make_shared<ReportOptions>();
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "report", "Write a page for a browser that shows what inspect shows, with every body and the topology");
-  addSnapshotArgument(*command, options->snapshot);
-  command->add_option("--output", options->output, "File to write, or - for standard output")
-      ->type_name("FILE.html")
-      ->required();
-  addSelectionOptions(*command, options->selection);
-  addJobsOption(*command, options->jobs, "Threads that read the snapshot");
-  command->footer(
+  addSnapshotArgument(command, options->snapshot);
+  command.option("-o,--output", "FILE.html", options->output, "File to write, or - for standard output")
+      .required();
+  addSelectionOptions(command, options->selection);
+  addJobsOption(command, options->jobs, "Threads that read the snapshot");
+  command.footer(
       "The page is one file that needs nothing else and asks nobody for anything.\n"
       "Example: siminfo report fabric.jsonl --output fabric.html");
-  command->callback([options, &chosen] { chosen = [options] { return runReport(*options); }; });
+  command.does([options] { return runReport(*options); });
 }
 
 }  // namespace siminfo

@@ -183,24 +183,22 @@ class Selector {
 
 }  // namespace
 
-void addSelectionOptions(CLI::App& command, Selection& selection) {
-  const auto add = [&](const char* name, std::vector<std::string>& values, const char* help,
-                       const char* type) {
-    command.add_option(name, values, help)->type_name(type)->allow_extra_args(false);
+void addSelectionOptions(Command& command, Selection& selection, const std::vector<Option>& others) {
+  const auto add = [&](const char* name, const char* placeholder, std::vector<std::string>& values,
+                       const char* help) {
+    const Option option = command.options(name, placeholder, values, help);
+    for (const Option& other : others) option.excludes(other);
   };
-  add("--guid", selection.guids,
+  add("--guid", "GUID", selection.guids,
       "Only the node of this GUID, in hexadecimal, or the one with a port that has it\n"
-      "where no node does; may be repeated, like the next three",
-      "GUID");
-  add("--name-match", selection.names, "Only nodes whose whole name matches, with *, ? and [...]", "GLOB");
-  add("--type", selection.types,
+      "where no node does; may be repeated, like the next three");
+  add("--name-match", "GLOB", selection.names, "Only nodes whose whole name matches, with *, ? and [...]");
+  add("--type", "TYPE", selection.types,
       "Only nodes of this type: ca, switch, router, a number, or a class of the source\n"
-      "(SW, RTR, AN, HCA, Unknown)",
-      "TYPE");
-  add("--model", selection.models,
+      "(SW, RTR, AN, HCA, Unknown)");
+  add("--model", "MODEL", selection.models,
       "Only nodes of this model, as inspect and generate --models name it; how the name\n"
-      "begins will do",
-      "MODEL");
+      "begins will do");
 }
 
 SelectionTerms readSelection(const Selection& selection) {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "siminfo/cli/command_line.h"
 #include "siminfo/snapshot/snapshot.h"
 
 namespace siminfo {
@@ -20,8 +20,9 @@ struct Selection {
   std::vector<std::string> models;  ///< --model, or how their names begin
 };
 
-/// Adds --guid, --name-match, --type and --model. The selection must live as long as the command.
-void addSelectionOptions(CLI::App& command, Selection& selection);
+/// Adds --guid, --name-match, --type and --model, each of which excludes the others that are told. The
+/// selection must live as long as the command.
+void addSelectionOptions(Command& command, Selection& selection, const std::vector<Option>& others = {});
 
 /// The values of a selection, once they are known to be some.
 struct SelectionTerms {

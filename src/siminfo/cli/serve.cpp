@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/generate_options.h"
 #include "siminfo/cli/interruption.h"
@@ -80,40 +80,33 @@ ExitStatus runServe(const ServeOptions& options) {
 
 }  // namespace
 
-void addServeCommand(CLI::App& program, Command& chosen) {
+void addServeCommand(CommandLine& line) {
   const auto options = std::make_shared<ServeOptions>();
   ServeRequest* request = &options->request;
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "serve", "Let InfiniBand tools of this machine talk to the simulated nodes of a snapshot");
-  addSnapshotArgument(*command, request->snapshotFile);
-  command->add_flag("--init", request->init,
-                    "Begin with every link at Initialize and without LIDs, for a subnet manager");
-  command
-      ->add_option("--socket", request->socket, "Name of the sockets; one of this process's own when missing")
-      ->type_name("NAME");
-  command
-      ->add_option(
-          "--from", request->from,
-          "Node that programs are at, by name or GUID; the first adapter with a linked port when missing")
-      ->type_name("NODE");
-  addSelectionOptions(*command, options->selection);
-  command->add_flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
-  command
-      ->add_option(
-          "--attribute-layouts", options->attributeLayouts,
-          "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as collect takes it;\n"
-          "without it, routers refuse RouterInfo")
-      ->type_name("FILE");
-  addLimitOptions(*command, request->limits.seconds, request->limits.memory, "either step of building");
-  command
-      ->add_option("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments")
-      ->type_name("");
-  command->footer(
+  addSnapshotArgument(command, request->snapshotFile);
+  command.flag("--init", request->init,
+               "Begin with every link at Initialize and without LIDs, for a subnet manager");
+  command.option("--socket", "NAME", request->socket,
+                 "Name of the sockets; one of this process's own when missing");
+  command.option(
+      "--from", "NODE", request->from,
+      "Node that programs are at, by name or GUID; the first adapter with a linked port when missing");
+  addSelectionOptions(command, options->selection);
+  command.flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
+  command.option(
+      "--attribute-layouts", "FILE", options->attributeLayouts,
+      "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as collect takes it;\n"
+      "without it, routers refuse RouterInfo");
+  addLimitOptions(command, request->limits.seconds, request->limits.memory, "either step of building");
+  command.rest("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments");
+  command.footer(
       "Without a COMMAND it serves until Ctrl-C, and prints the environment for other shells. With one it "
       "ends\n"
       "with the COMMAND and its exit status.\n"
       "Example: siminfo serve fabric.jsonl -- ibnetdiscover");
-  command->callback([options, &chosen] { chosen = [options] { return runServe(*options); }; });
+  command.does([options] { return runServe(*options); });
 }
 
 }  // namespace siminfo

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "siminfo/cli/arguments.h"
-#include "siminfo/cli/command.h"
+#include "siminfo/cli/command_line.h"
 #include "siminfo/cli/console.h"
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
@@ -19,7 +19,7 @@ namespace {
 VerifyRequest defaultRequest() {
   VerifyRequest request;
   request.name = "Fabric";
-  request.jobs = std::max(1U, std::thread::hardware_concurrency());
+  request.jobs = 0;  // every core
   request.compiler = "c++";
   return request;
 }
@@ -57,7 +57,8 @@ void checkFolders(const VerifyRequest& request) {
 
 ExitStatus runVerify(const VerifyOptions& options) {
   checkName(options.request.name, true);
-  const VerifyRequest& request = options.request;
+  VerifyRequest request = options.request;
+  if (request.jobs == 0) request.jobs = std::max(1U, std::thread::hardware_concurrency());
   checkFolders(request);
   const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, request.jobs);
@@ -76,52 +77,41 @@ ExitStatus runVerify(const VerifyOptions& options) {
 
 }  // namespace
 
-void addVerifyCommand(CLI::App& program, Command& chosen) {
+void addVerifyCommand(CommandLine& line) {
   const auto options = std::make_shared<VerifyOptions>();
-  CLI::App* command = program.add_subcommand(
+  Command& command = line.addCommand(
       "verify",
       "Judge every line of what is generated, run it with the reference simulator, and compare the nodes");
-  addSnapshotArgument(*command, options->snapshot);
-  command->add_option("--name", options->request.name, "Class of the dump, a C++ identifier")
-      ->type_name("NAME")
-      ->capture_default_str();
-  addSelectionOptions(*command, options->selection);
-  command->add_flag("--all", options->all, "Every node; which is what is done without it as well");
-  CLI::Option* buildable =
-      command->add_flag("--buildable", options->request.form.isBuildable,
-                        "The buildable form of the two frames that cannot compile as the format stands");
-  CLI::Option* missing = addMissingOption(*command, options->request.form.missing);
-  CLI::Option* exactPorts =
-      command->add_flag("--exact-ports", options->request.exactPorts,
-                        "Models whose ports with values of their own answer with these, as generate "
-                        "--models\nwrites them with the same option; then there is no file of the nodes");
-  command->add_option("--jobs", options->request.jobs, "Programs compiled at a time")
-      ->type_name("N")
-      ->check(CLI::Range(1U, 256U))
-      ->capture_default_str();
-  command
-      ->add_option("--compiler", options->request.compiler, "C++ compiler, in the manner of g++ and clang++")
-      ->type_name("CXX")
-      ->capture_default_str();
-  addLimitOptions(*command, options->request.timeLimit, options->request.memoryLimit,
+  addSnapshotArgument(command, options->snapshot);
+  command.option("-n,--name", "NAME", options->request.name, "Class of the dump, a C++ identifier");
+  addSelectionOptions(command, options->selection);
+  command.flag("--all", options->all, "Every node; which is what is done without it as well");
+  const Option buildable =
+      command.flag("--buildable", options->request.form.isBuildable,
+                   "The buildable form of the two frames that cannot compile as the format stands");
+  const Option missing = addMissingOption(command, options->request.form.missing);
+  const Option exactPorts =
+      command.flag("--exact-ports", options->request.exactPorts,
+                   "Models whose ports with values of their own answer with these, as generate "
+                   "--models\nwrites them with the same option; then there is no file of the nodes");
+  addJobsOption(command, options->request.jobs, "Programs compiled at a time");
+  command.option("--compiler", "CXX", options->request.compiler,
+                 "C++ compiler, in the manner of g++ and clang++");
+  addLimitOptions(command, options->request.timeLimit, options->request.memoryLimit,
                   "a run of the compiler, or of a compiled program,");
-  command
-      ->add_option("--keep", options->request.keep,
-                   "Work in this folder, a new one or one that --keep left, and keep it")
-      ->type_name("DIR");
-  CLI::Option* use =
-      command
-          ->add_option("--use", options->request.use,
-                       "Verify the generated file in this folder, made by generate or by verify --keep with\n"
-                       "the same --name and --guid, as it stands")
-          ->type_name("DIR");
-  for (CLI::Option* other : {buildable, missing, use}) exactPorts->excludes(other);
-  command->footer(
+  command.option("--keep", "DIR", options->request.keep,
+                 "Work in this folder, a new one or one that --keep left, and keep it");
+  const Option use =
+      command.option("--use", "DIR", options->request.use,
+                     "Verify the generated file in this folder, made by generate or by verify --keep with\n"
+                     "the same --name and --guid, as it stands");
+  exactPorts.excludes(buildable).excludes(missing).excludes(use);
+  command.footer(
       "Exit status: 1 when something differs or does not compile; 3 when it was interrupted, since nothing "
       "was\n"
       "proven. #error lines are faults of the snapshot, and reported, but no difference.\n"
       "Example: siminfo verify fabric.jsonl --buildable --jobs 8");
-  command->callback([options, &chosen] { chosen = [options] { return runVerify(*options); }; });
+  command.does([options] { return runVerify(*options); });
 }
 
 }  // namespace siminfo
