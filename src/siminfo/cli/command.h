@@ -27,14 +27,13 @@ class CommandError : public std::runtime_error {
 
 class CommandLine;
 
-// Each adds the command of its name.
+// Each adds the command of its name; addCollectCommand() is in collect.h.
 void addGenerateCommand(CommandLine& line);
 void addInspectCommand(CommandLine& line);
 void addReportCommand(CommandLine& line);
 void addDiffCommand(CommandLine& line);
 void addSchemaCommand(CommandLine& line);
 void addVerifyCommand(CommandLine& line);
-void addCollectCommand(CommandLine& line);
 void addServeCommand(CommandLine& line);
 
 }  // namespace siminfo
