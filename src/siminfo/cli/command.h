@@ -10,7 +10,7 @@ enum ExitStatus : int {
   kAnswerIsNo = 1,
   kBadCommandLine = 2,
   kBadInput = 3,  ///< or a file or standard output that cannot be read or written
-  kNoFabric = 4,  ///< no usable port, or no fabric behind it
+  kNoFabric = 4,  ///< no usable port, no fabric behind it, or no program that could look
   kPartial = 5,   ///< collected, but only in part
 };
 
