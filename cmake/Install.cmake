@@ -8,6 +8,9 @@ if(TARGET siminfo)
 endif()
 install(TARGETS ${installed} EXPORT siminfo RUNTIME COMPONENT siminfo ARCHIVE COMPONENT siminfo
         FILE_SET HEADERS COMPONENT siminfo)
+if(TARGET siminfo-collect)
+  install(TARGETS siminfo-collect COMPONENT collect)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/siminfo)
 install(EXPORT siminfo NAMESPACE siminfo:: FILE siminfo-targets.cmake DESTINATION ${package_dir} COMPONENT siminfo)
@@ -15,3 +18,9 @@ write_basic_package_version_file(siminfo-config-version.cmake COMPATIBILITY Same
 install(FILES cmake/siminfo-config.cmake cmake/SiminfoGenerate.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/siminfo-config-version.cmake
         DESTINATION ${package_dir} COMPONENT siminfo)
+
+option(SIMINFO_PACKAGES "Have cpack make packages of what is installed" OFF)
+set(SIMINFO_MAINTAINER "The siminfo authors <siminfo@example.com>" CACHE STRING "Who answers for the packages")
+if(SIMINFO_PACKAGES)
+  include(cmake/Packages.cmake)
+endif()
