@@ -1,6 +1,7 @@
 # What `cpack` makes of a build for /usr: the Debian packages siminfo and siminfo-collect. packaging/make_packages.sh
 # runs it.
 set(CPACK_GENERATOR DEB)
+set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGE_CONTACT "${SIMINFO_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -18,19 +19,19 @@ set(CPACK_DEBIAN_SIMINFO_PACKAGE_NAME siminfo)
 set(CPACK_DEBIAN_SIMINFO_PACKAGE_RECOMMENDS "cmake, g++, ibsim-utils, make")
 set(CPACK_DEBIAN_SIMINFO_PACKAGE_SUGGESTS "infiniband-diags, siminfo-collect")
 set(CPACK_DEBIAN_SIMINFO_DESCRIPTION "generator of simulated InfiniBand nodes
- siminfo turns a discovered InfiniBand fabric into the C++ source of simulated
- nodes, which answer as the real ones did. It shows what a fabric snapshot
- holds, compares two, proves the generated source, and lets InfiniBand tools
- talk to the simulated nodes.
- .
- Headers, static libraries and a CMake package for programs that embed the
- generator are part of this package.")
+siminfo turns a discovered InfiniBand fabric into the C++ source of simulated
+nodes, which answer as the real ones did. It shows what a fabric snapshot
+holds, compares two, proves the generated source, and lets InfiniBand tools
+talk to the simulated nodes.
+
+Headers, static libraries and a CMake package for programs that embed the
+generator are part of this package.")
 set(CPACK_DEBIAN_COLLECT_PACKAGE_NAME siminfo-collect)
 set(CPACK_DEBIAN_COLLECT_PACKAGE_ENHANCES siminfo)
 set(CPACK_DEBIAN_COLLECT_DESCRIPTION "walk of an InfiniBand fabric for siminfo
- siminfo-collect walks the InfiniBand fabric that this host is a part of, or
- reads a saved discovery, and writes the fabric snapshot that siminfo takes.
- The command \"siminfo collect\" starts it.")
+siminfo-collect walks the InfiniBand fabric that this host is a part of, or
+reads a saved discovery, and writes the fabric snapshot that siminfo takes.
+The command \"siminfo collect\" starts it.")
 
 # Debian wants a changelog of a form of its own: the entry of this version.
 file(STRINGS CHANGELOG.md lines)

@@ -21,7 +21,8 @@ make_tarball() {
   mv "$folder/tarball.tmp/usr" "$tree" && rmdir "$folder/tarball.tmp"
   for library in $(libraries_of "$tree/bin"); do
     cp -L "$library" "$tree/lib/"
-    package=$(dpkg -S "$(readlink -f "$library")" | sed 's/:.*//')
+    # Packages may name the folders by which they are reached, or those that they are in.
+    package=$(dpkg -S "*/${library#/*lib/}" | sed 's/:.*//')
     mkdir -p "$tree/share/doc/$package"
     cp -L "/usr/share/doc/$package/copyright" "$tree/share/doc/$package/"
   done
