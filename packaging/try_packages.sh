@@ -60,31 +60,36 @@ make_bare_debian() {
   local mirror
   mirror=$(apt-get indextargets --format '$(CODENAME) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
     sed -n "s/^$codename main //p" | head -n 1)
-  debootstrap --variant=minbase "$codename" "$bare" "$mirror" && cp /etc/resolv.conf "$bare/etc/" && in_bare apt-get update
+  debootstrap --variant=minbase "$codename" "$bare" "$mirror" && cp /etc/resolv.conf "$bare/etc/" &&
+    echo "127.0.0.1 localhost" >"$bare/etc/hosts" && # every real one has it
+    in_bare apt-get update
 }
 
 try_tarball() {
   step "unpack the tarball" tar -C "$bare/tmp" -xzf "$root"/build/package/siminfo-*.tar.gz
   local program
   program=$(cd "$bare" && echo tmp/siminfo-*/bin/siminfo)
-  step "generate from the tarball" as_nobody "/$program" generate /tmp/small_fabric.json --name Fab1 --output-dir /tmp/from-tarball
+  step "generate from the tarball" as_nobody "/$program" generate /tmp/small_fabric.json --name Fab1 --buildable --output-dir /tmp/from-tarball
   step "collect from the tarball, without a device" must_fail_with 4 as_nobody "/$program" collect
   show_log 1
 }
 
 try_packages() {
   local apt=(in_bare apt-get install -y) siminfo collect
+  # What came with them goes with them, whatever else would like to have it.
+  local purge=(in_bare apt-get purge -y --auto-remove -o APT::AutoRemove::RecommendsImportant=false
+    -o APT::AutoRemove::SuggestsImportant=false)
   siminfo=$(cd "$bare/tmp" && echo siminfo_*.deb) collect=$(cd "$bare/tmp" && echo siminfo-collect_*.deb)
   step "install siminfo alone" "${apt[@]}" --no-install-recommends "/tmp/$siminfo"
   show_log 4
-  step "generate" as_nobody siminfo generate /tmp/small_fabric.json --name Fab1 --output-dir /tmp/from-package
+  step "generate" as_nobody siminfo generate /tmp/small_fabric.json --name Fab1 --buildable --output-dir /tmp/from-package
   show_log 3
   diff -r "$bare/tmp/from-tarball" "$bare/tmp/from-package"
   step "collect without the collector" must_fail_with 4 as_nobody siminfo collect
   show_log 1
   step "verify without a compiler" must_fail_with 3 as_nobody siminfo verify /tmp/small_fabric.json
   show_log 1
-  step "remove siminfo" in_bare apt-get purge -y --auto-remove siminfo
+  step "remove siminfo" "${purge[@]}" siminfo
   step "install both, and what siminfo recommends" "${apt[@]}" "/tmp/$siminfo" "/tmp/$collect"
   step "install tools to talk to nodes with" "${apt[@]}" --mark-auto infiniband-diags
   step "verify" as_nobody siminfo verify /tmp/small_fabric.json
@@ -93,7 +98,7 @@ try_packages() {
   show_log 10
   step "serve, for collect" as_nobody siminfo serve /tmp/ibsim_fabric.jsonl -- siminfo collect --output /tmp/again.jsonl
   show_log 3
-  step "remove everything" in_bare apt-get purge -y --auto-remove siminfo siminfo-collect
+  step "remove everything" "${purge[@]}" siminfo siminfo-collect
   show_log 5
 }
 
