@@ -69,8 +69,9 @@ class SimInfoDumpCPP {
   /// of a failed OpenFile, and then nothing was written. What fails later is reported by CloseFile.
   ///
   /// Names are written as they are given, and so is the name of this host: one that holds a line end, or ends
-  /// in a backslash, turns what follows it into code. Whoever has them from devices asks nameFault() about each
-  /// node's name and textFault() about its alternative name and hostName() first; siminfo/text/text_rules.h.
+  /// in a backslash, turns what follows it into code. Whoever has them from devices asks nameFault() about
+  /// each node's name and textFault() about its alternative name and hostName() first;
+  /// siminfo/text/text_rules.h.
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids) const;
   /// The same, and counts into `summary` what came of the frames.
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids,
