@@ -17,7 +17,7 @@ void fuzzDiscoveryCache(std::string_view input) {
     const std::string text = written(collectFabric(options, {}).snapshot);
     require(refusal(text) == "none", "what is collected can be read");
   } catch (const CollectError& error) {
-    require(error.kind() == CollectError::kBadInput, "a bad cache is bad input");
+    require(error.kind() == CollectError::kBadFile, "a bad cache is bad input");
   }
 }
 
@@ -27,7 +27,7 @@ void fuzzNodeNameMap(std::string_view input) {
     for (const auto& [guid, name] : readNodeNameMap(file.path()))
       require(safeText(name) == name, "names of the map are safe text");
   } catch (const CollectError& error) {
-    require(error.kind() == CollectError::kBadInput, "a bad name map is bad input");
+    require(error.kind() == CollectError::kBadFile, "a bad name map is bad input");
   }
 }
 

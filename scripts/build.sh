@@ -7,6 +7,7 @@ build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-d
 test_packages=(libgtest-dev libgmock-dev python3 python3-jsonschema clang ibsim-utils opensm infiniband-diags valgrind)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev)
 lint_packages=("${bench_packages[@]}" clang clang-format clang-tidy)
+packaging_packages=(debootstrap dpkg-dev fakeroot file lintian patchelf)
 browser_packages=(chromium chromium-driver python3-selenium)
 
 # Processor time that the program takes to build, in seconds; its tests take as much again.

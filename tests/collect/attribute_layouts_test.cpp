@@ -16,7 +16,7 @@ std::string faultOf(const std::string& lines) {
   try {
     readAttributeLayouts(file);
   } catch (const CollectError& error) {
-    EXPECT_EQ(error.kind(), CollectError::kBadInput);
+    EXPECT_EQ(error.kind(), CollectError::kBadFile);
     return std::string(error.what()).substr(file.size());
   }
   return {};

@@ -37,7 +37,7 @@ class DiscoveryCacheTest : public testing::Test {
       const std::string text = written(collect(bytes).snapshot);
       EXPECT_EQ(withoutHeader(written(read(text))), withoutHeader(text));
     } catch (const CollectError& error) {
-      EXPECT_EQ(error.kind(), CollectError::kBadInput);
+      EXPECT_EQ(error.kind(), CollectError::kBadFile);
       return error.what();
     }
     return "accepted";

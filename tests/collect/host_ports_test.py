@@ -91,7 +91,8 @@ def make_host(siminfo, folder):
     mount("-t", "tmpfs", "-o", "mode=755", "none", folder)
     write(folder + "/null", "")
     mount("--bind", "/dev/null", folder + "/null")
-    shutil.copy(siminfo, folder + "/siminfo")
+    for program in (siminfo, siminfo + "-collect"):
+        shutil.copy(program, folder)
     mount("--rbind", folder, "/dev")
 
 

@@ -30,8 +30,9 @@ class Faults:
     def run(self, arguments, kind, at, signal_number=None, is_named=False, **options):
         """Returns the finished run, and whether the call was made at all."""
         told, tell = os.pipe()
+        meant = "siminfo-collect" if arguments[0] == "collect" else os.path.basename(self.program)
         environment = {**os.environ, "LD_PRELOAD": str(self.shim),
-                       "FAULT_PROGRAM": os.path.basename(self.program), "FAULT_CALL": kind, "FAULT_AT": str(at),
+                       "FAULT_PROGRAM": meant, "FAULT_CALL": kind, "FAULT_AT": str(at),
                        "FAULT_ERRNO": str(KINDS[kind]), "FAULT_TOLD": str(tell)}
         if signal_number is not None:
             environment["FAULT_SIGNAL"] = str(int(signal_number))

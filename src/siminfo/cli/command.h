@@ -10,7 +10,7 @@ enum ExitStatus : int {
   kAnswerIsNo = 1,
   kBadCommandLine = 2,
   kBadInput = 3,  ///< or a file or standard output that cannot be read or written
-  kNoFabric = 4,  ///< no usable port, or no fabric behind it
+  kNoFabric = 4,  ///< no usable port, no fabric behind it, or no program that could look
   kPartial = 5,   ///< collected, but only in part
 };
 
@@ -27,14 +27,13 @@ class CommandError : public std::runtime_error {
 
 class CommandLine;
 
-// Each adds the command of its name.
+// Each adds the command of its name; addCollectCommand() is in collect.h.
 void addGenerateCommand(CommandLine& line);
 void addInspectCommand(CommandLine& line);
 void addReportCommand(CommandLine& line);
 void addDiffCommand(CommandLine& line);
 void addSchemaCommand(CommandLine& line);
 void addVerifyCommand(CommandLine& line);
-void addCollectCommand(CommandLine& line);
 void addServeCommand(CommandLine& line);
 
 }  // namespace siminfo

@@ -12,7 +12,7 @@ namespace siminfo {
 inline AttributeLayouts readAttributeLayouts(const std::string& fileName) {
   AttributeLayouts layouts;
   const std::string fault = readAttributeLayouts(fileName, layouts);
-  if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);
+  if (!fault.empty()) throw CollectError(CollectError::kBadFile, fault);
   return layouts;
 }
 

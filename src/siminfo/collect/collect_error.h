@@ -10,8 +10,8 @@ namespace siminfo {
 class CollectError : public std::runtime_error {
  public:
   enum Kind : std::uint8_t {
-    kNoPort,    ///< or no fabric behind it, or this build cannot look
-    kBadInput,  ///< a file cannot be read, or is not what it should be
+    kNoPort,   ///< or no fabric behind it
+    kBadFile,  ///< a file cannot be read, or is not what it should be
   };
   CollectError(Kind kind, const std::string& what) : std::runtime_error(what), kind_(kind) {}
   Kind kind() const { return kind_; }

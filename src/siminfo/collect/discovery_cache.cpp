@@ -62,7 +62,7 @@ class CacheReader {
 
  private:
   [[noreturn]] void refuse(std::size_t at, const std::string& what) const {
-    throw CollectError(CollectError::kBadInput,
+    throw CollectError(CollectError::kBadFile,
                        safeText(fileName_) + ": byte " + std::to_string(at) + ": " + what);
   }
   void require(std::size_t count) const {
@@ -177,7 +177,7 @@ WalkedFabric readDiscoveryCache(const std::string& fileName) {
     file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     if (!file) error = {errno != 0 ? errno : EIO, std::generic_category()};
   }
-  if (error) throw CollectError(CollectError::kBadInput, safeText(fileName) + ": " + error.message());
+  if (error) throw CollectError(CollectError::kBadFile, safeText(fileName) + ": " + error.message());
   return CacheReader(fileName, std::move(bytes)).read();
 }
 

@@ -37,7 +37,7 @@ NodeNameMap readNodeNameMap(const std::string& fileName) {
     names.try_emplace(entry->first, std::move(name));
     return {};
   });
-  if (!fault.empty()) throw CollectError(CollectError::kBadInput, fault);
+  if (!fault.empty()) throw CollectError(CollectError::kBadFile, fault);
   return names;
 }
 

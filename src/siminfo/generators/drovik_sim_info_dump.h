@@ -67,6 +67,11 @@ class SimInfoDumpCPP {
   /// Writes "<lower name>_generated.cpp" through the engine's file services, with every node of the
   /// sub-fabric whose GUID is in `guids`, or every node of it when `guids` is empty. Returns 0, or the status
   /// of a failed OpenFile, and then nothing was written. What fails later is reported by CloseFile.
+  ///
+  /// Names are written as they are given, and so is the name of this host: one that holds a line end, or ends
+  /// in a backslash, turns what follows it into code. Whoever has them from devices asks nameFault() about
+  /// each node's name and textFault() about its alternative name and hostName() first;
+  /// siminfo/text/text_rules.h.
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids) const;
   /// The same, and counts into `summary` what came of the frames.
   int Generate(const std::string& name, const std::set<std::uint64_t>& guids,
