@@ -116,7 +116,7 @@ class Inspect(unittest.TestCase):
     def test_names_what_is_near(self):
         done = run("inspect", SMALL, "--node", "sw3-partail")
         self.assertEqual((done.returncode, done.stdout), (3, ""))
-        self.assertIn('no node or port is called "sw3-partail"; nearest are "sw3-partial"', done.stderr)
+        self.assertIn('no node or port has the name or GUID "sw3-partail"; the nearest are "sw3-partial"', done.stderr)
         self.assertEqual(run("inspect", SMALL, "--node", "x", "--guid", "1").returncode, 2)
         self.assertEqual(run("inspect", SMALL, "--nodes", "--topology").returncode, 2)
 
