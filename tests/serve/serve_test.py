@@ -526,7 +526,7 @@ class ServeTest(unittest.TestCase):
         self.assertIn("port 6: has the GUID 0x0002c90000000051 of another device", both.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
-        self.assertIn('"a b" is no name of sockets', spaced.stderr)
+        self.assertIn('"a b" is not a name for sockets', spaced.stderr)
         unknown = serve("--from", "nobody", "--", "true")
         self.assertEqual(unknown.returncode, 3)
         self.assertIn("nobody", unknown.stderr)
