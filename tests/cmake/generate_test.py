@@ -18,7 +18,7 @@ WRONG = [
     (FINE + " SHARDS 2", "SHARDS is of MODELS"), (FINE + " MODELS BUILDABLE", "BUILDABLE does not go with MODELS"),
     (FINE + " MODELS SHARDS 4097", "from 1 to 4096"), (FINE + " MISSING no", "expected error or comment"),
     ("TARGET t SNAPSHOT none.json NAME F", "none.json is not a file"), (FINE.replace(" t ", " x "), "x is not a target"),
-    (FINE.replace(" t ", " i "), "i compiles no sources"), (FINE, "siminfo is not found"),
+    (FINE.replace(" t ", " i "), "i compiles no sources"), (FINE, "siminfo was not found"),
     (f"{FINE})\nsiminfo_generate(TARGET t SNAPSHOT f.json NAME f", "another call writes"),
 ]
 # Two dumps of models in one folder, a plain one in another target, and a snapshot that the build makes.
