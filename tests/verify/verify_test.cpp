@@ -25,7 +25,7 @@ TEST(Verify, ProvesTheSmallFabric) {
       exact.says("6 nodes of 6 devices, " + framesOf(6) + " frames: ") &&
       exact.says(
           "20 refused by #error, 2 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-          "the text outside the frames: 0 differences\nthe generated file: not compiled as a whole: it "
+          "the text outside the frames: 0 differences\nthe file of the nodes: not compiled as a whole: it "
           "has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
@@ -142,7 +142,7 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   EXPECT_TRUE(
       right.says("2 nodes of 2 devices, " + framesOf(2) + " frames: ") &&
       right.says("0 refused by #error, 0 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the text outside the frames: 0 differences\nthe generated file: compiles as a whole"))
+                 "the text outside the frames: 0 differences\nthe file of the nodes: compiles as a whole"))
       << right.output;
   edit("an-1", "setNodeInfo", " = {0};", " = {0}; extern int shared;");
   edit("sw1-reduction", "setNodeInfo", " = {0};", " = {0}; extern char shared;");
@@ -151,7 +151,7 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   EXPECT_TRUE(wrong.says("the files: the file as a whole: expected one that compiles, found line "))
       << wrong.output;
   EXPECT_TRUE(wrong.says(
-      "the text outside the frames: 1 difference\nthe generated file: does not compile as a whole"))
+      "the text outside the frames: 1 difference\nthe file of the nodes: does not compile as a whole"))
       << wrong.output;
 }
 

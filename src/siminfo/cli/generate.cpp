@@ -135,10 +135,9 @@ void addModelOptions(Command& command, GenerateOptions& options, const std::vect
   command.number("--shards", "N", options.shards, {1, 4096}, "Number of source files for the models")
       .needs(models);
   command
-      .flag(
-          "--project", options.project,
-          "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
-          "program that restores every node")
+      .flag("--project", options.project,
+            "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt\n"
+            "and a program that restores every node")
       .needs(models);
   command
       .flag("--exact-ports", options.exactPorts,
@@ -178,10 +177,11 @@ void addGenerateCommand(CommandLine& line) {
   const Option onePerClass =
       command.flag("--one-per-class", options->onePerClass,
                    "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
-  const Option buildable = command.flag(
-      "--buildable", options->buildable,
-      "Write the two frames whose exact text no compiler accepts so that they compile: the GID of the\n"
-      "reduction class port info byte by byte, and each branch of the push counters in its own scope");
+  const Option buildable =
+      command.flag("--buildable", options->buildable,
+                   "Write the two frames whose exact text no compiler accepts so that they compile: the GID\n"
+                   "of the reduction class port info byte by byte, and each branch of the push counters in\n"
+                   "its own scope");
   const Option header =
       command.flag("--simulator-header", options->simulatorHeader,
                    "Also write <lower name>.h, which declares the classes for the reference simulator");

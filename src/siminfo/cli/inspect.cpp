@@ -63,10 +63,10 @@ void addInspectCommand(CommandLine& line) {
   Command& command = line.addCommand(
       "inspect", "Show what each simulated node will have, what it will lack, why, and how to mend that");
   addSnapshotArgument(command, options->snapshot);
-  const Option nodes = command.flag(
-      "--nodes", options->nodes,
-      "Print a line for each node: GUID, class, ports, ports above Down, model, a letter for each of the 22\n"
-      "frames (B block, c comment, E #error line), name");
+  const Option nodes =
+      command.flag("--nodes", options->nodes,
+                   "Print a line for each node: GUID, class, ports, ports above Down, model, a letter for\n"
+                   "each of the 22 frames (B block, c comment, E #error line), name");
   const Option node =
       command.option("--node", "NAME|GUID", options->node,
                      "Print everything about the node with this name or GUID, and the values of its ports");

@@ -49,7 +49,7 @@ void addReportCommand(CommandLine& line) {
   const auto options = std::make_shared<ReportOptions>();
   Command& command = line.addCommand(
       "report",
-      "Write a web page that shows what inspect shows, with the text of every frame and the topology");
+      "Write a web page that shows what inspect does, with the text of all frames and the topology");
   addSnapshotArgument(command, options->snapshot);
   command.option("-o,--output", "FILE.html", options->output, "File to write, or - for standard output")
       .required();

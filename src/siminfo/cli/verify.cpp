@@ -80,8 +80,7 @@ ExitStatus runVerify(const VerifyOptions& options) {
 void addVerifyCommand(CommandLine& line) {
   const auto options = std::make_shared<VerifyOptions>();
   Command& command = line.addCommand(
-      "verify",
-      "Check every line of the generated source, run it in the reference simulator, compare the nodes");
+      "verify", "Check every line of the generated source, run it in a simulator, and compare the nodes");
   addSnapshotArgument(command, options->snapshot);
   command.option("-n,--name", "NAME", options->request.name, "Name of the generated class, a C++ identifier");
   addSelectionOptions(command, options->selection);

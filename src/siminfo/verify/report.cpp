@@ -166,7 +166,7 @@ std::string summaryText(const Verification& verification) {
     out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).counted;
   out << "\nthe text outside the frames: " << verification.differences.size()
       << (verification.differences.size() == 1 ? " difference" : " differences")
-      << "\nthe generated file: " << verification.whole;
+      << "\nthe file of the nodes: " << verification.whole;
   return out.str();
 }
 
