@@ -95,7 +95,7 @@ def of_size(siminfo, cache, leaves):
             seconds = [timed(lambda: served.run("ibnetdiscover")) for _ in range(3)]
             found = len(re.findall(r"^(?:Switch|Ca)\s", seconds[0][1], re.M))
             used = memory(process_of(served.name))
-        begun = float(re.search(r"begun in ([\d.]+) s", served.errors)[1])
+        begun = float(re.search(r"ready after ([\d.]+) s", served.errors)[1])
         root, = [root for root in glob.glob(f"{cache}/siminfo/serve/*") if tree_of(root) == found]
         subprocess.run(["cmake", "--build", f"{root}/build", "--target", "fabric_nodes"], check=True,
                        capture_output=True)

@@ -82,11 +82,11 @@ announce_build() {
 build_preset() {
   local preset=$1 target=$2 folder=$root/build/$1
   mkdir -p "$folder" 2>/dev/null && [[ -w $folder ]] || {
-    echo "siminfo: error: $folder has to be built and cannot be written; build it as who may, or copy $root" >&2
+    echo "siminfo: error: $folder has to be built, but you cannot write to it; build it as a user who can, or copy $root" >&2
     return 3
   }
   (
-    flock -n 9 || { echo "siminfo: waiting for another build to end" >&2 && flock 9; }
+    flock -n 9 || { echo "siminfo: waiting for another build to finish" >&2 && flock 9; }
     [[ $target == siminfo ]] && is_current "$preset" && exit
     cd "$root" || exit 3
     grep -qsxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt" ||

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Builds the fuzzer and runs its targets, one after the other.
 
-  scripts/fuzz.py [--seconds N] [TARGET]...     60 seconds each unless told
+  scripts/fuzz.py [--seconds N] [TARGET]...     60 seconds each by default
 
 Prints for each: executions, the edges of code that were covered, and how many inputs broke a promise. Those stay in
-build/fuzz/found/, and belong into fuzz/seeds/TARGET/ once they are understood. Ends with 1 when there are any."""
+build/fuzz/found/, and belong in fuzz/seeds/TARGET/ once they are understood. Ends with 1 when there are any."""
 
 import argparse
 import os
@@ -63,7 +63,7 @@ def main():
     names = sorted(folder.name for folder in SEEDS.iterdir())
     unknown = set(arguments.targets) - set(names)
     if unknown:
-        parser.error(f"no target is called {', '.join(sorted(unknown))}; expected of {', '.join(names)}")
+        parser.error(f"there is no target {', '.join(sorted(unknown))}; expected one of {', '.join(names)}")
     subprocess.run(["cmake", "--preset", "fuzz"], cwd=ROOT, check=True, stdout=sys.stderr)
     subprocess.run(["cmake", "--build", "--preset", "fuzz"], cwd=ROOT, check=True, stdout=sys.stderr)
     return 1 if any([run(target, arguments.seconds) for target in arguments.targets or names]) else 0

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Has siminfo work for long, and watches its memory and its results.
+"""Keeps siminfo at work for a long time, and watches its memory and its results.
 
-  scripts/soak.py SIMINFO [--seconds N] [--collections N]     600 seconds each and 100 unless told
+  scripts/soak.py SIMINFO [--seconds N] [--collections N]     600 seconds each and 100 by default
 
   generate   the largest subnet there can be, again and again: the same bytes, the same peak of memory
   serve      a fat tree of 402 nodes under collect, smpquery and opensm: every answer right, memory flat

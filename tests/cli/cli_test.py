@@ -71,7 +71,7 @@ class CommandLine(unittest.TestCase):
         for arguments, names, warning in [
             (["--guid", "0x2c90000000041"], ["sw1-reduction"], ""),
             (["--guid", "2c90000000041", "--guid", "S-0002c90000000043"], ["sw1-reduction", "sw2-plain"], "SW (2"),
-            (["--guid", "0002:c900:0000:0051", "--guid", "77"], ["host-1 HCA-1"], "0x0000000000000077 is no node"),
+            (["--guid", "0002:c900:0000:0051", "--guid", "77"], ["host-1 HCA-1"], "no node of the sub-fabric has the GUID 0x0000000000000077"),
             (["--guid-file", "guids"], ["an-1", "rtr-1"], ""),
             (["--one-per-class"], ["an-1", "host-1 HCA-1", "rtr-1", "sw1-reduction"], ""),
             (["--one-per-class", "--guid", "2c90000000042"], ["sw3-partial"], ""),
@@ -107,18 +107,18 @@ class CommandLine(unittest.TestCase):
 
     def test_names_what_is_near_when_nothing_is_selected(self):
         for arguments, near in [
-            (["--name-match", "sw3-part"], '--name-match selects none; nearest are "sw3-partial", '),
-            (["--name-match", "rt?-[2-9]*x"], 'nearest are "rtr-1", '),
-            (["--guid", "2c90000000049"], "nearest GUIDs are 0x0002c9000000004"),
+            (["--name-match", "sw3-part"], '--name-match selects none; the nearest are "sw3-partial", '),
+            (["--name-match", "rt?-[2-9]*x"], 'the nearest are "rtr-1", '),
+            (["--guid", "2c90000000049"], "the nearest GUIDs are 0x0002c9000000004"),
             (["--type", "4"], "there are 1 AN, 1 HCA, 1 RTR, 3 SW"),
-            (["--model", "RTR_0"], "--model selects none; nearest are RTR_"),
+            (["--model", "RTR_0"], "--model selects none; the nearest are RTR_"),
             (["--type", "switch", "--name-match", "rtr-1"], "--name-match alone selects 1, --type alone selects 3"),
         ]:
             for command in (["generate", SMALL, "--name", "F"], ["verify", SMALL]):
                 done = self.run_program(*command, *arguments)
                 self.assertEqual((done.returncode, done.stdout), (3, ""), arguments)
                 self.assertIn(near, done.stderr)
-        self.assertIn('--type: "Switch" is no type; expected ca, ', self.generate("--type", "Switch").stderr)
+        self.assertIn('--type: "Switch" is not a node type; expected ca, ', self.generate("--type", "Switch").stderr)
 
     def test_a_selection_that_is_empty_leaves_everything_as_it_is(self):
         self.assertEqual(self.generate().returncode, 0)
@@ -195,28 +195,28 @@ class CommandLine(unittest.TestCase):
         for arguments, message in [
             (["generate", SMALL], "--name is required"),
             (["generate"], "SNAPSHOT and --name are required"),
-            (["generate", SMALL, "--name", "9lives"], "no C++ identifier"),
-            (["generate", SMALL, "--name", "switch"], "no C++ identifier"),
-            (["generate", SMALL, "--name", "a-b"], "no C++ identifier"),
+            (["generate", SMALL, "--name", "9lives"], "not a C++ identifier"),
+            (["generate", SMALL, "--name", "switch"], "not a C++ identifier"),
+            (["generate", SMALL, "--name", "a-b"], "not a C++ identifier"),
             (["generate", SMALL, "--name", "F", "--name", "G"], '--name is given more than once: "F" and "G"'),
             (["generate", SMALL, "-n"], "--name: the value is missing; expected NAME"),
             (["generate", SMALL, "--naem", "F"], 'unexpected argument "--naem"; did you mean --name?'),
             ([*generate, "--output", "out"], 'unexpected argument "--output"; did you mean --output-dir?'),
             ([*generate, "--frobnicate"], 'unexpected argument "--frobnicate"\n'),
             ([*generate, "a", "b", "--json"], 'unexpected argument "a"\n'),
-            ([*generate, "--output-dir", "-"], "--output-dir: files cannot go to standard output"),
-            ([*generate, "--guid", "0x12345678901234567"], "is no GUID"),
-            ([*generate, "--guid", "sw1"], "is no GUID"),
+            ([*generate, "--output-dir", "-"], "--output-dir: the files cannot go to standard output"),
+            ([*generate, "--guid", "0x12345678901234567"], "is not a GUID"),
+            ([*generate, "--guid", "sw1"], "is not a GUID"),
             ([*generate, "--jobs", "0"], '--jobs: "0" is not a number from 1 to 1024\n'),
             ([*generate, "--jobs", "many"], '--jobs: "many" is not a number from 1 to 1024\n'),
             ([*generate, "--missing", "comments"], '"comments" is not one of comment, error; did you mean comment?'),
             ([*generate, "--buildable=2"], "--buildable takes no value"),
             ([*generate, "--shards", "2"], "--shards requires --models"),
-            (["inspect", SMALL, "--topology", "--json"], "--topology and --json exclude each other"),
-            (["inspect", SMALL, "--node", "x", "--guid", "1"], "--node and --guid exclude each other"),
+            (["inspect", SMALL, "--topology", "--json"], "--topology and --json cannot be used together"),
+            (["inspect", SMALL, "--node", "x", "--guid", "1"], "--node and --guid cannot be used together"),
             (["verfy", SMALL], 'there is no command "verfy"; did you mean verify?'),
             (["help", "frobnicate"], 'there is no command "frobnicate"\n'),
-            ([], "no command is given; expected one of generate, "),
+            ([], "a command is missing; expected one of generate, "),
         ]:
             self.assert_refused(self.run_program(*arguments), 2, message)
 
@@ -228,7 +228,7 @@ class CommandLine(unittest.TestCase):
     def test_keeps_names_of_the_reference_simulator_from_its_dumps_alone(self):
         for arguments in (["generate", SMALL, "--simulator-header"], ["verify", SMALL]):
             self.assert_refused(self.run_program(*arguments, "--name", "SMP_NodeInfo"), 2,
-                                '--name: "SMP_NodeInfo" is a name of the reference simulator')
+                                '--name: "SMP_NodeInfo" is a name that the reference simulator uses')
         self.assertEqual(self.run_program("generate", SMALL, "--name", "SMP_NodeInfo").returncode, 0)
 
     def test_refuses_bad_input_and_writes_nothing(self):
@@ -237,11 +237,11 @@ class CommandLine(unittest.TestCase):
         (self.dir / "none").write_text("# nothing\n")
         (self.dir / "out").mkdir()
         for arguments, message in [
-            (["bad"], "bad:3: name: is the name of the node on line 2"),
+            (["bad"], "bad:3: name: is also the name of the node on line 2"),
             (["missing"], "missing: No such file"),
             ([self.dir], "Is a directory"),
-            ([SMALL, "--guid-file", "guids"], 'guids:2: "xyz" is no GUID'),
-            ([SMALL, "--guid-file", "none"], "none: has no GUID"),
+            ([SMALL, "--guid-file", "guids"], 'guids:2: "xyz" is not a GUID'),
+            ([SMALL, "--guid-file", "none"], "none: contains no GUID"),
             ([SMALL, "--guid-file", "missing"], "missing: No such file"),
             ([SMALL, "-o", "bad"], "--output-dir: bad: Not a directory"),
             ([SMALL, "-o", "bad/sub"], "--output-dir: bad/sub: Not a directory"),

@@ -57,7 +57,7 @@ class Launcher(unittest.TestCase):
         self.build.write_text("in the way")
         status, out, err = self.launch("x", env={**os.environ, "PATH": self.path_without_dpkg()})
         self.assertEqual((status, out), (3, ""))
-        self.assertIn("build/release has to be built and cannot be written", err)
+        self.assertIn("build/release has to be built, but you cannot write to it", err)
 
     def path_without_dpkg(self):
         """Where no package is looked for, so that the test installs none."""

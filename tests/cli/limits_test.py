@@ -55,7 +55,7 @@ class Limits(unittest.TestCase):
             for text in (inside + b"\n", inside.replace(b"  ", b" \n")):
                 for status, errors, _ in self.ways(HEADER + text + node(name=b"m")):
                     self.assertEqual(status == 0, is_taken, errors)
-                    self.assertEqual(":2: the document that begins here is longer than 64 MiB" in errors, not is_taken, errors)
+                    self.assertEqual(":2: the document that begins here is larger than 64 MiB" in errors, not is_taken, errors)
         # Blanks behind a document are none of it.
         for status, errors, _ in self.ways(HEADER + node() + b" " * (LIMIT + MIB) + b"\n" + node(name=b"m")):
             self.assertEqual(status, 0, errors)
@@ -84,9 +84,9 @@ class Limits(unittest.TestCase):
     def test_lists_end(self):
         long_name = self.dir / "map"
         long_name.write_bytes(b'0x1 "' + b"n" * 5000 + b'"\n')
-        for arguments, words in ((["generate", SMALL, "--name", "F", "--guid-file", "/dev/zero"], "longer than 64 MiB"),
-                                 (["collect", "--load-cache", CACHE, "--node-name-map", "/dev/zero"], "longer than 64 MiB"),
-                                 (["collect", "--load-cache", CACHE, "--attribute-layouts", "/dev/zero"], "longer than 64"),
+        for arguments, words in ((["generate", SMALL, "--name", "F", "--guid-file", "/dev/zero"], "larger than 64 MiB"),
+                                 (["collect", "--load-cache", CACHE, "--node-name-map", "/dev/zero"], "larger than 64 MiB"),
+                                 (["collect", "--load-cache", CACHE, "--attribute-layouts", "/dev/zero"], "larger than 64"),
                                  (["collect", "--load-cache", CACHE, "--node-name-map", long_name], "map:1: the name has 5000"),
                                  (["collect", "--load-cache", "/dev/zero"], "/dev/zero: "),
                                  (["generate", "/dev/zero", "--name", "F"], "/dev/zero:1: ")):
@@ -130,7 +130,7 @@ class Limits(unittest.TestCase):
                                  for i in range(20000))
         for status, errors, _ in self.ways(text):
             self.assertEqual(status, 3, errors)
-            self.assertIn(":16580: ports: with this node, 4194487 ports are left out", errors)
+            self.assertIn(":16580: ports: with this node, 4194487 ports below the highest one of their node are missing", errors)
         status, errors, peak = self.run_program("collect", "--load-cache", self.cache(10000))
         if "siminfo-collect is missing" in errors:
             self.skipTest("SKIPPED: siminfo was built without a collector")

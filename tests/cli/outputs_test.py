@@ -59,14 +59,14 @@ class Outputs(unittest.TestCase):
         target.write_text("old")
         self.assert_written(self.generate(), target, 0o644)
         for leads_to, words in ((NAME, "Too many levels of symbolic links"), ("../missing/x", "No such file or directory"),
-                                ("/dev/null", "no regular file"), (".", "no regular file")):
+                                ("/dev/null", "not a regular file"), (".", "not a regular file")):
             self.file.unlink()
             self.file.symlink_to(leads_to)
             self.assert_refused(self.generate(), f"out/{NAME}: ", [NAME])
             self.assertIn(words, self.generate().stderr)
         self.file.unlink()
         os.mkfifo(self.file)
-        self.assert_refused(self.generate(), "is in the way and no regular file", [NAME])
+        self.assert_refused(self.generate(), "exists and is not a regular file", [NAME])
 
     @unittest.skipIf(os.geteuid() != 0, "SKIPPED: only root can make a link of another user")
     def test_refuses_a_link_that_another_user_planted(self):
@@ -76,7 +76,7 @@ class Outputs(unittest.TestCase):
             victim.write_text("mine")
             self.file.symlink_to(leads_to)
             os.lchown(self.file, NOBODY, NOBODY)
-            words = "is a symbolic link of another user, number 65534; expected a file, or a link of your own"
+            words = "is a symbolic link that belongs to another user (UID 65534); expected a file, or a link of your own"
             self.assert_refused(self.generate(), words, [NAME])
             self.assertIn(words, self.generate("--models", "--depfile", f"out/{NAME}").stderr)
             self.assertEqual(victim.read_text(), "mine")

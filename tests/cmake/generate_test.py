@@ -13,12 +13,12 @@ import unittest
 SIMINFO, ROOT = "", pathlib.Path()
 FINE = "TARGET t SNAPSHOT f.json NAME F"
 WRONG = [
-    ("TARGET t NAME F", "SNAPSHOT is missing"), ("TARGET t SNAPSHOT f.json NAME a-b", "a-b is no C"),
+    ("TARGET t NAME F", "SNAPSHOT is missing"), ("TARGET t SNAPSHOT f.json NAME a-b", "a-b is not a C"),
     (FINE + ' GUID_FILE ""', "GUID_FILE has no value"), (FINE + " MODLES x", "unknown: MODLES x"),
     (FINE + " SHARDS 2", "SHARDS is of MODELS"), (FINE + " MODELS BUILDABLE", "BUILDABLE does not go with MODELS"),
     (FINE + " MODELS SHARDS 4097", "from 1 to 4096"), (FINE + " MISSING no", "expected error or comment"),
-    ("TARGET t SNAPSHOT none.json NAME F", "none.json is no file"), (FINE.replace(" t ", " x "), "x is no target"),
-    (FINE.replace(" t ", " i "), "i compiles no sources"), (FINE, "siminfo is not found"),
+    ("TARGET t SNAPSHOT none.json NAME F", "none.json is not a file"), (FINE.replace(" t ", " x "), "x is not a target"),
+    (FINE.replace(" t ", " i "), "i compiles no sources"), (FINE, "siminfo was not found"),
     (f"{FINE})\nsiminfo_generate(TARGET t SNAPSHOT f.json NAME f", "another call writes"),
 ]
 # Two dumps of models in one folder, a plain one in another target, and a snapshot that the build makes.

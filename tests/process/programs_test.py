@@ -88,9 +88,9 @@ class ProgramsTest(unittest.TestCase):
     # Compilers that misbehave.
 
     def test_compilers_that_do_not_end_well_are_no_fault_of_the_dump(self):
-        cases = {"trap '' TERM INT HUP\nsleep MARK": "was not done after 2 s; --time-limit allows it more",
-                 "setsid sleep MARK &\nsleep MARK": "was not done after 2 s",
-                 "kill -9 $$": "was ended by signal 9 (Killed), as the system does where memory is short",
+        cases = {"trap '' TERM INT HUP\nsleep MARK": "had not finished after 2 s; allow more with --time-limit",
+                 "setsid sleep MARK &\nsleep MARK": "had not finished after 2 s",
+                 "kill -9 $$": "was ended by signal 9 (Killed), which the system does when memory is short",
                  "exec yes MARK >&2": "was ended by signal 25 (File size limit exceeded)",
                  "echo 'x.cpp:1:1: fatal error: error writing to x.s: No space left on device' >&2; exit 1":
                      "compiler: x.cpp:1:1: fatal error: error writing to x.s: No space left on device",
@@ -126,7 +126,7 @@ class ProgramsTest(unittest.TestCase):
         self.assertEqual(found[0], 1, found[1])
 
     def test_programs_that_come_to_no_function_are_a_fault_of_the_file(self):
-        in_time = "a program that (does not come to it in time|was ended by signal 24 .* before it called it)"
+        in_time = "a program that (does not reach it in time|was ended by signal 24 .* before it called it)"
         for code, words in {"for (;;) i = 1;": in_time, "sleep(1000);": in_time,
                             "_exit(7);": "a program that exits with 7 before it calls it",
                             "new char[1UL << 40];": "ended by signal 6 .Aborted. before it called it"}.items():
@@ -214,7 +214,7 @@ class ProgramsTest(unittest.TestCase):
         os.mkdir(other)
         with open(os.path.join(keep, "vector"), "w", encoding="ascii") as file:
             file.write("#error hidden\n")
-        self.assert_ends(self.verify("--keep", keep), 3, '"vector" in it; expected a new or empty folder')
+        self.assert_ends(self.verify("--keep", keep), 3, 'contains "vector"; expected a new or empty folder')
         os.remove(os.path.join(keep, "vector"))
         for _ in range(2):  # new, and again
             self.assert_ends(self.verify("--keep", keep + "/"), 0)
@@ -226,7 +226,7 @@ class ProgramsTest(unittest.TestCase):
         self.assertEqual(os.listdir(other), [])
         self.assert_ends(self.verify("--keep", keep, "--use", keep), 3, "--use reads")
         os.chmod(keep, 0o777)
-        self.assert_ends(self.verify("--keep", keep), 3, "can be written to by everybody")
+        self.assert_ends(self.verify("--keep", keep), 3, "is writable by everybody")
         if os.geteuid() == 0:
             os.chmod(keep, 0o755)
             os.chown(keep, 65534, 65534)
@@ -299,7 +299,7 @@ class ProgramsTest(unittest.TestCase):
         if "libumad2sim.so" in found[1] or "install the package" in found[1]:
             SKIPPED.append("serve needs libumad2sim0 and cmake")
             return
-        self.assert_ends(found, 3, "not done after 3 s; --time-limit allows it more")
+        self.assert_ends(found, 3, "had not finished after 3 s; allow more with --time-limit")
         root, = glob.glob(self.place("cache/siminfo/serve/*"))
         for path in (root, self.place("cache/siminfo")):
             self.assertEqual(os.stat(path).st_mode & 0o777, 0o700)

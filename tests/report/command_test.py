@@ -138,7 +138,7 @@ class Report(unittest.TestCase):
             self.assertEqual(run("report", SMALL, "--output", "none/a.html", cwd=folder).returncode, 3)
             nothing = run("report", SMALL, "--output", "b.html", "--name-match", "sw3-part", cwd=folder)
             self.assertEqual((nothing.returncode, nothing.stdout), (3, ""))
-            self.assertIn('nearest are "sw3-partial"', nothing.stderr)
+            self.assertIn('the nearest are "sw3-partial"', nothing.stderr)
             self.assertEqual(run("report", SMALL, cwd=folder).returncode, 2)
             self.assertEqual([path.name for path in pathlib.Path(folder).iterdir()], ["a.html"])
         with open("/dev/full", "w") as full:

@@ -30,18 +30,19 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {"!\n\n{\"x\": 1}", "3: x: "},
       {"!{}", "1: fabric_snapshot: is missing"},
       {"!{\"fabric_snapshot\": 2}", "1: fabric_snapshot: is format 2"},
-      {"!{\"fabric_snapshot\": 1, \"source\": \"a\\nb\"}", "1: source: holds the control character U+000a"},
-      {"[]", "2: is no object"},
-      {"7", "2: is no object"},
+      {"!{\"fabric_snapshot\": 1, \"source\": \"a\\nb\"}",
+       "1: source: contains the control character U+000a"},
+      {"[]", "2: is not an object"},
+      {"7", "2: is not an object"},
       {"{\"name\": \"a\",\n\n \"guid\": 1,, }", "4: malformed JSON"},
       {"{\"name\": \"a\"", "2: the document that begins here has no end"},
       {"{\"name\": \"a}\n{}\n", "2: the document that begins here has no end"},
-      {node("") + "}", "3: is no object"},
+      {node("") + "}", "3: is not an object"},
       {"{\"name\":\n\n \"\xff\"}", "4: is not UTF-8"},
-      {node("", "a\\\" /*"), "2: name: holds /* behind an odd number of quotation marks"},
+      {node("", "a\\\" /*"), "2: name: contains /* after an odd number of quotation marks"},
       {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
       {"{\"name\": \"\\q\"}", "2: name: malformed JSON"},
-      {node("\"x\": 1"), "2: x: is unknown; a node has name, guid,"},
+      {node("\"x\": 1"), "2: x: is unknown; expected one of name, guid,"},
       {node("\"\\u001b[2J\": 1"), "2: [\"\\u{001b}[2J\"]: "},
       {node("\"name\": \"b\""), "2: name: is given twice"},
       {node("\"n\\u0061me\": \"b\""), "2: name: is given twice"},
@@ -49,9 +50,9 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {R"({"name": "a", "type": 2, "num_ports": 0})", "2: guid: is missing"},
       {R"({"name": "a", "guid": 1, "num_ports": 0})", "2: type: is missing"},
       {R"({"name": "a", "guid": 1, "type": 2})", "2: num_ports: is missing"},
-      {node("", "same") + "\n" + node("", "same"), "4: name: is the name of the node on line 2"},
+      {node("", "same") + "\n" + node("", "same"), "4: name: is also the name of the node on line 2"},
       {node("", ""), "2: name: is empty"},
-      {node("", "a\\u2028b"), "2: name: holds the line separator U+2028"},
+      {node("", "a\\u2028b"), "2: name: contains the line separator U+2028"},
       {node(R"("alternative_name": "a??/")"), "2: alternative_name: "},
       {node(R"("in_sub_fabric": 1)"), "2: in_sub_fabric: is a number"},
       {node(R"("capabilities": {"smp": [1, 2, 3]})"), "2: capabilities.smp: has 3 words"},
@@ -276,7 +277,7 @@ TEST(SnapshotReader, FindsTheSameOnAnyNumberOfThreads) {
   EXPECT_EQ(outcome(1), outcome(4));
   documents[2900] = node("", "n7");
   EXPECT_EQ(outcome(4),
-            "f:2905: name: is the name of the node on line 9 as well; expected names to be unique");
+            "f:2905: name: is also the name of the node on line 9; expected a name that no other node has");
   EXPECT_EQ(outcome(1), outcome(4));
   documents[2000] = "{\"name\": 7}\n";
   EXPECT_TRUE(outcome(4).starts_with("f:2005: name: is a number")) << outcome(4);
@@ -302,7 +303,7 @@ TEST(DocumentStream, OffersTheRestOfALineOnce) {
 TEST(SnapshotReader, BoundsTheMemoryOfOneDocument) {
   const std::string filling(DocumentStream::kLongestDocument, ' ');
   for (const std::string& text : {"{" + filling, node("") + node(filling + R"("in_sub_fabric": true)", "m")})
-    EXPECT_NE(refusal(kHeader + text).find("longer than 64 MiB"), std::string::npos);
+    EXPECT_NE(refusal(kHeader + text).find("larger than 64 MiB"), std::string::npos);
 }
 
 }  // namespace

@@ -23,9 +23,10 @@ TEST(Verify, ProvesTheSmallFabric) {
   EXPECT_EQ(exact.status, 0) << exact.output;
   EXPECT_TRUE(
       exact.says("6 nodes of 6 devices, " + framesOf(6) + " frames: ") &&
-      exact.says("20 refused by #error, 2 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the text: 0 differences\nthe file of the nodes: not compiled as a whole: it "
-                 "has #error lines"))
+      exact.says(
+          "20 refused by #error, 2 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
+          "the text outside the frames: 0 differences\nthe file of the nodes: not compiled as a whole: it "
+          "has #error lines"))
       << exact.output;
   EXPECT_TRUE(exact.says("(not collected: status 0x001c)"));
   const ProgramRun ports = verify(kSmallFabric + " --all --exact-ports");
@@ -120,7 +121,7 @@ TEST_F(EditedDump, ShowsEachValueThatDiffersOnce) {
                                           folder() + "/a \"quoted\" back\\slash: error: 1:2: '");
     EXPECT_EQ(found.status, 1);
     EXPECT_TRUE(found.says("1 node of 1 device, " + framesOf(1) + " frames: ") &&
-                found.says("14 differ, 1 fail to compile\nthe rest of the text: 0 differences"))
+                found.says("14 differ, 1 fail to compile\nthe text outside the frames: 0 differences"))
         << found.output;
     for (const ValueCase& of : kValueCases) {
       const std::string frame = std::string(of.method) + ": ";
@@ -141,7 +142,7 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   EXPECT_TRUE(
       right.says("2 nodes of 2 devices, " + framesOf(2) + " frames: ") &&
       right.says("0 refused by #error, 0 cannot compile as the format stands, 0 differ, 0 fail to compile\n"
-                 "the rest of the text: 0 differences\nthe file of the nodes: compiles as a whole"))
+                 "the text outside the frames: 0 differences\nthe file of the nodes: compiles as a whole"))
       << right.output;
   edit("an-1", "setNodeInfo", " = {0};", " = {0}; extern int shared;");
   edit("sw1-reduction", "setNodeInfo", " = {0};", " = {0}; extern char shared;");
@@ -149,8 +150,8 @@ TEST_F(EditedDump, IsCompiledAsAWhole) {
   EXPECT_EQ(wrong.status, 1);
   EXPECT_TRUE(wrong.says("the files: the file as a whole: expected one that compiles, found line "))
       << wrong.output;
-  EXPECT_TRUE(
-      wrong.says("the rest of the text: 1 difference\nthe file of the nodes: does not compile as a whole"))
+  EXPECT_TRUE(wrong.says(
+      "the text outside the frames: 1 difference\nthe file of the nodes: does not compile as a whole"))
       << wrong.output;
 }
 

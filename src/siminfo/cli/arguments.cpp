@@ -38,14 +38,14 @@ void addGuidsOfFile(const std::string& fileName, std::set<std::uint64_t>& guids)
   std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
     const std::string_view text = trimmed(line.substr(0, line.find('#')));
     const auto guid = parseGuid(text);
-    if (!guid) return inQuotes(text) + " is no GUID; expected hexadecimal digits, one GUID a line";
+    if (!guid) return inQuotes(text) + " is not a GUID; expected hexadecimal digits, one GUID per line";
     guids.insert(*guid);
     ++found;
     return {};
   });
   // An empty selection would mean every node, which nobody asks for with an empty file.
   if (fault.empty() && found == 0)
-    fault = printable(fileName) + ": has no GUID in it; expected one GUID a line";
+    fault = printable(fileName) + ": contains no GUID; expected one GUID per line";
   if (!fault.empty()) throw CommandError(kBadInput, fault);
 }
 
@@ -56,9 +56,9 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
   for (const std::string& option : options) {
     const auto guid = parseGuid(option);
     if (!guid)
-      throw CommandError(
-          kBadCommandLine,
-          "--guid: " + inQuotes(option) + " is no GUID; expected up to 16 hexadecimal digits, 0x optional");
+      throw CommandError(kBadCommandLine,
+                         "--guid: " + inQuotes(option) +
+                             " is not a GUID; expected up to 16 hexadecimal digits, with or without 0x");
     guids.insert(*guid);
   }
   if (!fileName.empty()) addGuidsOfFile(fileName, guids);
@@ -70,20 +70,20 @@ void addSnapshotArgument(Command& command, std::string& fileName) {
 }
 
 void addJobsOption(Command& command, unsigned& jobs, const std::string& what) {
-  command.number("-j,--jobs", "N", jobs, {1, 1024}, what + "; every core unless given");
+  command.number("-j,--jobs", "N", jobs, {1, 1024}, what + "; by default one for each core");
 }
 
 Option addMissingOption(Command& command, Missing& missing) {
   return command.choice<Missing>(
       "--missing", {{"error", Missing::kError}, {"comment", Missing::kComment}}, missing,
-      "What stands for data that a node must have and that was not collected: an #error\n"
-      "line, which stops the simulator's build, or a comment of the same words");
+      "What to write where data that a node must have was not collected: an #error line,\n"
+      "which stops the simulator's build, or a comment with the same text");
 }
 
 void addLimitOptions(Command& command, unsigned& seconds, unsigned& memory, const std::string& what) {
   constexpr Range kRange{1, 1U << 24U};  // half a year, and 16 TiB
   command.number("--time-limit", "SECONDS", seconds, kRange, "Seconds that " + what + " may take");
-  command.number("--memory-limit", "MIB", memory, kRange, "MiB of memory that each process of it may take");
+  command.number("--memory-limit", "MIB", memory, kRange, "MiB of memory that each of its processes may use");
 }
 
 bool isCppIdentifier(std::string_view text) {
@@ -97,11 +97,12 @@ void checkName(const std::string& name, bool forReferenceSimulator) {
   if (!isCppIdentifier(name))
     throw CommandError(kBadCommandLine,
                        "--name: " + inQuotes(name) +
-                           " is no C++ identifier; expected letters, digits and underscores, "
-                           "no digit first, and no keyword");
+                           " is not a C++ identifier; expected letters, digits and underscores, "
+                           "not a digit first, and not a keyword");
   if (forReferenceSimulator && isSimulatorName(name))
-    throw CommandError(kBadCommandLine, "--name: " + inQuotes(name) +
-                                            " is a name of the reference simulator; expected another one");
+    throw CommandError(kBadCommandLine,
+                       "--name: " + inQuotes(name) +
+                           " is a name that the reference simulator uses itself; choose another one");
 }
 
 }  // namespace siminfo

@@ -22,30 +22,30 @@ void addCollectCommand(CommandLine& line, std::function<ExitStatus(const Collect
       command.option("-C,--Ca", "CA", options->device, "Device of this host to collect through");
   const Option port = command.number("-P,--Port", "PORT", options->port, {1, 254}, "Port of that device");
   command.number("-t,--timeout", "MS", options->limits.timing.timeoutMs, {1, 600000},
-                 "How long to wait for one answer");
+                 "Milliseconds to wait for an answer");
   command.number("--outstanding-smps,--outstanding_smps", "N", options->limits.outstanding, {1, 1024},
-                 "Requests that are under way at a time");
+                 "Requests to have under way at the same time");
   command.number("--max-hops", "N", options->limits.maxHops, {0, 63},
-                 "Walk no further than so many hops; 0, as when it is missing: no limit");
+                 "Walk at most this many hops; 0, the default, is no limit");
   command
       .option("--load-cache", "FILE", options->cacheFile,
-              "Read this file, as ibnetdiscover --cache writes it, and ask nobody")
+              "Read this file, written by ibnetdiscover --cache, and send nothing to the fabric")
       .excludes(device)
       .excludes(port);
   command.option("--node-name-map", "FILE", options->nodeNameMap,
-                 "File of lines 0x<guid> \"<name>\"; the names become alternative names");
+                 "File with lines 0x<guid> \"<name>\"; the names become alternative names");
   command.option("--attribute-layouts", "FILE", options->attributeLayouts,
-                 "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
+                 "File with lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, for what the\n"
                  "InfiniBand libraries do not know; without it, routers are not asked for RouterInfo");
   command.option("--fabric", "NAME", told->fabric,
-                 "Name of the fabric, which tells many snapshots apart; in the header");
+                 "Name of the fabric, for the header; it tells the snapshots of many fabrics apart");
   command.option("-o,--output", "SNAPSHOT", told->output,
-                 "File to write; standard output when it is missing or -");
+                 "File to write; standard output by default, and for -");
   command.flag("--partial", told->partial,
-               "Let an interrupted collection replace the file that is there; without it, the new one\n"
-               "gets .partial behind its name");
+               "Let an interrupted collection replace the file that is there; without this, the new\n"
+               "file has .partial added to its name");
   command.footer(
-      "Interrupted once (Ctrl-C), it writes what it has and exits with 5; interrupted again, it ends.\n"
+      "Ctrl-C ends the walk: it writes what it has and exits with 5. A second Ctrl-C ends it at once.\n"
       "Example: siminfo collect -C mlx4_0 -P 1 --output fabric.jsonl");
   command.does([told, action = std::move(action)] { return action(*told); });
 }
@@ -59,7 +59,7 @@ void becomeCollector(const std::vector<std::string>& words) {
   if (!path)
     throw CommandError(
         kNoFabric,
-        "the program siminfo-collect is missing, which does this; install the package siminfo-collect, or "
+        "the program siminfo-collect, which walks the fabric, is missing; install its package, or "
         "libibnetdisc-dev, libibmad-dev, libibumad-dev and pkg-config and build siminfo again");
   std::vector<const char*> arguments{name.c_str()};
   for (const std::string& word : words) arguments.push_back(word.c_str());

@@ -41,8 +41,8 @@ class SnapshotOutput {
   void giveWay() {
     if (fileName_.empty() || !std::filesystem::exists(fileName_)) return;
     fileName_ += ".partial";
-    printWarning("what was there before stays; this one is " + fileName_.string() +
-                 ", and --partial would have replaced it");
+    printWarning("the file that was there is kept, and the incomplete snapshot is in " + fileName_.string() +
+                 "; --partial replaces the file");
   }
 
   void write(const Snapshot& snapshot) const {

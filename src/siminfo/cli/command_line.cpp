@@ -32,7 +32,7 @@ std::string faultWords(const CLI::ParseError& error, const Command* command) {
   const std::string text = error.what();
   const std::string name = text.substr(0, text.find_first_of(": "));
   if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr)
-    return name + " and " + text.substr(text.rfind(' ') + 1) + " exclude each other";
+    return name + " and " + text.substr(text.rfind(' ') + 1) + " cannot be used together";
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) == nullptr || command == nullptr) return text;
   for (const OptionLook& look : command->looks()) {
     // The library leaves out the hyphens of a flag.
@@ -78,7 +78,7 @@ Command::Command(CLI::App& app, const std::string& name, const std::string& desc
   app.allow_extras();  // the command line itself judges what is left over, in the words typed
   looks_.push_back({{"-h", "--help"}, "", kHelpHelp, "", false, false});
   app.set_help_flag("-h,--help", kHelpHelp);
-  addFlag("-q,--quiet", "Nothing but warnings and errors on standard error", [] { silenceNotes(); });
+  addFlag("-q,--quiet", "Print only warnings and errors on standard error", [] { silenceNotes(); });
 }
 
 Option Command::add(OptionLook look, const Taker& take) {
@@ -189,8 +189,8 @@ Command& CommandLine::addCommand(const std::string& name, const std::string& des
 }
 
 void CommandLine::addHelpCommand() {
-  Command& help = addCommand("help", "Show the help of a command, as --help behind its name does");
-  help.argument("COMMAND", helpSubject_, "Its name; the program itself when it is missing");
+  Command& help = addCommand("help", "Show the help of a command, as COMMAND --help does");
+  help.argument("COMMAND", helpSubject_, "Name of the command; without it, the help of the program itself");
   help.footer("Example: siminfo help generate");
   help.does([this] {
     const Command* subject = named(helpSubject_);
@@ -248,7 +248,7 @@ std::string CommandLine::unexpectedWord(const std::vector<std::string>& typed) c
 std::string CommandLine::faultOf(const std::vector<std::string>& typed) const {
   if (std::string unexpected = unexpectedWord(typed); !unexpected.empty()) return unexpected;
   const Command* command = chosen();
-  if (command == nullptr) return "no command is given; expected one of " + joined(commandNames(), ", ");
+  if (command == nullptr) return "a command is missing; expected one of " + joined(commandNames(), ", ");
   std::vector<std::string> missing;
   for (const OptionLook& look : command->looks())
     if (look.isRequired && command->app_->count(look.longName()) == 0) missing.push_back(look.longName());

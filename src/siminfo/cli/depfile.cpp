@@ -39,8 +39,8 @@ std::string sortedWords(const std::vector<std::filesystem::path>& paths) {
 void checkDepfilePath(const std::string& path) {
   if (path.find('\n') != std::string::npos || path.ends_with('\\'))
     throw CommandError(kBadCommandLine, "--depfile: " + inQuotes(path) +
-                                            " cannot be named in a rule of make; expected a path without "
-                                            "line ends and with no backslash at its end");
+                                            " cannot be written in a Make rule; expected a path without "
+                                            "line breaks and without a backslash at its end");
 }
 
 void writeDepfile(const std::filesystem::path& file, const std::vector<std::filesystem::path>& outputs,

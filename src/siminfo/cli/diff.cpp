@@ -30,19 +30,20 @@ std::pair<std::vector<const IBNode*>, std::vector<const IBNode*>> selectInBoth(c
   SelectedNodes old = findNodes(before, terms);
   SelectedNodes now = findNodes(after, terms);
   if (old.nodes.empty() && now.nodes.empty())
-    throw CommandError(kBadInput, options.after + ": no node is selected here or in " + options.before +
-                                      "; " + now.nearness);
+    throw CommandError(kBadInput, options.after + ": no node is selected, neither here nor in " +
+                                      options.before + "; " + now.nearness);
   for (const std::uint64_t guid : old.unknownGuids) {
     if (now.unknownGuids.contains(guid))
-      printWarning("GUID " + guidText(guid) + " is no node of the sub-fabrics and selects nothing");
+      printWarning("no node of the sub-fabrics has the GUID " + guidText(guid) + ", so it selects nothing");
   }
   return {std::move(old.nodes), std::move(now.nodes)};
 }
 
 ExitStatus runDiff(const DiffCommand& options) {
   if (options.before == "-" && options.after == "-")
-    throw CommandError(kBadCommandLine,
-                       "standard input holds one of the two snapshots at most; expected a file");
+    throw CommandError(
+        kBadCommandLine,
+        "only one of the two snapshots can come from standard input; give a file for the other");
   const SelectionTerms terms = readSelection(options.selection);
   // One after the other, each on every core: two at a time would take as long, and the cores from each other.
   const std::unique_ptr<Snapshot> before = loadSnapshot(options.before, options.jobs);
@@ -60,18 +61,18 @@ ExitStatus runDiff(const DiffCommand& options) {
 void addDiffCommand(CommandLine& line) {
   const auto options = std::make_shared<DiffCommand>();
   Command& command = line.addCommand(
-      "diff", "Tell what became of a fabric between two snapshots: nodes, names, cables, and decoded fields");
+      "diff", "Show what changed in a fabric between two snapshots: nodes, names, cables and decoded fields");
   command.argument("OLD", options->before, "The earlier snapshot; one of the two may be - for standard input")
       .required();
   command.argument("NEW", options->after, "The later snapshot").required();
   addSelectionOptions(command, options->selection);
   command.flag("--counters", options->counters,
-               "Values of counters as well, which change from one minute to the next");
-  command.flag("--json", options->json, "A JSON document");
+               "Compare the values of counters as well, which change from one minute to the next");
+  command.flag("--json", options->json, "Print a JSON document");
   addJobsOption(command, options->jobs, "Threads that read and compare");
   command.footer(
-      "Nodes are the same when their GUIDs are. Headers of snapshots are not compared.\n"
-      "Exit status: 0 nothing differs; 1 something does.\n"
+      "Nodes with the same GUID are the same node. The headers of the snapshots are not compared.\n"
+      "Exit status: 0 nothing differs; 1 something differs.\n"
       "Example: siminfo diff monday.jsonl tuesday.jsonl --type switch");
   command.does([options] { return runDiff(*options); });
 }

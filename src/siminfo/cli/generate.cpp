@@ -45,7 +45,7 @@ void warnOfSharedClasses(const NodesByClass& nodes) {
           (classes.empty() ? "" : ", ") + nodeClass + " (" + std::to_string(ofClass.size()) + " nodes)";
   }
   if (classes.empty()) return;
-  printWarning("a C++ compiler will see the same member functions defined more than once: " + classes +
+  printWarning("functions are defined more than once, so the file will not compile: " + classes +
                "; select one node of each class with --guid, or the first of each with --one-per-class");
 }
 
@@ -54,12 +54,12 @@ void checkOptions(const GenerateOptions& options) {
   if (options.outputDir == "-")
     throw CommandError(
         kBadCommandLine,
-        "--output-dir: files cannot go to standard output; expected a directory, or ./- for one "
-        "of that name");
+        "--output-dir: the files cannot go to standard output; expected a directory (./- is one that "
+        "is named -)");
   if (options.depfile.empty()) return;
   if (options.snapshot == "-")
     throw CommandError(kBadCommandLine,
-                       "--depfile: standard input has no name to depend on; expected the snapshot's file");
+                       "--depfile: standard input has no name to depend on; give the snapshot as a file");
   for (const std::string& path : {options.snapshot, options.selection.guidFile, options.outputDir})
     checkDepfilePath(path);
 }
@@ -129,20 +129,19 @@ ExitStatus generate(const GenerateOptions& options) {
 void addModelOptions(Command& command, GenerateOptions& options, const std::vector<Option>& others) {
   const Option models =
       command.flag("--models", options.models,
-                   "Every distinct device once, a class each, and a table of the nodes that are of each:\n"
+                   "Write each distinct device once, as a class, and a table that says which node is which:\n"
                    "<lower name>_models_0.cpp, _nodes.tsv and _models.def");
   for (const Option& other : others) models.excludes(other);
-  command.number("--shards", "N", options.shards, {1, 4096}, "Source files that the models are spread over")
+  command.number("--shards", "N", options.shards, {1, 4096}, "Number of source files for the models")
       .needs(models);
   command
-      .flag(
-          "--project", options.project,
-          "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt and a\n"
-          "program that restores every node")
+      .flag("--project", options.project,
+            "Write a folder that builds by itself: the models, the reference simulator, CMakeLists.txt\n"
+            "and a program that restores every node")
       .needs(models);
   command
       .flag("--exact-ports", options.exactPorts,
-            "Give every port with values of its own a branch, as special ports have one")
+            "Give every port that has values of its own a branch, as special ports have")
       .needs(models);
 }
 
@@ -158,7 +157,7 @@ void reportFrames(const std::string& what, const GenerationSummary& summary, Mis
   std::string methods;
   for (const auto& [method, frames] : summary.missing)
     methods.append(methods.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(frames));
-  printNote("not collected, and left to the simulator: " + methods);
+  printNote("not collected, so the simulator keeps its own values: " + methods);
 }
 
 void addGenerateCommand(CommandLine& line) {
@@ -168,30 +167,31 @@ void addGenerateCommand(CommandLine& line) {
   addSnapshotArgument(command, options->snapshot);
   command
       .option("-n,--name", "NAME", options->name,
-              "Class of the dump, a C++ identifier; lower-cased it names the file")
+              "Name of the generated class, a C++ identifier; in lower case it names the file")
       .required();
   addSelectionOptions(command, options->selection);
   command.option("--guid-file", "FILE", options->selection.guidFile,
-                 "Only the nodes whose GUIDs the file lists, one a line");
+                 "Only the nodes whose GUIDs are in this file, one per line");
   command.option("-o,--output-dir", "DIR", options->outputDir,
-                 "Directory of the file; made when it is missing");
+                 "Directory to write to; made if it does not exist");
   const Option onePerClass =
       command.flag("--one-per-class", options->onePerClass,
                    "Only the first node, by name, of each class (SW, RTR, AN, HCA, Unknown)");
-  const Option buildable = command.flag(
-      "--buildable", options->buildable,
-      "In the two frames whose exact text no compiler accepts: the GID of the reduction class port\n"
-      "info byte by byte, and each branch of the push counters in a scope of its own");
-  const Option header = command.flag(
-      "--simulator-header", options->simulatorHeader,
-      "Write <lower name>.h as well, the header of the dump's classes for the reference simulator");
+  const Option buildable =
+      command.flag("--buildable", options->buildable,
+                   "Write the two frames whose exact text no compiler accepts so that they compile: the GID\n"
+                   "of the reduction class port info byte by byte, and each branch of the push counters in\n"
+                   "its own scope");
+  const Option header =
+      command.flag("--simulator-header", options->simulatorHeader,
+                   "Also write <lower name>.h, which declares the classes for the reference simulator");
   const Option missing = addMissingOption(command, options->missing);
   addModelOptions(command, *options, {onePerClass, buildable, header, missing});
   command.option("--depfile", "FILE", options->depfile,
-                 "Write which files the output was made from, as a rule that Make and Ninja read");
+                 "Also write which files the output was made from, as a rule that Make and Ninja read");
   addJobsOption(command, options->jobs, "Threads that read the snapshot");
   command.footer(
-      "Prints the path of the file. A C++ compiler takes one node of each class in a file.\n"
+      "Prints the path of the file. It compiles if it has at most one node of each class.\n"
       "Example: siminfo generate fabric.jsonl --name Fab1 --guid 0x2c9 --output-dir out");
   command.does([options] { return generate(*options); });
 }

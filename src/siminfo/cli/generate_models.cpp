@@ -10,8 +10,9 @@ void reportStandIns(const StandIns& standIns, bool exactPorts) {
   for (const auto& [method, ports] : standIns)
     frames.append(frames.empty() ? "" : ", ").append(method).append(" ").append(std::to_string(ports));
   if (frames.empty()) return;
-  printNote("ports that answer with another port's values: " + frames +
-            (exactPorts ? "; these have one record for all ports" : "; --exact-ports gives each its own"));
+  printNote(
+      "ports that answer with another port's values: " + frames +
+      (exactPorts ? "; they have one record for all ports" : "; --exact-ports gives each its own values"));
 }
 
 std::vector<std::filesystem::path> generateModels(const GenerateOptions& options, Snapshot& snapshot,
@@ -22,8 +23,8 @@ std::vector<std::filesystem::path> generateModels(const GenerateOptions& options
   const ModelFiles files = options.project ? projectFiles(options.name, options.shards, options.outputDir)
                                            : ModelFiles{options.name, options.shards, options.outputDir};
   if (const std::string other = otherOwner(files); !other.empty())
-    printWarning("the files of " + other + " in " + options.outputDir +
-                 " are replaced: names of files tell " + options.name + " from " + other + " by nothing");
+    printWarning("the files of " + other + " in " + options.outputDir + " are replaced, as those of " +
+                 options.name + " have the same names");
   constexpr Durability kSynced = Durability::kSynced;
   std::vector<std::filesystem::path> written =
       options.project ? writeProject(writer, set, options.name, options.shards, options.outputDir, kSynced)

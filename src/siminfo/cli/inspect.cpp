@@ -61,25 +61,26 @@ ExitStatus runInspect(const InspectOptions& options) {
 void addInspectCommand(CommandLine& line) {
   const auto options = std::make_shared<InspectOptions>();
   Command& command = line.addCommand(
-      "inspect",
-      "Show what each node will carry, what not, why, and what would mend it, before it is generated");
+      "inspect", "Show what each simulated node will have, what it will lack, why, and how to mend that");
   addSnapshotArgument(command, options->snapshot);
-  const Option nodes = command.flag(
-      "--nodes", options->nodes,
-      "A line for each node: GUID, class, ports, ports above Down, model, a letter for each of the 22\n"
-      "frames (B block, c comment, E #error line), name");
-  const Option node = command.option("--node", "NAME|GUID", options->node,
-                                     "Everything about the node of this name or GUID, and its ports' values");
-  const Option topology = command.flag("--topology", options->topology,
-                                       "The nodes and their links in the text form of ibnetdiscover");
+  const Option nodes =
+      command.flag("--nodes", options->nodes,
+                   "Print a line for each node: GUID, class, ports, ports above Down, model, a letter for\n"
+                   "each of the 22 frames (B block, c comment, E #error line), name");
+  const Option node =
+      command.option("--node", "NAME|GUID", options->node,
+                     "Print everything about the node with this name or GUID, and the values of its ports");
+  const Option topology =
+      command.flag("--topology", options->topology, "Print the nodes and their links as ibnetdiscover does");
   node.excludes(nodes);
   topology.excludes(nodes).excludes(node);
   addSelectionOptions(command, options->selection, {node});
-  command.flag("--json", options->json, "A JSON document; with --nodes one a line").excludes(topology);
+  command.flag("--json", options->json, "Print a JSON document; with --nodes one per line")
+      .excludes(topology);
   command.flag("--strict", options->strict, "Exit with 1 if any #error line would be written");
   addJobsOption(command, options->jobs, "Threads that read the snapshot");
   command.footer(
-      "On a terminal it fits the width (COLUMNS) and is coloured unless NO_COLOR is set.\n"
+      "On a terminal the text fits the width (COLUMNS) and has colours unless NO_COLOR is set.\n"
       "Example: siminfo inspect fabric.jsonl --nodes --type switch | grep E");
   command.does([options] { return runInspect(*options); });
 }

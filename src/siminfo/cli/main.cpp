@@ -8,10 +8,11 @@ namespace {
 
 ExitStatus run(int argc, char** argv) {
   CommandLine line(
-      "Turns a discovered InfiniBand fabric into the source of simulated nodes.", toolNameAndVersion(),
+      "Turns a discovered InfiniBand fabric into the C++ source of simulated nodes.", toolNameAndVersion(),
       "Results go to standard output, everything else to standard error.\n"
-      "Exit status: 0 done; 1 the answer is no; 2 bad command line; 3 bad input, or a file or standard\n"
-      "output that cannot be read or written; 4 no usable port or fabric; 5 collected, but only in part.");
+      "Exit status: 0 done; 1 something differs or is missing; 2 bad command line; 3 bad input, or a file\n"
+      "or standard output that cannot be read or written; 4 no usable port or fabric; 5 collected only\n"
+      "in part.");
   addGenerateCommand(line);
   addCollectCommand(line, [&](const CollectCommand&) -> ExitStatus {
     becomeCollector({argv + 2, argv + argc});  // the first word was the command's name

@@ -51,7 +51,7 @@ std::size_t distance(std::string_view pattern, std::string_view text) {
 }
 
 std::string nearestWords(const std::vector<std::string>& words, std::string_view pattern) {
-  return listed("nearest are ",
+  return listed("the nearest are ",
                 nearest(words, [&](const std::string& word) { return distance(pattern, word); }));
 }
 
@@ -69,7 +69,7 @@ std::string nearestNames(const std::vector<const IBNode*>& nodes, std::string_vi
   std::vector<std::string> names;
   for (const IBNode* node : nearest(nodes, [&](const IBNode* each) { return distance(pattern, each->name); }))
     names.push_back(inQuotes(node->name));
-  return listed("nearest are ", names);
+  return listed("the nearest are ", names);
 }
 
 std::string nearestGuids(const std::vector<const IBNode*>& nodes, std::uint64_t guid) {
@@ -78,7 +78,7 @@ std::string nearestGuids(const std::vector<const IBNode*>& nodes, std::uint64_t 
   for (const IBNode* node :
        nearest(nodes, [&](const IBNode* each) { return distance(digits, hexDigits(each->guid, 16)); }))
     named.push_back(guidText(node->guid) + " (" + printable(node->name) + ")");
-  return listed("nearest GUIDs are ", named);
+  return listed("the nearest GUIDs are ", named);
 }
 
 }  // namespace siminfo

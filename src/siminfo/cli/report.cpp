@@ -32,10 +32,10 @@ ExitStatus runReport(const ReportOptions& options) {
   const Inspection inspection = inspect(*snapshot, selectNodes(*snapshot, terms, options.snapshot));
   const Report report = makeReport(*snapshot, inspection);
   if (report.bodilessModels > 0)
-    printWarning(counted(report.bodilessModels, "model") + " of " +
-                 std::to_string(inspection.set.models.size()) +
-                 " stand in the page without the bodies of their blocks, which would make it too large; "
-                 "inspect --node has them, and so has the page of fewer nodes");
+    printWarning(
+        counted(report.bodilessModels, "model") + " of " + std::to_string(inspection.set.models.size()) +
+        " are in the page without the text of their blocks, which would make it too large; see it with "
+        "inspect --node, or select fewer nodes");
   if (options.output == "-")
     printResult(report.page);
   else
@@ -48,14 +48,15 @@ ExitStatus runReport(const ReportOptions& options) {
 void addReportCommand(CommandLine& line) {
   const auto options = std::make_shared<ReportOptions>();
   Command& command = line.addCommand(
-      "report", "Write a page for a browser that shows what inspect shows, with every body and the topology");
+      "report",
+      "Write a web page that shows what inspect does, with the text of all frames and the topology");
   addSnapshotArgument(command, options->snapshot);
   command.option("-o,--output", "FILE.html", options->output, "File to write, or - for standard output")
       .required();
   addSelectionOptions(command, options->selection);
   addJobsOption(command, options->jobs, "Threads that read the snapshot");
   command.footer(
-      "The page is one file that needs nothing else and asks nobody for anything.\n"
+      "The page is a single file that loads nothing else, neither from disk nor from the network.\n"
       "Example: siminfo report fabric.jsonl --output fabric.html");
   command.does([options] { return runReport(*options); });
 }

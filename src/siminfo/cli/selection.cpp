@@ -84,7 +84,7 @@ class Selector {
   const std::set<std::uint64_t>& unknownGuids() const { return unknownGuids_; }
 
   std::string emptinessWords() const {
-    if (steps_.empty()) return "expected a node of the sub-fabric in it";
+    if (steps_.empty()) return "expected at least one node that is in the sub-fabric";
     std::string words;
     for (const Step& step : steps_) {
       if (step.left > 0) continue;
@@ -93,7 +93,7 @@ class Selector {
     }
     if (!words.empty()) return words;
     for (const Step& step : steps_)
-      words.append(words.empty() ? "no node has all of it: " : ", ")
+      words.append(words.empty() ? "no node matches all options: " : ", ")
           .append(step.option + " alone selects " + std::to_string(step.left));
     return words;
   }
@@ -176,8 +176,8 @@ class Selector {
 
 [[noreturn]] void refuseNode(const Nodes& nodes, const std::string& nameOrGuid, const std::string& label) {
   const auto guid = parseGuid(nameOrGuid);
-  throw CommandError(kBadInput, label + ": no node or port is called " + inQuotes(nameOrGuid) + "; " +
-                                    nearestNames(nodes, nameOrGuid) +
+  throw CommandError(kBadInput, label + ": no node or port has the name or GUID " + inQuotes(nameOrGuid) +
+                                    "; " + nearestNames(nodes, nameOrGuid) +
                                     (guid ? "; " + nearestGuids(nodes, *guid) : std::string()));
 }
 
@@ -190,24 +190,26 @@ void addSelectionOptions(Command& command, Selection& selection, const std::vect
     for (const Option& other : others) option.excludes(other);
   };
   add("--guid", "GUID", selection.guids,
-      "Only the node of this GUID, in hexadecimal, or the one with a port that has it\n"
-      "where no node does; may be repeated, like the next three");
-  add("--name-match", "GLOB", selection.names, "Only nodes whose whole name matches, with *, ? and [...]");
+      "Only the node with this GUID, in hexadecimal, or else the node with a port that\n"
+      "has it; may be repeated, like the next three");
+  add("--name-match", "GLOB", selection.names,
+      "Only nodes whose whole name matches; *, ? and [...] are wildcards");
   add("--type", "TYPE", selection.types,
-      "Only nodes of this type: ca, switch, router, a number, or a class of the source\n"
-      "(SW, RTR, AN, HCA, Unknown)");
+      "Only nodes of this type: ca, switch, router, a number, or a class of the generated\n"
+      "source (SW, RTR, AN, HCA, Unknown)");
   add("--model", "MODEL", selection.models,
-      "Only nodes of this model, as inspect and generate --models name it; how the name\n"
-      "begins will do");
+      "Only nodes of this model, as inspect and generate --models name it; the beginning\n"
+      "of the name is enough");
 }
 
 SelectionTerms readSelection(const Selection& selection) {
   for (const std::string& type : selection.types) {
     if (!parseInteger(type, kNodeTypeForm) && std::ranges::find(kNodeClasses, type) == kNodeClasses.end())
-      throw CommandError(kBadCommandLine,
-                         "--type: " + inQuotes(type) +
-                             " is no type; expected ca, switch, router, an integer from 0 to 255, or one of "
-                             "SW, RTR, AN, HCA and Unknown");
+      throw CommandError(
+          kBadCommandLine,
+          "--type: " + inQuotes(type) +
+              " is not a node type; expected ca, switch, router, an integer from 0 to 255, or one of "
+              "SW, RTR, AN, HCA and Unknown");
   }
   return {readGuids(selection.guids, selection.guidFile), selection};
 }
@@ -225,7 +227,7 @@ std::vector<const IBNode*> selectNodes(Snapshot& snapshot, const SelectionTerms&
   if (selected.nodes.empty())
     throw CommandError(kBadInput, label + ": no node is selected; " + selected.nearness);
   for (const std::uint64_t guid : selected.unknownGuids)
-    printWarning("GUID " + guidText(guid) + " is no node of the sub-fabric and selects nothing");
+    printWarning("no node of the sub-fabric has the GUID " + guidText(guid) + ", so it selects nothing");
   return std::move(selected.nodes);
 }
 

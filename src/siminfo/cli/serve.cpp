@@ -20,15 +20,16 @@ namespace {
 
 void tell(const Served& served, const ServeRequest& request) {
   printNote("serving " + counted(served.nodes, "node") + " of " + counted(served.models, "model") +
-            ", begun in " + served.seconds + " s; programs are at " + served.client +
-            " unless SIM_HOST says otherwise");
+            ", ready after " + served.seconds + " s; programs run at " + served.client +
+            " unless SIM_HOST names another node");
   reportStandIns(served.standIns, request.exactPorts);
   if (!request.command.empty()) return;
   std::string exports = "export";
   for (const auto& [name, value] : served.environment)
     exports.append(" ").append(name).append("=").append(value);
   printResult(exports + "\n");
-  printNote("the line above makes InfiniBand tools of a shell ask this fabric; Ctrl-C ends it");
+  printNote(
+      "paste the line above into a shell to let its InfiniBand tools ask this fabric; Ctrl-C stops serving");
 }
 
 struct ServeOptions {
@@ -46,8 +47,8 @@ void checkSocket(const std::string& name) {
   };
   if (name.size() > kMost || !std::ranges::all_of(name, isAllowed))
     throw CommandError(kBadCommandLine, "--socket: " + inQuotes(name) +
-                                            " is no name of sockets; expected up to 80 letters, digits, "
-                                            "points, underscores and hyphens");
+                                            " is not a name for sockets; expected up to 80 letters, digits, "
+                                            "dots, underscores and hyphens");
 }
 
 ExitStatus runServe(const ServeOptions& options) {
@@ -84,27 +85,26 @@ void addServeCommand(CommandLine& line) {
   const auto options = std::make_shared<ServeOptions>();
   ServeRequest* request = &options->request;
   Command& command = line.addCommand(
-      "serve", "Let InfiniBand tools of this machine talk to the simulated nodes of a snapshot");
+      "serve", "Let the InfiniBand tools of this machine ask the simulated nodes of a snapshot");
   addSnapshotArgument(command, request->snapshotFile);
   command.flag("--init", request->init,
-               "Begin with every link at Initialize and without LIDs, for a subnet manager");
+               "Start with every link in state Initialize and without LIDs, for a subnet manager");
   command.option("--socket", "NAME", request->socket,
-                 "Name of the sockets; one of this process's own when missing");
+                 "Name of the sockets; by default one that no other process has");
   command.option(
       "--from", "NODE", request->from,
-      "Node that programs are at, by name or GUID; the first adapter with a linked port when missing");
+      "Node at which programs run, by name or GUID; by default the first adapter with a linked port");
   addSelectionOptions(command, options->selection);
-  command.flag("--exact-ports", request->exactPorts, "Every port answers with its own values");
+  command.flag("--exact-ports", request->exactPorts, "Let every port answer with its own values");
   command.option(
       "--attribute-layouts", "FILE", options->attributeLayouts,
-      "File of lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as collect takes it;\n"
+      "File with lines SMP_RouterInfo attribute NUMBER and RECORD.FIELD bit NUMBER, as for collect;\n"
       "without it, routers refuse RouterInfo");
-  addLimitOptions(command, request->limits.seconds, request->limits.memory, "either step of building");
-  command.rest("COMMAND", request->command, "Program to run on the fabric, behind --, with its arguments");
+  addLimitOptions(command, request->limits.seconds, request->limits.memory, "each of the two build steps");
+  command.rest("COMMAND", request->command, "Program to run on the fabric, after --, with its arguments");
   command.footer(
-      "Without a COMMAND it serves until Ctrl-C, and prints the environment for other shells. With one it "
-      "ends\n"
-      "with the COMMAND and its exit status.\n"
+      "Without a COMMAND it serves until Ctrl-C and prints the environment variables for other shells.\n"
+      "With one it ends when the COMMAND ends, with the same exit status.\n"
       "Example: siminfo serve fabric.jsonl -- ibnetdiscover");
   command.does([options] { return runServe(*options); });
 }

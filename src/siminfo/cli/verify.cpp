@@ -52,7 +52,7 @@ void checkFolders(const VerifyRequest& request) {
   const std::string used = (std::filesystem::weakly_canonical(request.use) / "").string();
   if (used.starts_with((std::filesystem::weakly_canonical(request.keep) / "").string()))
     throw CommandError(kBadInput, "--keep: " + inQuotes(request.keep.string()) +
-                                      " holds the folder that --use reads; expected another one");
+                                      " contains the folder that --use reads; choose another one");
 }
 
 ExitStatus runVerify(const VerifyOptions& options) {
@@ -80,36 +80,34 @@ ExitStatus runVerify(const VerifyOptions& options) {
 void addVerifyCommand(CommandLine& line) {
   const auto options = std::make_shared<VerifyOptions>();
   Command& command = line.addCommand(
-      "verify",
-      "Judge every line of what is generated, run it with the reference simulator, and compare the nodes");
+      "verify", "Check every line of the generated source, run it in a simulator, and compare the nodes");
   addSnapshotArgument(command, options->snapshot);
-  command.option("-n,--name", "NAME", options->request.name, "Class of the dump, a C++ identifier");
+  command.option("-n,--name", "NAME", options->request.name, "Name of the generated class, a C++ identifier");
   addSelectionOptions(command, options->selection);
-  command.flag("--all", options->all, "Every node; which is what is done without it as well");
+  command.flag("--all", options->all, "Every node; this is the default, and the option changes nothing");
   const Option buildable =
       command.flag("--buildable", options->request.form.isBuildable,
-                   "The buildable form of the two frames that cannot compile as the format stands");
+                   "Expect the two frames whose exact text no compiler accepts in the form that compiles");
   const Option missing = addMissingOption(command, options->request.form.missing);
   const Option exactPorts =
       command.flag("--exact-ports", options->request.exactPorts,
-                   "Models whose ports with values of their own answer with these, as generate "
-                   "--models\nwrites them with the same option; then there is no file of the nodes");
-  addJobsOption(command, options->request.jobs, "Programs compiled at a time");
+                   "Verify the models that generate --models --exact-ports writes, in which every port has\n"
+                   "its own values; the file with a class for each node is not verified then");
+  addJobsOption(command, options->request.jobs, "Programs to compile at the same time");
   command.option("--compiler", "CXX", options->request.compiler,
-                 "C++ compiler, in the manner of g++ and clang++");
+                 "C++ compiler that takes the options of g++ and clang++");
   addLimitOptions(command, options->request.timeLimit, options->request.memoryLimit,
-                  "a run of the compiler, or of a compiled program,");
+                  "each run of the compiler or of a compiled program");
   command.option("--keep", "DIR", options->request.keep,
-                 "Work in this folder, a new one or one that --keep left, and keep it");
-  const Option use =
-      command.option("--use", "DIR", options->request.use,
-                     "Verify the generated file in this folder, made by generate or by verify --keep with\n"
-                     "the same --name and --guid, as it stands");
+                 "Work in this folder, which is new or left by an earlier --keep, and keep it");
+  const Option use = command.option(
+      "--use", "DIR", options->request.use,
+      "Verify the generated file that is in this folder, as generate or verify --keep wrote it\n"
+      "with the same --name and selection");
   exactPorts.excludes(buildable).excludes(missing).excludes(use);
   command.footer(
-      "Exit status: 1 when something differs or does not compile; 3 when it was interrupted, since nothing "
-      "was\n"
-      "proven. #error lines are faults of the snapshot, and reported, but no difference.\n"
+      "Exit status: 1 when something differs or does not compile; 3 also when it was interrupted.\n"
+      "An #error line shows a fault of the snapshot; it is reported, but it is not a difference.\n"
       "Example: siminfo verify fabric.jsonl --buildable --jobs 8");
   command.does([options] { return runVerify(*options); });
 }

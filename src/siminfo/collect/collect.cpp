@@ -66,9 +66,8 @@ class SnapshotBuilder {
     collected_.missing = shortfall_.lines();
     if (withSpeeds2_ > 0 && !layouts_.firstBits.contains(&kLinkSpeedExtSup2))
       collected_.warnings.push_back(
-          "ports with extended speeds of the second set, which libibmad does not decode: " +
-          std::to_string(withSpeeds2_) +
-          "; their LinkSpeedExtSup2 is 0 (--attribute-layouts can tell its place)");
+          "LinkSpeedExtSup2, which libibmad does not decode, is written as 0; ports that have such speeds: " +
+          std::to_string(withSpeeds2_) + "; --attribute-layouts can tell where the field is");
   }
 
  private:
@@ -155,8 +154,8 @@ Collected fromPort(const CollectOptions& options, const UserFiles& files, const 
   const auto routers = std::ranges::count(fabric.nodes, kRouter, &WalkedNode::type);
   if (routers > 0 && !routerInfo)
     collected.warnings.push_back(
-        "routers that were not asked for SMP_RouterInfo, which libibmad does not know: " +
-        std::to_string(routers) + " (--attribute-layouts can tell number and layout)");
+        "SMP_RouterInfo, which libibmad does not know, was not asked for; routers: " +
+        std::to_string(routers) + "; --attribute-layouts can tell its number and layout");
   collected.packets = watch.sent;
   build(fabric, files, "not asked: PortInfo is missing", shortfall, collected);
   return collected;

@@ -43,20 +43,23 @@ class CacheReader {
       : fileName_(std::move(fileName)), bytes_(std::move(bytes)) {}
 
   WalkedFabric read() {
-    if (number(4) != kMagic) refuse(0, "this is no discovery cache, as ibnetdiscover --cache writes it");
+    if (number(4) != kMagic)
+      refuse(0, "this is not a discovery cache; expected a file that ibnetdiscover --cache wrote");
     if (const auto version = number(4); version != kVersion)
-      refuse(4,
-             "version " + std::to_string(version) + " of the format, expected " + std::to_string(kVersion));
+      refuse(4, "version " + std::to_string(version) + " of the format; expected version " +
+                    std::to_string(kVersion));
     const std::uint64_t nodes = number(4);
     const std::uint64_t ports = number(4);
     skip(12);
-    if (nodes > kMaxNodes) refuse(8, std::to_string(nodes) + " nodes are more than a subnet can have");
+    if (nodes > kMaxNodes)
+      refuse(8, std::to_string(nodes) + " nodes are announced, more than a subnet can have");
     if (nodes * kSmallestNode + ports * kPort > bytes_.size() - at_)
-      refuse(8, std::to_string(nodes) + " nodes and " + std::to_string(ports) + " ports do not fit into " +
-                    std::to_string(bytes_.size()) + " bytes");
+      refuse(8, std::to_string(nodes) + " nodes and " + std::to_string(ports) +
+                    " ports are announced, which do not fit into " + std::to_string(bytes_.size()) +
+                    " bytes");
     for (std::uint64_t i = 0; i < nodes; ++i) readNode();
     for (std::uint64_t i = 0; i < ports; ++i) readPort();
-    if (at_ != bytes_.size()) refuse(at_, "there is more behind the last port");
+    if (at_ != bytes_.size()) refuse(at_, "there is more data after the last port");
     return finish();
   }
 
@@ -110,11 +113,12 @@ class CacheReader {
       const std::uint64_t portGuid = number(8);
       const PortKey key{portGuid, static_cast<unsigned>(number(1))};
       if (key.second > node.numPorts || key.second < node.firstPort())
-        refuse(at, "port " + std::to_string(key.second) + " of a node that has " +
+        refuse(at, "port " + std::to_string(key.second) + " is listed for a node that has " +
                        std::to_string(node.numPorts) + " ports");
-      if (!named_.emplace(key, guid).second) refuse(at, "the port belongs to a node already");
+      if (!named_.emplace(key, guid).second) refuse(at, "the port already belongs to another node");
     }
-    if (!nodes_.emplace(guid, std::move(node)).second) refuse(start, "there is a node of that GUID already");
+    if (!nodes_.emplace(guid, std::move(node)).second)
+      refuse(start, "there is already a node with this GUID");
   }
 
   void readPort() {
@@ -126,14 +130,14 @@ class CacheReader {
     port.info = attribute();
     const auto owner = named_.find(key);
     if (owner == named_.end() || number(8) != owner->second)
-      refuse(start, "the port belongs to no node, or to another one than it says");
+      refuse(start, "no node has this port, or another node has it than the port says");
     const bool hasPeer = number(1) != 0;
     const std::uint64_t peerGuid = number(8);
     const PortKey peer{peerGuid, static_cast<unsigned>(number(1))};
     if (hasPeer) peers_.push_back({owner->second, key.second, peer});
     const auto node = nodes_.find(owner->second);
     WalkedPort& place = node->second.ports[key.second];
-    if (place.info) refuse(start, "the port is there twice");
+    if (place.info) refuse(start, "the port is in the file twice");
     port.isExpected = true;
     port.guid = guid;
     place = port;

@@ -31,7 +31,7 @@ NodeNameMap readNodeNameMap(const std::string& fileName) {
   NodeNameMap names;
   const std::string fault = readLines(fileName, [&](std::string_view line) -> std::string {
     const auto entry = parseEntry(line);
-    if (!entry) return "expected a line like 0x0002c90300000001 \"name\"";
+    if (!entry) return "this is not a GUID and a name; expected a line like 0x0002c90300000001 \"name\"";
     std::string name = safeText(entry->second);
     if (const std::string length = lengthFault(name); !length.empty()) return "the name " + length;
     names.try_emplace(entry->first, std::move(name));

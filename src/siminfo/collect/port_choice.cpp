@@ -69,7 +69,7 @@ std::string listed(const std::vector<Candidate>& ports) {
   if (!device.empty()) text += " of device " + device;
   if (number != 0) text += " with number " + std::to_string(number);
   if (isLinkDown) text += " whose link is up";
-  text += "; there is " + listed(ports) + "; ";
+  text += "; this host has " + listed(ports) + "; ";
   if (isLinkDown)
     text += "check the cable, or choose a port with --Ca and --Port";
   else if (std::ranges::any_of(ports, &Candidate::isInfiniBand))
@@ -99,7 +99,7 @@ std::filesystem::path deviceFile(const HostPort& port) {
 HostPort choosePort(const std::string& device, int number) {
   if (umad_init() < 0)
     throw CollectError(CollectError::kNoPort,
-                       "the kernel offers no management ports for InfiniBand devices; check that the module "
+                       "the kernel has no management interface for InfiniBand devices; check that the module "
                        "ib_umad is loaded ('modprobe ib_umad')");
   const std::vector<Candidate> all = candidates();
   std::vector<Candidate> fit;

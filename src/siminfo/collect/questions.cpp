@@ -28,10 +28,10 @@ std::string whyLeftOut(const WalkedFabric& fabric, const Attribute& nodeInfo) {
   if (std::ranges::binary_search(fabric.nodes, guid, {}, &WalkedNode::guid))
     return "has the GUID " + guidText(guid) + " of another device";
   if (!isPlaced(nodeInfo))
-    return "says that it is asked through its port " +
+    return "says that it received the question at its port " +
            std::to_string(madField(nodeInfo, IB_NODE_LOCAL_PORT_F)) + " of " +
            std::to_string(madField(nodeInfo, IB_NODE_NPORTS_F));
-  return "missed by discovery, and answers now";
+  return "was missed by the discovery, but answers now";
 }
 
 }  // namespace

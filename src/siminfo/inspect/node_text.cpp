@@ -132,7 +132,7 @@ void addPorts(ScreenText& text, const Snapshot& snapshot, const IBNode& node) {
     }
     if (const Cables::Far* far = cables.find(node, port->num))
       line += ", linked to " + inQuotes(*far->name) + " port " + std::to_string(far->port) +
-              speedText(*far->link) + (far->node == nullptr ? ", which is not in the recording" : "");
+              speedText(*far->link) + (far->node == nullptr ? ", which is not in the snapshot" : "");
     text.paragraph("  " + paddedLeft(std::to_string(port->num), 3) + " ", line);
     addAbsent(text, snapshot.absentOnPorts, port->recordIndex, "      ");
   }

@@ -42,7 +42,7 @@ void addHead(ScreenText& text, const Snapshot& snapshot, const Inspection& inspe
   text.paragraph(
       "Links   ",
       number(cables.inside()) +
-          (cables.leaving() > 0 ? ", and " + number(cables.leaving()) + " that leave the recording" : "") +
+          (cables.leaving() > 0 ? ", and " + number(cables.leaving()) + " to nodes that are not in the snapshot" : "") +
           (selected != all ? ", of the whole snapshot" : ""));
   text.paragraph("Models  ", number(inspection.set.models.size()));
 }

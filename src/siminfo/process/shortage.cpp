@@ -51,7 +51,7 @@ std::string shortageIn(std::string_view text) {
 
 std::string signalWords(int signal) {
   std::string words = "ended by signal " + std::to_string(signal) + " (" + strsignal(signal) + ")";
-  if (signal == SIGKILL) words += ", as the system does where memory is short";
+  if (signal == SIGKILL) words += ", which the system does when memory is short";
   return words;
 }
 

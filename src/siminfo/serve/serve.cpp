@@ -29,7 +29,8 @@ std::string wrapperLibrary() {
     }
   }
   throw ServeError(
-      "no libumad2sim.so, by which InfiniBand tools reach the server; install the package libumad2sim0");
+      "libumad2sim.so, through which InfiniBand tools reach the server, was not found; install the "
+      "package libumad2sim0");
 }
 
 /// The running server. It lives for as long as its standard input is open.
@@ -55,7 +56,7 @@ class RunningServer {
       if (poll(&polled, 1, kLookMs) <= 0) continue;
       std::array<char, 1024> bytes{};
       const ssize_t size = read(output_.readEnd(), bytes.data(), bytes.size());
-      if (size <= 0) throw ServeError("the server did not begin");
+      if (size <= 0) throw ServeError("the server did not start");
       text.append(bytes.data(), static_cast<std::size_t>(size));
     }
     std::vector<std::string> words(1);
@@ -65,7 +66,7 @@ class RunningServer {
       else
         words.back() += character;
     }
-    if (words.size() != 5) throw ServeError("the server began with an unknown line: " + text);
+    if (words.size() != 5) throw ServeError("the server printed an unknown first line: " + text);
     return words;
   }
 
@@ -129,7 +130,7 @@ int serve(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const Ser
                       ready[3],         clientEnvironment(wrapper, ready[1], socket)};
   watch.begun(served);
   const int status = runCommand(request, served, server, watch);
-  if (server.end() != 0) throw ServeError("the server ended with a failure");
+  if (server.end() != 0) throw ServeError("the server failed");
   return status;
 }
 

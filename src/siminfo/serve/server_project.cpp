@@ -66,7 +66,7 @@ void checkTools() {
     const bool isThere =
         std::ranges::any_of(tool.names, [](const auto& name) { return findProgram(name).has_value(); });
     if (!isThere)
-      throw ServeError("no " + tool.names.front() + ", which builds the server; install the package " +
+      throw ServeError(tool.names.front() + ", which builds the server, was not found; install the package " +
                        tool.package);
   }
 }
@@ -79,7 +79,7 @@ std::string endOf(const std::string& text) {
 /// Why a step did not end well, and what would help.
 std::string failureWords(const ProgramEnd& end, const std::string& log, const BuildLimits& limits) {
   if (end.how == ProgramEnd::kTimedOut)
-    return "not done after " + std::to_string(limits.seconds) + " s; --time-limit allows it more";
+    return "it had not finished after " + std::to_string(limits.seconds) + " s; allow more with --time-limit";
   if (end.how == ProgramEnd::kSignalled) return signalWords(end.status);
   return shortageIn(log);
 }
@@ -119,7 +119,7 @@ std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPor
   else if (home != nullptr && *home != '\0')
     folder = std::filesystem::path(home) / ".cache";
   else
-    throw ServeError("no folder to build in; expected the variable XDG_CACHE_HOME or HOME");
+    throw ServeError("there is no folder to build in; set the variable HOME or XDG_CACHE_HOME");
   const std::string path = std::filesystem::absolute(snapshotFile).lexically_normal().string();
   return folder / "siminfo" / "serve" / hexDigits(modelHash(path + (exactPorts ? " exact" : "")), 16);
 }

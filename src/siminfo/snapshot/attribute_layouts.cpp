@@ -68,7 +68,7 @@ class LayoutReader {
       if (!known.name.starts_with(kRouterInfo) ||
           layouts_.firstBits.contains(known.field) == isRouterInfoTold())
         continue;
-      return isRouterInfoTold() ? "there is no bit for " + known.name
+      return isRouterInfoTold() ? "there is no line with the bit of " + known.name
                                 : "there is no line \"SMP_RouterInfo attribute NUMBER\"";
     }
     return {};
@@ -83,23 +83,24 @@ class LayoutReader {
     constexpr std::uint64_t kMost = 0xffff;
     const auto number = parseUnsigned(word);
     if (!number || *number == 0 || *number > kMost) return outOfRange(word, 1, kMost);
-    if (isRouterInfoTold()) return "the attribute of SMP_RouterInfo is there twice";
+    if (isRouterInfoTold()) return "the attribute of SMP_RouterInfo is given twice";
     layouts_.routerInfo = static_cast<std::uint16_t>(*number);
     return {};
   }
 
   std::string takeBit(std::string_view name, std::string_view word) {
     const auto known = std::ranges::find(known_, name, &UndecodedField::name);
-    if (known == known_.end()) return "no place can be given to " + inQuotes(name) + "; " + choice();
+    if (known == known_.end())
+      return inQuotes(name) + " is not a field whose place can be given; " + choice();
     const std::size_t most = kAttributeBits - known->field->bits;
     const auto bit = parseUnsigned(word);
     if (!bit || *bit > most) return outOfRange(word, 0, most);
-    if (!layouts_.firstBits.emplace(known->field, *bit).second) return known->name + " is there twice";
+    if (!layouts_.firstBits.emplace(known->field, *bit).second) return known->name + " is given twice";
     return {};
   }
 
   std::string choice() const {
-    std::string text = "these can have one: ";
+    std::string text = "expected one of ";
     for (const UndecodedField& known : known_)
       text.append(known.name).append(&known == &known_.back() ? "" : ", ");
     return text;

@@ -24,7 +24,7 @@ json::object DocumentParser::begin(std::string_view text, json::document& docume
   auto error =
       parser_.iterate(text.data(), text.size(), text.size() + DocumentStream::kPadding).get(document);
   if (error == simdjson::SUCCESS) error = document.get_object().get(object);
-  if (error == simdjson::INCORRECT_TYPE) refuse(whole(text), "is no object; expected a header or a node");
+  if (error == simdjson::INCORRECT_TYPE) refuse(whole(text), "is not an object; expected a header or a node");
   if (error == simdjson::UTF8_ERROR) refuseUtf8(text);
   if (error != simdjson::SUCCESS) refuse(whole(text), malformedWords(error));
   return object;
@@ -33,7 +33,7 @@ json::object DocumentParser::begin(std::string_view text, json::document& docume
 void DocumentParser::requireEnd(std::string_view text, json::document& document) {
   if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
     refuse(whole(text),
-           "has something behind its closing bracket; expected white space and the next document");
+           "has other text after its closing bracket; expected white space and the next document");
 }
 
 void DocumentParser::locate(Refusal& refusal, std::string_view text, json::document& document) {

@@ -23,7 +23,7 @@ std::string_view kindOf(json::value& value) {
     case json::json_type::string:
       return "a string";
     case json::json_type::boolean:
-      return "a truth value";
+      return "a boolean";
     case json::json_type::null:
       return "null";
   }
@@ -56,9 +56,9 @@ std::string malformedWords(simdjson::error_code error) {
     case simdjson::UTF8_ERROR:
       return "is not UTF-8";
     case simdjson::UNESCAPED_CHARS:
-      return "malformed JSON: a control character in a string; expected it escaped";
+      return "malformed JSON: a control character in a string; expected an escape sequence";
     case simdjson::STRING_ERROR:
-      return "malformed JSON: a string with an escape that is none";
+      return "malformed JSON: a string with an invalid escape sequence";
     case simdjson::UNCLOSED_STRING:
       return "malformed JSON: a string without its closing quote";
     case simdjson::INCOMPLETE_ARRAY_OR_OBJECT:
@@ -66,7 +66,7 @@ std::string malformedWords(simdjson::error_code error) {
     case simdjson::TAPE_ERROR:
       return "malformed JSON: a comma, colon, quote or bracket is missing, or there is one too many";
     case simdjson::EMPTY:
-      return "malformed JSON: there is nothing; expected an object";
+      return "malformed JSON: the document is empty; expected an object";
     default:
       return std::string("malformed JSON: ") + simdjson::error_message(error);
   }
@@ -94,7 +94,7 @@ std::size_t KeyTable::find(std::string_view key) const {
 void KeyTable::refuseUnknown(const Place& place) const {
   std::string list;
   for (const Key& key : keys_) list.append(list.empty() ? "" : ", ").append(key.name);
-  refuse(place, "is unknown; " + owner_ + " has " + list);
+  refuse(place, "is unknown; expected one of " + list);
 }
 
 void KeyTable::refuseMissing(const Place& place, std::uint64_t missing) const {
@@ -139,7 +139,7 @@ namespace {
 std::string_view judged(const Place& place, std::string_view text, std::string (*faultOf)(std::string_view)) {
   if (const std::string fault = lengthFault(text); !fault.empty()) refuse(place, fault);
   if (const std::string fault = faultOf(text); !fault.empty())
-    refuse(place, fault + "; such a text could leave its line in the generated source");
+    refuse(place, fault + "; such a text could break out of its line in the generated source");
   return text;
 }
 

@@ -18,7 +18,7 @@ std::string spelled(const PortName& port) {
 
 /// What is wrong with the far end that a link names, or nothing. A node that is not there was not recorded.
 std::string targetFault(const IBFabric& fabric, const LinkJudge::End& end) {
-  if (targetOf(end) == nameOf(end)) return "leads to the port itself";
+  if (targetOf(end) == nameOf(end)) return "leads back to the port itself";
   const auto found = fabric.nodeByName.find(end.link->node);
   if (found == fabric.nodeByName.end() || end.link->port <= found->second->numPorts) return {};
   return "leads to " + spelled(targetOf(end)) + ", which has ports 1 to " +
@@ -59,7 +59,7 @@ void LinkJudge::judge(const IBFabric& fabric, const Refuse& refuse) const {
   for (const End& end : ends_) {
     if (const End* first = find(byTarget, targetOf, targetOf(end)); first != &end)
       refuse(end, "leads to " + spelled(targetOf(end)) + ", where " + spelled(nameOf(*first)) +
-                      " is connected already");
+                      " is already connected");
     const End* back = find(bySource, nameOf, targetOf(end));
     if (back != nullptr && targetOf(*back) != nameOf(end))
       refuse(end, "leads to " + spelled(targetOf(end)) + ", which says that it is connected to " +

@@ -102,7 +102,8 @@ class OwnerParser {
     if (both == 0) return;
     const Place names = place.member("absent");
     const std::string_view name = schema_.names.name(static_cast<std::size_t>(std::countr_zero(both)));
-    refuse(Place{&names, name, 0, absentAt_}, "is a record that is there as well; expected one of the two");
+    refuse(Place{&names, name, 0, absentAt_},
+           "is also among the records; expected either the record or the reason why it is absent");
   }
 
   NodeDraft& draft_;
@@ -174,7 +175,7 @@ class PortParser : OwnerParser {
     readElements(place, value, [&](json::value kind, const Place& at) {
       const auto* found = std::ranges::find(kPortKinds, readText(at, kind), &PortKind::word);
       if (found == kPortKinds.end())
-        refuse(at, "is no kind of port; expected \"special\", \"fnm\" or \"fnm1\"");
+        refuse(at, "is not a kind of port; expected \"special\", \"fnm\" or \"fnm1\"");
       port_.*(found->flag) = true;
     });
   }
@@ -202,7 +203,7 @@ class PortParser : OwnerParser {
           break;
         case kPort:
           link.port = readInteger<std::uint8_t>(at, member, {0, kMostPorts});
-          if (link.port == 0) refuse(at, "is 0; expected 1 or more, as port 0 has no link");
+          if (link.port == 0) refuse(at, "is 0; expected 1 or more, as port 0 cannot have a link");
           break;
         case kWidth:
           link.width = readInteger<std::uint8_t>(at, member, {0, 255});
@@ -296,11 +297,11 @@ class NodeParser : OwnerParser {
     readMembers(place, value, table, [&](std::size_t key, json::value answer, const Place& at) {
       const bool isGmp = key == kGmp || key == kGmpError;
       std::optional<CapabilityAnswer>& mask = isGmp ? draft_.gmp : draft_.smp;
-      if (mask) refuse(at, "is given beside its counterpart; expected the mask or the error, not both");
+      if (mask) refuse(at, "is given twice, as mask and as error; expected one of them");
       if (key == kSmp || key == kGmp)
         mask = {0, parseMask(answer, at)};
       else if (mask = {readInteger<int>(at, answer, kIntForm), {}}; mask->error == 0)
-        refuse(at, "is 0, which is no error; expected another number, or the mask");
+        refuse(at, "is 0, which is not an error; expected another number, or the mask");
     });
   }
 
@@ -327,13 +328,13 @@ class NodeParser : OwnerParser {
         refuse(num, "is 0; expected 1 or more, as only a switch has a port 0");
       if (draft.port.num > node_.numPorts)
         refuse(num, number + " is above \"num_ports\", " + std::to_string(node_.numPorts));
-      if (seen.test(draft.port.num)) refuse(num, number + " is the number of an earlier port as well");
+      if (seen.test(draft.port.num)) refuse(num, number + " is also the number of an earlier port");
       seen.set(draft.port.num);
     }
     for (const PortIdentityDraft& each : draft_.portIdentities) {
       const Place port{&ports, {}, each.owner, each.linkAt};
       if (each.linkAt != nullptr && draft_.ports[each.owner].port.num == 0)
-        refuse(port.member("link"), "is a link of port 0, which has none");
+        refuse(port.member("link"), "is a link of port 0, which cannot have one");
     }
   }
 

@@ -157,11 +157,11 @@ class SnapshotReader {
   void requireAllNodes() const {
     const std::size_t nodes = lines_.size() - nodesBefore_;
     if (promised_ && *promised_ != nodes)
-      refuseAt(
-          "nodes",
-          "is " + std::to_string(*promised_) + ", and " + std::to_string(nodes) +
-              " follow; the file was cut, or nodes were added or taken out: then take this key out as well",
-          promisedLine_);
+      refuseAt("nodes",
+               "is " + std::to_string(*promised_) + ", but the number of nodes that follow is " +
+                   std::to_string(nodes) +
+                   "; the file was cut off, or nodes were added or removed (then remove this key as well)",
+               promisedLine_);
   }
 
   void judgeLinks() const {
@@ -198,8 +198,8 @@ class SnapshotReader {
     if (node == nullptr) {
       const IBNode* first = snapshot_.discovered.fabric.nodeByName.at(draft.node.name);
       refuseAt("name",
-               "is the name of the node on line " + std::to_string(lines_[first->recordIndex]) +
-                   " as well; expected names to be unique",
+               "is also the name of the node on line " + std::to_string(lines_[first->recordIndex]) +
+                   "; expected a name that no other node has",
                lineAt(draft.nameAt));
     }
     lines_.push_back(lineAt(draft.nameAt));
@@ -208,7 +208,7 @@ class SnapshotReader {
     if (skippedPorts_ > kMostSkippedPorts)
       refuseAt("ports",
                "with this node, " + std::to_string(skippedPorts_) +
-                   " ports are left out below the highest of their node; expected at most " +
+                   " ports below the highest one of their node are missing; expected at most " +
                    std::to_string(kMostSkippedPorts),
                lines_.back());
     for (const PortIdentityDraft& each : draft.portIdentities) {
@@ -234,7 +234,7 @@ class SnapshotReader {
     const bool isTooLong = documents_.text().size() > DocumentStream::kLongestDocument;
     refuseAt({},
              isTooLong
-                 ? "the document that begins here is longer than 64 MiB; expected one node a document"
+                 ? "the document that begins here is larger than 64 MiB; expected one node per document"
                  : "the document that begins here has no end; the file is cut off, or a closing bracket or "
                    "quote is missing",
              documents_.line());

@@ -38,7 +38,7 @@ void parseHexText(const Place& place, json::value value, const Field& field, voi
     std::uint8_t byte = 0;
     const char* from = text.data() + 2 * i;
     if (std::from_chars(from, from + 2, byte, 16).ptr != from + 2)
-      refuse(place, "has a digit that is none; expected hexadecimal");
+      refuse(place, "contains a character that is not a hexadecimal digit");
     field.set(to, byte, i);
   }
   if (!isLong)

@@ -40,7 +40,7 @@ std::string readLines(const std::string& fileName,
   std::string text;
   if (const int error = readFile(fileName, text); error != 0)
     return printable(fileName) + ": " +
-           (error == EFBIG ? "is longer than 64 MiB; expected a list of lines"
+           (error == EFBIG ? "is larger than 64 MiB; expected a list, one entry per line"
                            : std::generic_category().message(error));
   std::string_view rest = text;
   for (std::size_t number = 1; !rest.empty(); ++number) {

@@ -90,12 +90,13 @@ std::string textFault(std::string_view text) {
     const char32_t codePoint = nextCodePoint(text, at, valid);
     if (!valid) return "is not UTF-8";
     if (const Range* range = forbiddenRange(codePoint))
-      return "holds the " + std::string(range->what) + " U+" + hexDigits(codePoint, 4);
+      return "contains the " + std::string(range->what) + " U+" + hexDigits(codePoint, 4);
   }
   // Compilers look for a line's continuation behind white space as well.
   while (text.ends_with(' ')) text.remove_suffix(1);
-  if (text.ends_with('\\')) return "ends in a backslash, which would join the next line of source to its own";
-  if (text.ends_with("?\?/")) return "ends in ?\?/, which is a backslash to some compilers";
+  if (text.ends_with('\\'))
+    return "ends with a backslash, which would join the next line of the source to this one";
+  if (text.ends_with("?\?/")) return "ends with ?\?/, which some compilers read as a backslash";
   return {};
 }
 
@@ -122,7 +123,7 @@ std::size_t commentIn(std::string_view name) {
 std::string nameFault(std::string_view text) {
   if (std::string fault = textFault(text); !fault.empty()) return fault;
   if (commentIn(text) == std::string_view::npos) return {};
-  return "holds /* behind an odd number of quotation marks, which would begin a comment";
+  return "contains /* after an odd number of quotation marks, which would begin a comment";
 }
 
 std::string printable(std::string_view text) {

@@ -21,9 +21,10 @@ std::filesystem::path findIn(const std::filesystem::path& folder, const std::str
   for (const auto& path : {folder / file, folder / "dumps" / name / file}) {
     if (std::filesystem::exists(path)) return std::filesystem::absolute(path);
   }
-  throw VerifyError((folder / file).string() +
-                    ": is not there; expected what siminfo generate or siminfo verify --keep wrote with this "
-                    "--name");
+  throw VerifyError(
+      (folder / file).string() +
+      ": does not exist; expected the file that siminfo generate or siminfo verify --keep wrote with "
+      "the same --name");
 }
 
 /// Nodes whose frames are the same, their names apart, and must be.
@@ -50,7 +51,10 @@ class FileVerifier {
 
   Verification run() {
     FileCheck check = checkFile(text_, expected_);
-    if (check.sections.empty()) throw VerifyError(path_.string() + ": has no node of the snapshot in it");
+    if (check.sections.empty())
+      throw VerifyError(
+          path_.string() +
+          ": contains none of the selected nodes; expected a file that was made from this snapshot");
     std::vector<Group> groups = groupsOf(check.sections);
     WorkQueue queue(groups.size(), [&](std::size_t done) {
       watch_.progress(done, groups.size());

@@ -222,7 +222,7 @@ class ModelsVerifier {
       }
     }
     if (request_.exactPorts)
-      verification.whole = "none, since no such file gives every port its own values";
+      verification.whole = "not verified, as it cannot give every port its own values";
     else
       judgeWhole(verification,
                  Workshop({root_, request_.name}, root_, toolsOf(request_, watch_.isInterrupted)), nodeFile_);

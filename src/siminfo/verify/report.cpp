@@ -164,7 +164,7 @@ std::string summaryText(const Verification& verification) {
   const OutcomeCounts counts = countOutcomes(verification);
   for (std::size_t i = 0; i < counts.size(); ++i)
     out << (i > 0 ? ", " : "") << counts.at(i) << " " << kWords.at(i).counted;
-  out << "\nthe rest of the text: " << verification.differences.size()
+  out << "\nthe text outside the frames: " << verification.differences.size()
       << (verification.differences.size() == 1 ? " difference" : " differences")
       << "\nthe file of the nodes: " << verification.whole;
   return out.str();

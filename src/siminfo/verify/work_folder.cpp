@@ -46,8 +46,8 @@ std::filesystem::path clearedFolder(const std::filesystem::path& keep) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::string name = entry.path().filename().string();
     if (!isLeft || std::ranges::find(kLeft, name) == kLeft.end())
-      throw VerifyError("--keep: " + inQuotes(folder.string()) + " has " + inQuotes(name) +
-                        " in it; expected a new or empty folder, or one that --keep left");
+      throw VerifyError("--keep: " + inQuotes(folder.string()) + " contains " + inQuotes(name) +
+                        "; expected a new or empty folder, or one that an earlier --keep left");
   }
   for (const std::string_view name : kLeft) std::filesystem::remove_all(folder / name);
   writeFile(folder / kMark, "Work of siminfo verify, which begins anew with every --keep.\n");

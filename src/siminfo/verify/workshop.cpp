@@ -84,7 +84,7 @@ std::string unreachedWords(const ProgramEnd& end) {
     case ProgramEnd::kSignalled:
       return "a program that was " + signalWords(end.status) + " before it called it";
     default:
-      return "a program that does not come to it in time";
+      return "a program that does not reach it in time";
   }
 }
 
@@ -157,8 +157,8 @@ std::optional<std::string> Workshop::compile(const std::string& folder, const st
 void Workshop::checkCompiler(const Ran& ran) const {
   const std::string who = "the compiler " + tools_.compiler;
   if (ran.end.how == ProgramEnd::kTimedOut)
-    throw VerifyError(who + " was not done after " + std::to_string(tools_.time.count()) +
-                      " s; --time-limit allows it more");
+    throw VerifyError(who + " had not finished after " + std::to_string(tools_.time.count()) +
+                      " s; allow more with --time-limit");
   if (ran.end.how == ProgramEnd::kSignalled) throw VerifyError(who + " was " + signalWords(ran.end.status));
   const std::string shortage = shortageIn(ran.messages);
   if (!shortage.empty()) throw VerifyError(who + ": " + shortage);

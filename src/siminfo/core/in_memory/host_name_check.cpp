@@ -9,8 +9,8 @@ std::string hostNameFault() {
   const std::string name = hostName();
   const std::string fault = textFault(name);
   if (fault.empty()) return {};
-  return "the name of this host, \"" + printable(name) + "\", stands in the source and " + fault +
-         "; expected one that stays on its line";
+  return "the name of this host, \"" + printable(name) + "\", is written into the source and " + fault +
+         "; expected a name that stays on its line";
 }
 
 }  // namespace siminfo

@@ -50,10 +50,10 @@ int OutputDirectory::locate(const std::string& fileName) {
     struct stat info {};
     if (::fstat(found.get(), &info) != 0) return fail(errno);
     if (S_ISREG(info.st_mode)) return 0;
-    if (!S_ISLNK(info.st_mode)) return fail(EEXIST, path_.string() + ": is in the way and no regular file");
+    if (!S_ISLNK(info.st_mode)) return fail(EEXIST, path_.string() + ": exists and is not a regular file");
     if (!isTrusted(info.st_uid))
-      return fail(EPERM, path_.string() + ": is a symbolic link of another user, number " +
-                             std::to_string(info.st_uid) + "; expected a file, or a link of your own");
+      return fail(EPERM, path_.string() + ": is a symbolic link that belongs to another user (UID " +
+                             std::to_string(info.st_uid) + "); expected a file, or a link of your own");
     at = targetOf(found);
   }
   return fail(ELOOP);
