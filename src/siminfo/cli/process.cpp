@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string_view>
@@ -14,17 +13,12 @@
 namespace siminfo {
 namespace {
 
-/// Also where a library that promises not to throw lacks memory.
-[[noreturn]] void endByException() {
-  try {
-    if (const std::exception_ptr failure = std::current_exception()) std::rethrow_exception(failure);
-  } catch (const std::bad_alloc&) {
-    constexpr std::string_view kWords = "siminfo: error: there is not enough memory\n";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kWords.data(), kWords.size());
-    _exit(kBadInput);
-  } catch (...) {  // a fault of the program
-  }
-  std::abort();
+/// Where memory ends. A library may not look at what it got, so nobody is given nothing.
+[[noreturn]] void endForLackOfMemory() {
+  constexpr std::string_view kWords = "siminfo: error: there is not enough memory\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kWords.data(), kWords.size());
+  TemporaryFile::removeAll();
+  _exit(kBadInput);
 }
 
 }  // namespace
@@ -32,7 +26,7 @@ namespace {
 int runProcess(const std::function<ExitStatus()>& run) {
   // A file beyond the size limit is an error like a full disk, not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
-  std::set_terminate(endByException);
+  std::set_new_handler(endForLackOfMemory);
   TemporaryFile::removeAllWhenKilled();
   try {
     return run();
@@ -40,8 +34,7 @@ int runProcess(const std::function<ExitStatus()>& run) {
     printError(error.what());
     return error.status();
   } catch (const std::bad_alloc&) {
-    printError("there is not enough memory");
-    return kBadInput;
+    endForLackOfMemory();
   } catch (const std::exception& error) {
     printError(error.what());
     return kBadInput;

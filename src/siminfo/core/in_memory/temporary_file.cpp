@@ -130,6 +130,8 @@ void TemporaryFile::discard() {
   file_ = Descriptor();
 }
 
+void TemporaryFile::removeAll() { Name::removeAll(); }
+
 void TemporaryFile::removeAllWhenKilled() {
   struct sigaction action {};
   action.sa_flags = static_cast<int>(SA_RESETHAND);  // so that the signal does its work in the end

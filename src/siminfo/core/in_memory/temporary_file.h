@@ -49,6 +49,8 @@ class TemporaryFile {
   /// From now on a signal that ends the process removes its temporary files first. Leaves signals alone that
   /// are ignored or handled. To be called once, before there are threads.
   static void removeAllWhenKilled();
+  /// Removes what has a name, for an end without destructors.
+  static void removeAll();
 
   TemporaryFile() = default;
   ~TemporaryFile() { discard(); }
