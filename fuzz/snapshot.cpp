@@ -1,6 +1,7 @@
 
 #include "fuzz/target.h"
 #include "fuzz/targets.h"
+#include "siminfo/core/section_stream.h"
 #include "siminfo/models/model.h"
 #include "siminfo/verify/node_file.h"
 #include "tests/snapshot/snapshot_text.h"

@@ -19,7 +19,8 @@ codename=$(. /etc/os-release && echo "${VERSION_CODENAME-}")
 install_missing "${packaging_packages[@]}" || exit 3
 
 scratch=$(mktemp -d /var/tmp/siminfo-bare.XXXXXX)
-trap 'rm -rf --one-file-system "$scratch"' EXIT
+trap 'kill -KILL $(jobs -p) 2>/dev/null || true; rm -rf --one-file-system "$scratch"' EXIT
+trap 'exit 130' INT TERM
 bare=$scratch/debian
 
 # Says what it does, does it, and says how long that took; what it prints is shown when it fails, or is asked for.
@@ -36,11 +37,13 @@ step() {
 }
 show_log() { tail -n "$1" "$scratch/log" | sed 's/^/   | /'; }
 
-# Runs a command in the bare Debian, with nothing of this one's environment.
+# Runs a command in the bare Debian, with nothing of this one's environment. What it started ends with it, daemons that
+# packages start among it, and it ends with this script: unshare itself heeds no signal but one.
 in_bare() {
   unshare --mount --pid --fork --kill-child --mount-proc="$bare/proc" chroot "$bare" /usr/bin/env -i \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-    DEBIAN_FRONTEND=noninteractive "$@"
+    DEBIAN_FRONTEND=noninteractive "$@" &
+  wait $!
 }
 as_nobody() { in_bare setpriv --reuid nobody --regid nogroup --clear-groups --inh-caps=-all env -C /tmp HOME=/tmp "$@"; }
 must_fail_with() {

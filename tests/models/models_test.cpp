@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 
+#include "siminfo/core/section_stream.h"
 #include "siminfo/models/model_files.h"
 #include "siminfo/models/project.h"
 #include "tests/drawn_node.h"
