@@ -34,7 +34,7 @@ class Collector(unittest.TestCase):
     def test_says_what_to_install(self):
         done = self.collect()
         self.assertEqual((done.returncode, done.stdout), (4, ""))
-        self.assertIn("install the package siminfo-collect", done.stderr)
+        self.assertIn("is missing; install its package", done.stderr)
 
     def test_starts_the_one_beside_it_or_that_of_the_path(self):
         words = ["-q", "--fabric", "my fabric", "-C", "", "--output=a b"]
