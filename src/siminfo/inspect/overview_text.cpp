@@ -39,11 +39,11 @@ void addHead(ScreenText& text, const Snapshot& snapshot, const Inspection& inspe
   text.paragraph("Nodes   ",
                  number(selected) + (selected != all ? " of " + number(all) : "") + ": " + listed(classes));
   text.paragraph("Ports   ", number(ports) + ", " + number(up) + " of them above Down");
-  text.paragraph(
-      "Links   ",
-      number(cables.inside()) +
-          (cables.leaving() > 0 ? ", and " + number(cables.leaving()) + " to nodes that are not in the snapshot" : "") +
-          (selected != all ? ", of the whole snapshot" : ""));
+  text.paragraph("Links   ", number(cables.inside()) +
+                                 (cables.leaving() > 0 ? ", and " + number(cables.leaving()) +
+                                                             " to nodes that are not in the snapshot"
+                                                       : "") +
+                                 (selected != all ? ", of the whole snapshot" : ""));
   text.paragraph("Models  ", number(inspection.set.models.size()));
 }
 

@@ -6,8 +6,8 @@
 namespace siminfo {
 
 /// Says why a UTF-8 text from a device must not end up on a line of generated source, in words that follow
-/// the text's name ("ends with a backslash"); empty when it may. Device names are set by anyone who has a host
-/// on the fabric, and a line comment that one of them escapes from turns the rest of the name into code.
+/// the text's name ("ends with a backslash"); empty when it may. Device names are set by anyone who has a
+/// host on the fabric, and a line comment that one of them escapes from turns the rest of the name into code.
 std::string textFault(std::string_view text);
 
 /// The same for the name of a node, which stands behind quotation marks that nothing may close as well.
