@@ -1,7 +1,8 @@
 # Shared by the project's scripts: installs what is missing and builds a preset. Sourced; expects to be told the
 # project's folder in $root. Everything it says goes to standard error.
 
-# Packages that building and running need, and those that tests, benchmarks, lint and tests in a browser need besides.
+# Packages that building and running need, and what is needed besides: by tests, by benchmarks, by lint, to make
+# packages, and by tests in a browser and in shells.
 build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-jsonschema clang ibsim-utils opensm infiniband-diags valgrind)
@@ -9,6 +10,7 @@ bench_packages=(libbenchmark-dev nlohmann-json3-dev)
 lint_packages=("${bench_packages[@]}" clang clang-format clang-tidy)
 packaging_packages=(debootstrap dpkg-dev fakeroot file lintian patchelf)
 browser_packages=(chromium chromium-driver python3-selenium)
+shell_packages=(fish mandoc zsh)
 
 # Processor time that the program takes to build, in seconds; its tests take as much again.
 build_seconds=200

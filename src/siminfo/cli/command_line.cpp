@@ -65,11 +65,14 @@ const Option& Option::takesTheRest() const {
 
 const Option& Option::excludes(const Option& other) const {
   option_->excludes(other.option_);
+  look_->excludes.push_back(other.look_->longName());
+  other.look_->excludes.push_back(look_->longName());
   return *this;
 }
 
 const Option& Option::needs(const Option& other) const {
   option_->needs(other.option_);
+  look_->needs.push_back(other.look_->longName());
   return *this;
 }
 

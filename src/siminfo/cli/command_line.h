@@ -28,6 +28,8 @@ struct OptionLook {
   std::string defaultText;  ///< empty when there is nothing to tell
   bool isRequired = false;
   bool isRepeated = false;
+  std::vector<std::string> excludes = {};  ///< the long names of those that it cannot be given with
+  std::vector<std::string> needs = {};     ///< and of those without which it cannot
 
   bool isArgument() const { return names[0][0] != '-'; }
   /// What messages call it.
