@@ -36,7 +36,7 @@ class Embed(unittest.TestCase):
         self.assertIn("++20", own)
         self.assertNotRegex(own, "ASSERTIONS|FORTIFY|-Wshadow|stack-protector")
         said = self.succeed(build / "tool", self.folder)
-        self.assertIn("left out: a name that ends in a backslash", said)
+        self.assertIn("left out: a name that ends with a backslash", said)
         source = (self.folder / "fab1_generated.cpp").read_text()
         self.assertIn("// Name: 'host-1'", source)
         self.assertIn("mad_buffer.PartitionCap = 0x80;", source)
