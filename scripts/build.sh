@@ -3,7 +3,7 @@
 
 # Packages that building and running need, and what is needed besides: by tests, by benchmarks, by lint, to make
 # packages, and by tests in a browser and in shells.
-build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev
+build_packages=(g++ cmake make ninja-build pkg-config libsimdjson-dev libcli11-dev zlib1g-dev libzstd-dev
   libibnetdisc-dev libibmad-dev libibumad-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-jsonschema clang ibsim-utils opensm infiniband-diags valgrind)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev)

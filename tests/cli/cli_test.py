@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The program as its users meet it: exit status, standard output, standard error and files."""
 
+import gzip
 import json
 import os
 import pathlib
@@ -249,6 +250,17 @@ class CommandLine(unittest.TestCase):
             folder = [] if "-o" in arguments else ["-o", "out"]
             self.assert_refused(self.run_program("generate", *arguments, "--name", "F", *folder), 3, message)
             self.assertEqual(list((self.dir / "out").iterdir()), [])
+
+    def test_names_what_is_missing(self):
+        self.assert_refused(self.run_program("verify", SMALL, "--compiler", "no-such-c++"), 3,
+                            'there is no C++ compiler called "no-such-c++"; install g++ or clang, or name another one')
+
+    def test_reads_what_is_compressed(self):
+        plain = self.generate("--buildable")
+        source = self.made()
+        (self.dir / "small").write_bytes(gzip.compress(SMALL.read_bytes()))
+        done = self.run_program("generate", "small", "--name", "Fab1", "--output-dir", "out", "--buildable")
+        self.assertEqual((done.stdout, done.stderr, self.made()), (plain.stdout, plain.stderr, source))
 
     def test_reads_standard_input(self):
         done = self.run_program("generate", "-", "--name", "Fab1", "--output-dir", "out", stdin=HEADER + node("x"))

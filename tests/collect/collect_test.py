@@ -6,6 +6,7 @@
 Exits with 77 where the simulator is missing.
 """
 import collections
+import gzip
 import json
 import os
 import re
@@ -147,6 +148,10 @@ class CollectTest(unittest.TestCase):
         self.assertEqual(unknown, {(guid, 2) for guid, node in live.nodes.items() if node["type"] == "ca"})
         self.assertEqual(saved.records(), {at: records for at, records in live.records().items()
                                            if at not in unknown})
+        small = os.path.join(fabric.folder, "small.jsonl.gz")
+        subprocess.run([SIMINFO, "collect", "--load-cache", cache, "--output", small], check=True, capture_output=True)
+        with gzip.open(small, "rt") as small:
+            self.assertEqual([json.loads(line) for line in small][1:], list(saved.nodes.values()))
         os.truncate(cache, os.path.getsize(cache) - 1)
         broken = Collected(fabric, "--load-cache", cache, "--output", "kept.jsonl", status=3)
         self.assertEqual(broken.text, "")

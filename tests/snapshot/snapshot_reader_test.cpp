@@ -1,5 +1,9 @@
+#include <gmock/gmock.h>
+
+#include <iostream>
 #include <regex>
 
+#include "siminfo/snapshot/compression.h"
 #include "tests/snapshot/snapshot_text.h"
 #include "tests/support.h"
 
@@ -235,6 +239,50 @@ TEST(SnapshotReader, ReadsTheSameHoweverTheTextIsLaidOutAndCut) {
     for (const std::size_t piece : {1U, 2U, 7U, 1000U, 4097U})
       EXPECT_TRUE(written(readSnapshot(pieces(text, piece), "f")) == lines) << piece;
   }
+}
+
+/// As a file of that name holds the text.
+std::string compressed(const std::string& text, const std::string& fileName) {
+  std::ostringstream out;
+  *compressorFor(fileName, out) << text;
+  return out.str();
+}
+
+TEST(SnapshotReader, ReadsWhatIsCompressed) {
+  std::string text = kHeader;
+  for (int i = 0; i < 3000; ++i)
+    text += node(R"("alternative_name": ")" + std::string(static_cast<std::size_t>(i % 500), 'x') + "\"",
+                 "n" + std::to_string(i * 7919 % 3000 + 1000));
+  const std::string plain = written(read(text));
+  EXPECT_EQ(compressorFor("fabric.jsonl", std::cout), nullptr);
+  const std::size_t half = text.find('\n', text.size() / 2) + 1;
+  for (const char* name : {"f.jsonl.gz", "f.jsonl.zst"}) {
+    const std::string whole = compressed(text, name);
+    EXPECT_LT(whole.size(), text.size() / 4);
+    for (const std::string& bytes :
+         {whole, compressed(text.substr(0, half), name) + compressed(text.substr(half), name)})
+      for (const std::size_t piece : {1U, 7U, 4097U, ~0U})
+        EXPECT_TRUE(written(readSnapshot(pieces(bytes, piece), "f", 2)) == plain) << name << " " << piece;
+    EXPECT_TRUE(written(read(compressed("\xef\xbb\xbf" + text, name))) == plain);
+    std::string damaged = whole;
+    damaged[damaged.size() / 2] ^= 1;
+    EXPECT_NE(refusal(damaged), "none");
+    for (const std::string& bytes : {whole.substr(0, whole.size() - 1), whole + "x", whole.substr(0, 9)})
+      EXPECT_THAT(refusal(bytes), testing::HasSubstr("data is damaged or cut off"));
+  }
+}
+
+TEST(SnapshotReader, SaysWhatElseAFileIs) {
+  const std::string mark = "\xef\xbb\xbf";
+  EXPECT_EQ(refusal(mark + kHeader), "none");
+  EXPECT_EQ(refusal(mark), "f:1: is empty; expected a header as the first document");
+  for (const auto& [text, words] : std::initializer_list<std::pair<std::string, const char*>>{
+           {std::string("\xff\xfe{\0", 4), "f: is UTF-16; expected UTF-8"},
+           {std::string("\0{\0\"", 4), "f: is UTF-16; expected UTF-8"},
+           {"\n[" + kHeader + "]", "f:2: is a JSON array; expected documents one after the other"},
+           {"#include <map>\n", "f:1: is not a fabric snapshot: it begins with \"#include <map>\""},
+           {compressed("PK\3\4", "a.gz"), "f:1: is not a fabric snapshot: it begins with \"PK"}})
+    EXPECT_THAT(refusal(text), testing::HasSubstr(words));
 }
 
 TEST(SnapshotReader, GoesOnBeyondItsWindow) {

@@ -66,7 +66,8 @@ std::set<std::uint64_t> readGuids(const std::vector<std::string>& options, const
 }
 
 void addSnapshotArgument(Command& command, std::string& fileName) {
-  command.argument("SNAPSHOT", fileName, "Fabric snapshot, or - for standard input").required();
+  command.argument("SNAPSHOT", fileName, "Fabric snapshot, gzip and zstd included, or - for standard input")
+      .required();
 }
 
 void addJobsOption(Command& command, unsigned& jobs, const std::string& what) {

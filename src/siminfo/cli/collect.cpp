@@ -40,7 +40,8 @@ void addCollectCommand(CommandLine& line, std::function<ExitStatus(const Collect
   command.option("--fabric", "NAME", told->fabric,
                  "Name of the fabric, for the header; it tells the snapshots of many fabrics apart");
   command.option("-o,--output", "SNAPSHOT", told->output,
-                 "File to write; standard output by default, and for -");
+                 "File to write, compressed when its name ends in .gz or .zst; standard output by default,\n"
+                 "and for -");
   command.flag("--partial", told->partial,
                "Let an interrupted collection replace the file that is there; without this, the new\n"
                "file has .partial added to its name");

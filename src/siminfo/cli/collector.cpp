@@ -12,6 +12,7 @@
 #include "siminfo/cli/process.h"
 #include "siminfo/core/in_memory/output_directory.h"
 #include "siminfo/core/version.h"
+#include "siminfo/snapshot/compression.h"
 #include "siminfo/snapshot/writer.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
@@ -30,7 +31,8 @@ void printLines(const std::vector<std::string>& lines) {
 class SnapshotOutput {
  public:
   /// Throws a CommandError when the file could not be written, so that nobody walks a fabric for nothing.
-  explicit SnapshotOutput(const std::string& fileName) : fileName_(fileName == "-" ? "" : fileName) {
+  explicit SnapshotOutput(const std::string& fileName)
+      : fileName_(fileName == "-" ? "" : fileName), nameOfForm_(fileName) {
     if (fileName_.empty()) return;
     OutputDirectory directory(folder());
     std::ofstream out;
@@ -54,7 +56,10 @@ class SnapshotOutput {
     OutputDirectory directory(folder());
     std::ofstream out;
     if (directory.open(fileName_.filename(), out) == 0) {
-      writeSnapshot(snapshot, out);
+      if (const auto compressor = compressorFor(nameOfForm_, out))
+        writeSnapshot(snapshot, *compressor);
+      else
+        writeSnapshot(snapshot, out);
       directory.close(out);
     }
     if (!directory.failure().empty()) throw CommandError(kBadInput, directory.failure());
@@ -64,6 +69,7 @@ class SnapshotOutput {
   std::filesystem::path folder() const { return fileName_.has_parent_path() ? fileName_.parent_path() : "."; }
 
   std::filesystem::path fileName_;  // empty for standard output
+  std::string nameOfForm_;          // whose end says whether it is compressed
 };
 
 ExitStatus collect(const CollectCommand& command) {

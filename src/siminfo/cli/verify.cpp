@@ -8,6 +8,7 @@
 #include "siminfo/cli/interruption.h"
 #include "siminfo/cli/load.h"
 #include "siminfo/cli/selection.h"
+#include "siminfo/process/launch.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"
 #include "siminfo/verify/report.h"
@@ -55,11 +56,18 @@ void checkFolders(const VerifyRequest& request) {
                                       " contains the folder that --use reads; choose another one");
 }
 
+void checkCompiler(const std::string& name) {
+  if (!findProgram(name))
+    throw CommandError(kBadInput, "there is no C++ compiler called " + inQuotes(name) +
+                                      "; install g++ or clang, or name another one with --compiler");
+}
+
 ExitStatus runVerify(const VerifyOptions& options) {
   checkName(options.request.name, true);
   VerifyRequest request = options.request;
   if (request.jobs == 0) request.jobs = std::max(1U, std::thread::hardware_concurrency());
   checkFolders(request);
+  checkCompiler(request.compiler);
   const SelectionTerms terms = readSelection(options.selection);
   const std::unique_ptr<Snapshot> snapshot = loadSnapshot(options.snapshot, request.jobs);
   const std::vector<const IBNode*> nodes =

@@ -9,11 +9,13 @@
 #include <optional>
 #include <system_error>
 
+#include "siminfo/snapshot/compression.h"
 #include "siminfo/snapshot/document_parser.h"
 #include "siminfo/snapshot/format.h"
 #include "siminfo/snapshot/line_parsers.h"
 #include "siminfo/snapshot/links.h"
 #include "siminfo/snapshot/node_parser.h"
+#include "siminfo/text/quoting.h"
 
 namespace siminfo {
 namespace {
@@ -95,11 +97,12 @@ void parseDocument(json::object object, const char* text, Document& document) {
 class SnapshotReader {
  public:
   SnapshotReader(DocumentStream::ReadBytes readBytes, const std::string& label, const ReadProgress& progress)
-      : documents_(std::move(readBytes)), label_(label), progress_(progress) {}
+      : documents_(textOf(std::move(readBytes))), label_(label), progress_(progress) {}
 
   Snapshot read(unsigned jobs) {
     if (!documents_.next())
       throw SnapshotError(label_ + ":1: is empty; expected a header as the first document");
+    requireObject();
     Header header;
     parse(parseHeader, header);
     snapshot_.source = snapshot_.discovered.fabric.source = header.source;
@@ -115,6 +118,20 @@ class SnapshotReader {
   }
 
  private:
+  /// Files of another kind are told as what they are, and not as a fault of a header.
+  void requireObject() const {
+    constexpr std::size_t kShown = 24;
+    const std::string_view text = documents_.text();
+    if (text.starts_with('{')) return;
+    if (text.starts_with('['))
+      refuseAt({}, "is a JSON array; expected documents one after the other, as jq -c '.[]' makes of it",
+               documents_.line());
+    refuseAt({},
+             "is not a fabric snapshot: it begins with " + inQuotes(text.substr(0, kShown)) +
+                 "; expected a JSON object with the key \"fabric_snapshot\"",
+             documents_.line());
+  }
+
   /// Reads on several threads for as long as every line is a document. Where one is not, the rest is left to
   /// readDocuments, which finds the same as if it had read everything.
   void readLines(unsigned jobs) {
@@ -292,7 +309,11 @@ class InputFile {
 
 Snapshot readSnapshot(DocumentStream::ReadBytes readBytes, const std::string& label, unsigned jobs,
                       const ReadProgress& progress) {
-  return SnapshotReader(std::move(readBytes), label, progress).read(jobs);
+  try {
+    return SnapshotReader(std::move(readBytes), label, progress).read(jobs);
+  } catch (const EncodingError& error) {
+    throw SnapshotError(label + ": " + error.what());
+  }
 }
 
 Snapshot readSnapshotFile(const std::string& fileName, unsigned jobs, const ReadProgress& progress) {
