@@ -27,7 +27,7 @@ constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 /// Compressed bytes, read ahead of what is made of them.
 class Input {
  public:
-  explicit Input(ReadBytes readBytes) : readBytes_(std::move(readBytes)), buffer_(kBuffer) {}
+  explicit Input(ReadBytes readBytes) : readBytes_(std::move(readBytes)), buffer_(kZstd.size()) {}
 
   /// Whether there are any.
   bool fill() {
@@ -36,15 +36,17 @@ class Input {
     end_ = readBytes_(buffer_.data(), buffer_.size());
     return end_ > 0;
   }
-  /// As many as were asked for, or all that there are.
-  std::string_view peek(std::size_t size) {
-    while (end_ < size) {
+  /// What is needed to tell a format, or all that there is.
+  std::string_view peek() {
+    while (end_ < buffer_.size()) {
       const std::size_t got = readBytes_(buffer_.data() + end_, buffer_.size() - end_);
       if (got == 0) break;
       end_ += got;
     }
     return held();
   }
+  /// Plain text is not read ahead, which would be a copy more.
+  void grow() { buffer_.resize(kBuffer); }
   /// What was read ahead, and then what there is.
   std::size_t read(char* to, std::size_t size) {
     const std::size_t ahead = std::min(held().size(), size);
@@ -139,6 +141,7 @@ class ZstdDecoder {
 
 template <class Decoder>
 ReadBytes decoded(const std::shared_ptr<Input>& input) {
+  input->grow();
   return [input, decoder = std::make_shared<Decoder>()](char* to, std::size_t size) {
     return decoder->decode(*input, to, size);
   };
@@ -147,7 +150,7 @@ ReadBytes decoded(const std::shared_ptr<Input>& input) {
 /// By their first bytes, and not by a name.
 ReadBytes decompressed(ReadBytes readBytes) {
   const auto input = std::make_shared<Input>(std::move(readBytes));
-  const std::string_view first = input->peek(kZstd.size());
+  const std::string_view first = input->peek();
   if (first.starts_with(kGzip)) return decoded<GzipDecoder>(input);
   if (first.starts_with(kZstd)) return decoded<ZstdDecoder>(input);
   return [input](char* to, std::size_t size) { return input->read(to, size); };
