@@ -112,10 +112,10 @@ look_for_leftovers() {
 }
 
 time_readme() {
-  step "clone" git clone -q "$root" "$bare/root/siminfo"
-  step "first command" in_bare env -C /root/siminfo ./siminfo generate examples/small_fabric.json --name Fab1 --output-dir out
+  step "clone" git clone -q "$root" "$bare/srv/siminfo"
+  step "first command" in_bare env -C /srv/siminfo ./siminfo generate examples/small_fabric.json --name Fab1 --output-dir out
   show_log 100
-  step "second command" in_bare env -C /root/siminfo ./test
+  step "second command" in_bare env -C /srv/siminfo ./test
   show_log 100
 }
 

@@ -37,9 +37,8 @@ std::string faultWords(const CLI::ParseError& error, const Command* command) {
   for (const OptionLook& look : command->looks()) {
     // The library leaves out the hyphens of a flag.
     if (look.longName() != name && look.longName() != "--" + name) continue;
-    return look.longName() + (look.placeholder.empty()
-                                  ? " takes no value"
-                                  : ": the value is missing; expected " + look.placeholder);
+    return look.longName() + (look.valueName.empty() ? " takes no value"
+                                                     : ": the value is missing; expected " + look.valueName);
   }
   return text;
 }
@@ -95,7 +94,7 @@ Option Command::add(OptionLook look, const Taker& take) {
     return true;
   };
   CLI::Option* option = app_->add_option(joined(kept.names, ","), callback, kept.help);
-  option->type_name(kept.placeholder)
+  option->type_name(kept.valueName)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->allow_extra_args(false);
   if (!kept.defaultText.empty()) option->default_str(kept.defaultText);
@@ -113,21 +112,21 @@ Option Command::flag(const std::string& names, bool& value, const std::string& h
   return addFlag(names, help, [&value] { value = true; });
 }
 
-Option Command::option(const std::string& names, const std::string& placeholder, std::string& value,
+Option Command::option(const std::string& names, const std::string& valueName, std::string& value,
                        const std::string& help) {
-  return add({splitNames(names), placeholder, help, value, false, false},
+  return add({splitNames(names), valueName, help, value, false, false},
              [&value](const std::vector<std::string>& words) { value = words[0]; });
 }
 
-Option Command::option(const std::string& names, const std::string& placeholder, std::filesystem::path& value,
+Option Command::option(const std::string& names, const std::string& valueName, std::filesystem::path& value,
                        const std::string& help) {
-  return add({splitNames(names), placeholder, help, value.string(), false, false},
+  return add({splitNames(names), valueName, help, value.string(), false, false},
              [&value](const std::vector<std::string>& words) { value = words[0]; });
 }
 
-Option Command::options(const std::string& names, const std::string& placeholder,
+Option Command::options(const std::string& names, const std::string& valueName,
                         std::vector<std::string>& values, const std::string& help) {
-  return add({splitNames(names), placeholder, help, "", false, true},
+  return add({splitNames(names), valueName, help, "", false, true},
              [&values](const std::vector<std::string>& words) { values = words; });
 }
 
@@ -141,11 +140,11 @@ Option Command::rest(const std::string& name, std::vector<std::string>& values, 
   return option;
 }
 
-Option Command::addNumber(const std::string& names, const std::string& placeholder, unsigned value,
-                          Range range, const std::string& help, const std::function<void(unsigned)>& take) {
+Option Command::addNumber(const std::string& names, const std::string& valueName, unsigned value, Range range,
+                          const std::string& help, const std::function<void(unsigned)>& take) {
   const std::vector<std::string> all = splitNames(names);
   const std::string name = OptionLook{all, "", "", "", false, false}.longName();
-  return add({all, placeholder, help, value != 0 ? std::to_string(value) : "", false, false},
+  return add({all, valueName, help, value != 0 ? std::to_string(value) : "", false, false},
              [=](const std::vector<std::string>& words) {
                const std::string& word = words[0];
                unsigned number = 0;

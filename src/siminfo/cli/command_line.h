@@ -22,7 +22,7 @@ namespace siminfo {
 /// How an option, a flag or an argument looks: help, manual and completion are made from this.
 struct OptionLook {
   std::vector<std::string> names;  ///< "-o" and "--output"; of an argument the one name, without hyphens
-  std::string placeholder;         ///< of its value: NAME, or "error|comment" for the words themselves;
+  std::string valueName;           ///< of its value: NAME, or "error|comment" for the words themselves;
                                    ///< empty for a flag
   std::string help;
   std::string defaultText;  ///< empty when there is nothing to tell
@@ -67,16 +67,16 @@ class Command {
   // Names are given as "-o,--output". What a variable holds at first is the default, shown unless it is empty
   // or 0.
   Option flag(const std::string& names, bool& value, const std::string& help);
-  Option option(const std::string& names, const std::string& placeholder, std::string& value,
+  Option option(const std::string& names, const std::string& valueName, std::string& value,
                 const std::string& help);
-  Option option(const std::string& names, const std::string& placeholder, std::filesystem::path& value,
+  Option option(const std::string& names, const std::string& valueName, std::filesystem::path& value,
                 const std::string& help);
-  Option options(const std::string& names, const std::string& placeholder, std::vector<std::string>& values,
+  Option options(const std::string& names, const std::string& valueName, std::vector<std::string>& values,
                  const std::string& help);
   template <class Number>
-  Option number(const std::string& names, const std::string& placeholder, Number& value, Range range,
+  Option number(const std::string& names, const std::string& valueName, Number& value, Range range,
                 const std::string& help) {
-    return addNumber(names, placeholder, static_cast<unsigned>(value), range, help,
+    return addNumber(names, valueName, static_cast<unsigned>(value), range, help,
                      [&value](unsigned given) { value = static_cast<Number>(given); });
   }
   template <class Choice>
@@ -110,7 +110,7 @@ class Command {
   using Taker = std::function<void(const std::vector<std::string>&)>;
   Option add(OptionLook look, const Taker& take);
   Option addFlag(const std::string& names, const std::string& help, const std::function<void()>& set);
-  Option addNumber(const std::string& names, const std::string& placeholder, unsigned value, Range range,
+  Option addNumber(const std::string& names, const std::string& valueName, unsigned value, Range range,
                    const std::string& help, const std::function<void(unsigned)>& take);
   Option addChoice(const std::string& name, const std::vector<std::string>& words, const std::string& now,
                    const std::string& help, const std::function<void(const std::string&)>& take);

@@ -12,7 +12,7 @@ enum class Value : std::uint8_t { kNone, kWords, kFolder, kFile, kProgram, kComm
 Value valueOf(const Command& command, const OptionLook& look) {
   if (look.isArgument() && command.name() == "help") return Value::kCommand;
   if (look.isArgument()) return look.isRepeated ? Value::kProgram : Value::kFile;
-  const std::string& of = look.placeholder;
+  const std::string& of = look.valueName;
   if (of.empty()) return Value::kNone;
   if (of.find('|') != std::string::npos &&
       std::ranges::none_of(of, [](char c) { return 'A' <= c && c <= 'Z'; }))
@@ -23,7 +23,7 @@ Value valueOf(const Command& command, const OptionLook& look) {
 }
 
 std::string wordsOf(const OptionLook& look) {
-  std::string words = look.placeholder;
+  std::string words = look.valueName;
   std::ranges::replace(words, '|', ' ');
   return words;
 }
@@ -129,7 +129,7 @@ std::string zshOption(const Command& command, const OptionLook& look) {
   std::string text = look.isRepeated ? "'*'" : "'(" + all + ")'";
   text += look.names.size() > 1 ? "{" + braces + "}" : braces;
   text += "'[" + quoted(briefly(look.help)) + "]";
-  if (value != Value::kNone) text += ":" + quoted(look.placeholder) + ":" + zshAction(value, look);
+  if (value != Value::kNone) text += ":" + quoted(look.valueName) + ":" + zshAction(value, look);
   return text + "'";
 }
 

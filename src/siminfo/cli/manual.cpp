@@ -65,7 +65,7 @@ std::string sentence(const char* head, const std::vector<std::string>& names, co
 std::string optionEntry(const OptionLook& look) {
   std::string text = ".TP\n";
   for (std::size_t i = 0; i < look.names.size(); ++i) text += (i > 0 ? ", " : "") + bold(look.names[i]);
-  if (!look.placeholder.empty()) text += " " + italic(look.placeholder);
+  if (!look.valueName.empty()) text += " " + italic(look.valueName);
   text += "\n" + escaped(look.help) + ".\n";
   if (!look.defaultText.empty()) text += "The default is " + bold(look.defaultText) + ".\n";
   if (look.isRequired) text += "Must be given.\n";

@@ -184,9 +184,9 @@ class Selector {
 }  // namespace
 
 void addSelectionOptions(Command& command, Selection& selection, const std::vector<Option>& others) {
-  const auto add = [&](const char* name, const char* placeholder, std::vector<std::string>& values,
+  const auto add = [&](const char* name, const char* valueName, std::vector<std::string>& values,
                        const char* help) {
-    const Option option = command.options(name, placeholder, values, help);
+    const Option option = command.options(name, valueName, values, help);
     for (const Option& other : others) option.excludes(other);
   };
   add("--guid", "GUID", selection.guids,
