@@ -29,7 +29,7 @@ std::string joined(const std::vector<std::string>& words, const std::string& sep
 
 /// Of an error of the library, which begins with the name of an option.
 std::string faultWords(const CLI::ParseError& error, const Command* command) {
-  const std::string text = error.what();
+  std::string text = error.what();
   const std::string name = text.substr(0, text.find_first_of(": "));
   if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr)
     return name + " and " + text.substr(text.rfind(' ') + 1) + " cannot be used together";
