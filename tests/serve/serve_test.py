@@ -192,7 +192,7 @@ class ServeTest(unittest.TestCase):
             return fabric.run(*command, host="host-005-05")[1]
         self.wait_until(lambda: "SMINFO_MASTER" in told("sminfo"))
         self.wait_until(lambda: "NodeDescription" in told("saquery"))  # a manager at work is too busy to tell
-        self.assertIn(" 0 ports have errors", told("ibqueryerrors"))
+        self.assertIn(" 0 ports have errors", str(fabric.run("ibqueryerrors", host="host-005-05")))
         switch = re.search(r'^Switch.*# "leaf-001" .* lid (\d+) lmc', told("ibnetdiscover"), re.M)[1]
         self.assertEqual(len(re.findall(r"^\[\d+\] -> ", told("ibtracert", self.own_lid(told), switch), re.M)), 3)
         self.assertIn("Disabled", told("ibportstate", switch, "1", "disable"))
@@ -416,6 +416,17 @@ class ServeTest(unittest.TestCase):
                 error, answer = client.receive()
                 self.assertEqual((error, answer[1], answer[3], answer[8:16], answer[64:71]),
                                  (0, management, 0x81, question[8:16], b"manager"))
+            client.send(client.mad(raw.SA, raw.GET, raw.PATH_RECORD), 7)
+            late = manager.receive()[1]
+            number = client.id
+            client.__exit__()
+            with Client(fabric.name, "host-1 HCA-1") as next_client:
+                manager.send(late[:3] + b"\x81" + late[4:], 4)
+                manager.smp(raw.NODE_INFO)
+                next_client.mads.settimeout(0.2)
+                self.assertEqual(next_client.id, number)
+                with self.assertRaises(TimeoutError, msg="the answer is to the client before it"):
+                    next_client.receive()
 
     def test_no_client_ends_or_confuses_the_server(self):
         """Forty turns of garbage, or as many as the seconds of GARBAGE_SECONDS have time for."""

@@ -15,6 +15,7 @@ namespace drovik {
 
 struct Client {
   bool isThere = false;
+  u_int16_t ticket = 0;  ///< never 0 of one that is there, and not soon that of another
   u_int32_t process = 0;
   PortAt at;
   bool isManager = false;
@@ -46,8 +47,16 @@ class Clients {
       if (clients_[number].isThere) continue;
       drain(number);
       if (!sockets_[number].connect(Address(name_ + ":in" + processText(process)))) return std::nullopt;
-      clients_[number] = {true, process, at, false, {}};
+      lastTicket_ = static_cast<u_int16_t>(lastTicket_ % 0xffffU + 1);
+      clients_[number] = {true, lastTicket_, process, at, false, {}};
       return number;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<unsigned> withTicket(unsigned ticket) const {
+    for (unsigned number = 0; number < kMostClients; ++number) {
+      if (clients_[number].isThere && clients_[number].ticket == ticket) return number;
     }
     return std::nullopt;
   }
@@ -102,6 +111,7 @@ class Clients {
   std::optional<Socket> control_;
   std::deque<Socket> sockets_;
   std::array<Client, kMostClients> clients_;
+  u_int16_t lastTicket_ = 0;
 };
 
 }  // namespace drovik

@@ -115,8 +115,9 @@ class MadDesk {
     if (!isForManager) return false;
     for (unsigned i = 0; i < kMostClients; ++i) {
       if (!isAt(clients_[i], at) || !clients_[i].isManager) continue;
-      // The upper half of the transaction is not the sender's own, and tells whose answer it will be.
-      put(packet.data(), kSenderOfTransaction, sender + 1);
+      // The upper half of the transaction is not the sender's own, and tells whose answer it will be. The
+      // sender's number would not do: a client that comes after it has the same, and transactions like it.
+      put(packet.data(), kSenderOfTransaction, clients_[sender].ticket);
       deliver(i, sender, message, packet);
       return true;
     }
@@ -124,10 +125,10 @@ class MadDesk {
   }
 
   bool answerClient(unsigned sender, PortAt at, const MadMessage& message, Mad& packet) {
-    const auto asker = static_cast<unsigned>(get(packet.data(), kSenderOfTransaction)) - 1;
-    if (asker < kMostClients && isAt(clients_[asker], at)) {
+    const auto asker = clients_.withTicket(static_cast<unsigned>(get(packet.data(), kSenderOfTransaction)));
+    if (asker && isAt(clients_[*asker], at)) {
       put(packet.data(), kSenderOfTransaction, 0);
-      deliver(asker, sender, message, packet);
+      deliver(*asker, sender, message, packet);
     } else {
       counts_.add(classOf(packet), Counts::kAnswered);  // to a trap, or to a client that is gone
     }
