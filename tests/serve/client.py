@@ -71,6 +71,7 @@ class Client:
     def receive(self):
         """The system's error, and the MAD."""
         message = self.mads.recv(300)
+        self.received = struct.unpack_from(">Q", message, 24)[0]
         return struct.unpack_from(">I", message, 16)[0], message[32:]
 
     def mad(self, management, method, attribute, modifier=0, data=b"", route=(), version=1):

@@ -418,6 +418,9 @@ class ServeTest(unittest.TestCase):
                                  (0, management, 0x81, question[8:16], b"manager"))
             client.send(client.mad(raw.SA, raw.GET, raw.PATH_RECORD), 7)
             late = manager.receive()[1]
+            manager.send(late[:3] + b"\x81" + late[4:], 4)
+            client.receive()
+            self.assertEqual((manager.received, client.received), (256, 224), "no more than its library keeps")
             number = client.id
             client.__exit__()
             with Client(fabric.name, "host-1 HCA-1") as next_client:

@@ -54,6 +54,10 @@ struct MadMessage {
 static_assert(sizeof(MadMessage) == 288, "as clients send it");
 
 constexpr u_int8_t kErrorTimedOut = 110;  ///< a status: nothing answered
+
+/// As much of a MAD as Debian's libumad2sim.so keeps (288 bytes less its own header of 64). It hands on as
+/// many bytes as `length` says, the rest of them from whatever lies behind in its memory.
+constexpr u_int64_t kKeptLength = 224;
 constexpr unsigned kMostClients = 10;
 
 }  // namespace drovik
