@@ -46,8 +46,8 @@ def run(target, seconds):
              "-print_final_stats=1", f"-artifact_prefix={found}/", *dictionary],
             env={**os.environ, "SIMINFO_FUZZ_TARGET": target}, stderr=subprocess.PIPE, text=True, errors="replace")
     news = set(found.iterdir()) - before
-    print(f"{target:18} {words(done.stderr, r'number_of_executed_units: *(\d+)'):>12} executions, "
-          f"{words(done.stderr, r'cov: (\d+)'):>6} edges, {len(news)} found", flush=True)
+    runs, edges = words(done.stderr, r"number_of_executed_units: *(\d+)"), words(done.stderr, r"cov: (\d+)")
+    print(f"{target:18} {runs:>12} executions, {edges:>6} edges, {len(news)} found", flush=True)
     for file in sorted(news):
         print(f"  {file}")
     if news or done.returncode != 0:

@@ -12,6 +12,9 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "collect"))
 import ibsim
 
+# A shell's background jobs ignore Ctrl-C, and so would what they start and want to end by it.
+if signal.getsignal(signal.SIGINT) is signal.SIG_IGN:
+    signal.signal(signal.SIGINT, signal.default_int_handler)
 # In a build with sanitizers, their runtime comes behind the preloaded libraries.
 SANITIZERS = {"ASAN_OPTIONS": f"verify_asan_link_order=0:suppressions={ibsim.HERE}/asan_suppressions.txt",
               "LSAN_OPTIONS": f"print_suppressions=0:suppressions={ibsim.HERE}/lsan_suppressions.txt"}
