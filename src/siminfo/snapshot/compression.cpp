@@ -68,7 +68,8 @@ class Input {
 // zlib's interface takes bytes that it does not change through pointers that would allow it.
 Bytef* bytes(const char* text) { return reinterpret_cast<Bytef*>(const_cast<char*>(text)); }
 
-/// Makes text of gzip's members, one behind the other.
+/// Makes text of gzip's members, one behind the other. What comes before a damage is handed out before it is
+/// refused, so that what is read does not depend on how the bytes arrive.
 class GzipDecoder {
  public:
   GzipDecoder() {
@@ -85,6 +86,7 @@ class GzipDecoder {
     stream_.avail_out = static_cast<uInt>(std::min(size, kBuffer));
     const uInt room = stream_.avail_out;
     while (stream_.avail_out == room) {
+      if (isDamaged_) refuseDamage("gzip");
       if (!input.fill()) {
         if (isWithin_) refuseDamage("gzip");
         return 0;
@@ -97,7 +99,7 @@ class GzipDecoder {
       const int result = inflate(&stream_, Z_NO_FLUSH);
       input.drop(held.size() - stream_.avail_in);
       if (result == Z_MEM_ERROR) throw std::bad_alloc();
-      if (result != Z_OK && result != Z_STREAM_END) refuseDamage("gzip");
+      isDamaged_ = result != Z_OK && result != Z_STREAM_END;
       isWithin_ = result != Z_STREAM_END;
     }
     return room - stream_.avail_out;
@@ -106,9 +108,10 @@ class GzipDecoder {
  private:
   z_stream stream_{};
   bool isWithin_ = true;
+  bool isDamaged_ = false;
 };
 
-/// Makes text of zstd's frames, one behind the other.
+/// The same of zstd's frames.
 class ZstdDecoder {
  public:
   ZstdDecoder() : stream_(ZSTD_createDStream()) {
@@ -119,13 +122,14 @@ class ZstdDecoder {
   std::size_t decode(Input& input, char* to, std::size_t size) {
     ZSTD_outBuffer out{to, size, 0};
     while (out.pos == 0) {
+      if (isDamaged_) refuseDamage("zstd");
       // What is left inside comes out without another byte.
       if (!input.fill() && !isWithin_) return 0;
       const std::string_view held = input.held();
       ZSTD_inBuffer in{held.data(), held.size(), 0};
       const std::size_t result = ZSTD_decompressStream(stream_.get(), &out, &in);
       input.drop(in.pos);
-      if (ZSTD_isError(result) != 0 || (held.empty() && out.pos == 0)) refuseDamage("zstd");
+      isDamaged_ = ZSTD_isError(result) != 0 || (held.empty() && out.pos == 0);
       isWithin_ = result != 0;
     }
     return out.pos;
@@ -137,6 +141,7 @@ class ZstdDecoder {
   };
   std::unique_ptr<ZSTD_DStream, Free> stream_;
   bool isWithin_ = true;
+  bool isDamaged_ = false;
 };
 
 template <class Decoder>
