@@ -31,7 +31,7 @@ void requireFile(Snapshot& snapshot, const std::vector<const IBNode*>& nodes) {
   static const ScratchDirectory folder;
   const auto path = generateNodeFile(snapshot, "Fab1", nodes, {}, folder.path());
   const DumpText text(readText(path));
-  const ExpectedFile expected = expectedNodeFile("Fab1", snapshot.source, nodes);
+  const ExpectedFile expected = expectedNodeFile({"Fab1", snapshot.source, nodes});
   const FileCheck check = checkFile(text, expected);
   require(check.differences.empty(), "a file has nothing in it but its nodes");
   require(check.sections.size() == nodes.size(), "every node is in the file");

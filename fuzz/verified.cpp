@@ -37,7 +37,7 @@ struct Example {
 
   Example() {
     const ScratchDirectory folder;
-    expected = expectedNodeFile("Fab1", snapshot.source, nodes);
+    expected = expectedNodeFile({"Fab1", snapshot.source, nodes});
     text = readText(generateNodeFile(snapshot, "Fab1", nodes, {}, folder.path()));
   }
   Expectation expectationOf(const FoundSection& found) const {

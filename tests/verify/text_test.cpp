@@ -27,7 +27,7 @@ class SmallFabric {
   /// Every difference that the text shows, as the report has it.
   std::vector<std::string> judge(const std::string& text, FrameForm form = FrameForm::kExact) const {
     const DumpText dump(text);
-    const ExpectedFile expected = expectedNodeFile("Fab1", snapshot.source, everyNode(snapshot));
+    const ExpectedFile expected = expectedNodeFile({"Fab1", snapshot.source, everyNode(snapshot)});
     const FileCheck check = checkFile(dump, expected);
     std::vector<std::string> found;
     const auto add = [&](const std::string& subject, const Difference& of) {
@@ -67,7 +67,7 @@ class SmallFabric {
       own.emplace(node, OwnText("Fab1", check.sections[model],
                                 Expectation({snapshot, *node, set.models[model].name}), form));
 
-    const NodeFileCheck found = checkNodeFile(path, expectedNodeFile("Fab1", snapshot.source, nodes),
+    const NodeFileCheck found = checkNodeFile(path, {"Fab1", snapshot.source, nodes},
                                               [&](const IBNode& node) { return &own.at(&node); });
     std::vector<std::string> places;
     for (const Difference& difference : found.differences) places.push_back(difference.place);

@@ -1,13 +1,13 @@
 #include "siminfo/inspect/snapshot_diff.h"
 
 #include <algorithm>
+#include <compare>
 #include <iterator>
 #include <map>
-#include <thread>
-#include <tuple>
 
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/inspect/node_matching.h"
+#include "siminfo/process/work_queue.h"
 
 namespace siminfo {
 namespace {
@@ -19,15 +19,12 @@ struct CommonEnd {
   std::uint64_t guid;  // 0 of a node that is in neither snapshot
   std::uint8_t port;
 
-  bool operator==(const CommonEnd&) const = default;
-  bool operator<(const CommonEnd& other) const {
-    return std::tie(node, guid, port) < std::tie(other.node, other.guid, other.port);
-  }
+  auto operator<=>(const CommonEnd&) const = default;
 };
 /// The smaller end first.
 using CommonCable = std::pair<CommonEnd, CommonEnd>;
 
-CableEnd spelled(const CommonEnd& end) { return {std::string(end.node), end.port}; }
+CableEnd spelled(const CommonEnd& end) { return {end.node, end.port}; }
 
 /// Finds the cables of one of two snapshots.
 class CableFinder {
@@ -84,25 +81,39 @@ class CableFinder {
   NodeMatching::Side side_;
 };
 
+/// The place of a cable in a list of them.
+struct CableAtEnd {
+  CommonEnd end;
+  std::size_t cable;
+};
+
+/// By both ends, in order.
+std::vector<CableAtEnd> cablesByEnd(const std::vector<CommonCable>& cables) {
+  std::vector<CableAtEnd> byEnd;
+  byEnd.reserve(2 * cables.size());
+  for (std::size_t i = 0; i < cables.size(); ++i) {
+    byEnd.push_back({cables[i].first, i});
+    byEnd.push_back({cables[i].second, i});
+  }
+  std::ranges::stable_sort(byEnd, {}, &CableAtEnd::end);
+  return byEnd;
+}
+
 /// Takes a cable that went and one that came for one that was moved where they share an end.
 void pairMoved(const std::vector<CommonCable>& removed, const std::vector<CommonCable>& added,
                SnapshotDiff& diff) {
-  std::map<CommonEnd, std::size_t> byEnd;
-  for (std::size_t i = 0; i < removed.size(); ++i) {
-    byEnd.emplace(removed[i].first, i);
-    byEnd.emplace(removed[i].second, i);
-  }
+  const std::vector<CableAtEnd> byEnd = added.empty() ? std::vector<CableAtEnd>{} : cablesByEnd(removed);
   std::vector<bool> isMoved(removed.size());
   for (const CommonCable& cable : added) {
     bool isPaired = false;
     for (const bool isFirst : {true, false}) {
       const CommonEnd& end = isFirst ? cable.first : cable.second;
-      const auto found = byEnd.find(end);
-      if (found == byEnd.end() || isMoved[found->second]) continue;
-      const CommonCable& old = removed[found->second];
+      const auto found = std::ranges::lower_bound(byEnd, end, {}, &CableAtEnd::end);
+      if (found == byEnd.end() || found->end != end || isMoved[found->cable]) continue;
+      const CommonCable& old = removed[found->cable];
       diff.movedCables.push_back({spelled(end), spelled(old.first == end ? old.second : old.first),
                                   spelled(isFirst ? cable.second : cable.first)});
-      isMoved[found->second] = true;
+      isMoved[found->cable] = true;
       isPaired = true;
       break;
     }
@@ -126,14 +137,9 @@ void compareCables(const std::vector<CommonCable>& before, const std::vector<Com
 std::vector<std::vector<Change>> compareAll(const std::vector<NodeMatching::Pair>& pairs,
                                             const NodeComparison& comparison, unsigned jobs) {
   std::vector<std::vector<Change>> changes(pairs.size());
-  const auto work = [&](std::size_t first) {
-    for (std::size_t i = first; i < pairs.size(); i += jobs)
-      changes[i] = comparison.compare(*pairs[i].before, *pairs[i].after);
-  };
-  std::vector<std::jthread> threads;
-  for (std::size_t i = 1; i < jobs; ++i) threads.emplace_back(work, i);
-  work(0);
-  threads.clear();
+  WorkQueue(pairs.size(), [](std::size_t) { return true; }).run(jobs, [&](std::size_t i) {
+    changes[i] = comparison.compare(*pairs[i].before, *pairs[i].after);
+  });
   return changes;
 }
 

@@ -10,7 +10,7 @@ namespace siminfo {
 
 /// An end of a cable: a port of a node, which need not be in the snapshot and is known by its name then.
 struct CableEnd {
-  std::string node;
+  std::string_view node;  ///< of one of the two snapshots
   std::uint8_t port = 0;
 };
 using CableEnds = std::pair<CableEnd, CableEnd>;

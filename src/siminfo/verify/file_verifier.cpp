@@ -4,12 +4,12 @@
 #include <map>
 #include <optional>
 
+#include "siminfo/process/work_queue.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/verify/demand.h"
 #include "siminfo/verify/node_file.h"
 #include "siminfo/verify/section_verdict.h"
 #include "siminfo/verify/whole_file.h"
-#include "siminfo/verify/work_queue.h"
 
 namespace siminfo {
 namespace {
@@ -41,7 +41,7 @@ class FileVerifier {
         request_(request),
         path_(findIn(request.use, request.name)),
         text_(readText(path_)),
-        expected_(expectedNodeFile(request.name, snapshot.source, nodes)),
+        expected_(expectedNodeFile({request.name, snapshot.source, nodes})),
         workshop_({root, request.name}, root, toolsOf(request, watch.isInterrupted)),
         watch_(watch) {
     writeSimulator(root);

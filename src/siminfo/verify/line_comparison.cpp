@@ -81,6 +81,10 @@ std::string wordsFor(TextLines lines) {
   return counted(lineInQuotes(first != lines.end() ? *first : ""), lines.size());
 }
 
+bool isWholeFile(std::istream& file) {
+  return !file.eof() && file.peek() == std::istream::traits_type::eof();
+}
+
 std::vector<LineChange> compareLines(std::span<const ExpectedLine> expected, TextLines found) {
   std::size_t i = 0;
   while (i < expected.size() && i < found.size() && expected[i].matches(found[i])) ++i;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <istream>
 #include <span>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ struct ExpectedLine {
   /// For a message.
   std::string words() const;
 };
+
+/// Whether the line that was read last has an end, and nothing is behind it.
+bool isWholeFile(std::istream& file);
 
 /// TextLines that stand in place of others.
 struct LineChange {

@@ -7,6 +7,7 @@
 #include "siminfo/core/in_memory/in_memory_drovik.h"
 #include "siminfo/models/model_files.h"
 #include "siminfo/models/project.h"
+#include "siminfo/process/work_queue.h"
 #include "siminfo/simulator/headers.h"
 #include "siminfo/verify/demand.h"
 #include "siminfo/verify/model_tables.h"
@@ -14,7 +15,6 @@
 #include "siminfo/verify/rules.h"
 #include "siminfo/verify/section_verdict.h"
 #include "siminfo/verify/whole_file.h"
-#include "siminfo/verify/work_queue.h"
 #include "siminfo/verify/workshop.h"
 
 namespace siminfo {
@@ -103,13 +103,14 @@ class ModelsVerifier {
       models_.push_back({&model});
     }
     std::vector<std::unordered_map<std::string, std::size_t>> groupOf(models_.size());
+    modelOf_.resize(snapshot_.discovered.fabric.nodeByName.size());
     for (const auto& [node, model] : set_.nodes) {
       ModelState& state = models_[model];
       const Facts facts{snapshot_, *node, state.model->name, request_.exactPorts};
       const auto [group, isNew] = groupOf[model].try_emplace(demandOf(facts), state.groups.size());
       if (isNew) state.groups.push_back({Expectation(facts), {state.model->name, state.model->name, {}, {}}});
       state.groups[group->second].result.nodes.push_back(node);
-      modelOf_.emplace(node, model);
+      modelOf_[node->recordIndex] = model;
     }
   }
 
@@ -161,9 +162,9 @@ class ModelsVerifier {
     writeSimulator(root_);
     writeFile(folder / (lowerName(request_.name) + ".h"), dumpHeader(request_.name));
     nodeFile_ = generateNodeFile(snapshot_, request_.name, nodes_, request_.form, folder);
-    nodeFileCheck_ = checkNodeFile(nodeFile_, expectedNodeFile(request_.name, snapshot_.source, nodes_),
+    nodeFileCheck_ = checkNodeFile(nodeFile_, {request_.name, snapshot_.source, nodes_},
                                    [&](const IBNode& node) -> const OwnText* {
-                                     const ModelState& state = models_[modelOf_.at(&node)];
+                                     const ModelState& state = models_[modelOf_[node.recordIndex]];
                                      return state.own ? &*state.own : nullptr;
                                    });
   }
@@ -238,8 +239,8 @@ class ModelsVerifier {
   const ModelWriter writer_;
   const ModelSet set_;
   const ModelFiles files_;
-  std::vector<ModelState> models_;  // as in the set
-  std::unordered_map<const IBNode*, std::size_t> modelOf_;
+  std::vector<ModelState> models_;    // as in the set
+  std::vector<std::size_t> modelOf_;  // by the record index of the node
   std::vector<Shard> shards_;
   const Workshop workshop_;
   std::filesystem::path nodeFile_;

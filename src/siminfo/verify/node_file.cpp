@@ -17,7 +17,7 @@ using OwnTextOf = std::function<const OwnText*(const IBNode&)>;
 
 /// Reads the file once, line by line, and says whether it is right in every line. A fabric's file is large,
 /// and nearly always right.
-bool isRight(const std::filesystem::path& path, const ExpectedFile& expected, const OwnTextOf& ownText) {
+bool isRight(const std::filesystem::path& path, const NodeFileOf& of, const OwnTextOf& ownText) {
   std::ifstream file(path, std::ios_base::binary);
   std::string found;
   const auto takes = [&](std::span<const ExpectedLine> lines) {
@@ -25,13 +25,13 @@ bool isRight(const std::filesystem::path& path, const ExpectedFile& expected, co
       return static_cast<bool>(std::getline(file, found)) && line.matches(found);
     });
   };
-  if (!takes(expected.head)) return false;
-  for (const ExpectedSection& section : expected.sections) {
-    const OwnText* own = ownText(*section.node);
-    if (own == nullptr || !takes(openingLines(section)) || !own->takeFrom(file, *section.node)) return false;
+  if (!takes(headLines(of.name, of.source))) return false;
+  for (const IBNode* node : of.nodes) {
+    const OwnText* own = ownText(*node);
+    if (own == nullptr || !takes(openingLines(nodeSection(*node))) || !own->takeFrom(file, *node))
+      return false;
   }
-  // The last line has an end, and nothing is behind it.
-  return takes(expected.tail) && !file.eof() && file.peek() == std::ifstream::traits_type::eof();
+  return takes(tailLines()) && isWholeFile(file);
 }
 
 /// How the node's frames differ from what is known of them.
@@ -68,18 +68,18 @@ std::filesystem::path generateNodeFile(Snapshot& snapshot, const std::string& na
   return engine.files().path();
 }
 
-ExpectedFile expectedNodeFile(const std::string& name, const std::string& source,
-                              const std::vector<const IBNode*>& nodes) {
-  ExpectedFile file{"node", name, headLines(name, source), {}, tailLines()};
-  file.sections.reserve(nodes.size());
-  for (const IBNode* node : nodes) file.sections.push_back(nodeSection(*node));
+ExpectedFile expectedNodeFile(const NodeFileOf& of) {
+  ExpectedFile file{"node", of.name, headLines(of.name, of.source), {}, tailLines()};
+  file.sections.reserve(of.nodes.size());
+  for (const IBNode* node : of.nodes) file.sections.push_back(nodeSection(*node));
   return file;
 }
 
-NodeFileCheck checkNodeFile(const std::filesystem::path& path, const ExpectedFile& expected,
+NodeFileCheck checkNodeFile(const std::filesystem::path& path, const NodeFileOf& of,
                             const OwnTextOf& ownText) {
-  if (isRight(path, expected, ownText)) return {};
+  if (isRight(path, of, ownText)) return {};
   const DumpText text(readText(path));
+  const ExpectedFile expected = expectedNodeFile(of);
   FileCheck check = checkFile(text, expected);
   const std::string file = path.filename().string();
   NodeFileCheck result{inFile(std::move(check.differences), file), {}};

@@ -14,9 +14,15 @@
 
 namespace siminfo {
 
-/// What the ordinary file of these nodes has to be; `source` is the snapshot's.
-ExpectedFile expectedNodeFile(const std::string& name, const std::string& source,
-                              const std::vector<const IBNode*>& nodes);
+/// What a file of nodes is made of. The nodes are borrowed.
+struct NodeFileOf {
+  std::string name;    ///< of the dump's class
+  std::string source;  ///< the snapshot's
+  const std::vector<const IBNode*>& nodes;
+};
+
+/// What the ordinary file of these nodes has to be.
+ExpectedFile expectedNodeFile(const NodeFileOf& of);
 
 /// How the frames of one node differ from those of its model, by rule.
 using FrameFaults = std::map<std::size_t, std::vector<Difference>>;
@@ -34,7 +40,7 @@ std::filesystem::path generateNodeFile(Snapshot& snapshot, const std::string& na
 
 /// Compares a file of nodes with what it has to be. `ownText` says what a node's frames are; null when
 /// nothing is known of them. Throws std::system_error when the file cannot be read.
-NodeFileCheck checkNodeFile(const std::filesystem::path& path, const ExpectedFile& expected,
+NodeFileCheck checkNodeFile(const std::filesystem::path& path, const NodeFileOf& of,
                             const std::function<const OwnText*(const IBNode&)>& ownText);
 
 /// The text of a file. Throws std::system_error.

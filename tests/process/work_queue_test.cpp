@@ -1,4 +1,4 @@
-#include "siminfo/verify/work_queue.h"
+#include "siminfo/process/work_queue.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
