@@ -29,7 +29,9 @@ std::string servedExample() {
   for (const auto& [name, node] : snapshot.discovered.fabric.nodeByName) {
     if (SimInfoDumpCPP::Selects({}, node)) nodes.push_back(node);
   }
-  return servedFileText(snapshot, ModelWriter(engine, false).findModels(nodes), {});
+  SectionStream text;
+  printServedFile(text, snapshot, ModelWriter(engine, false).findModels(nodes), {});
+  return std::string(text.text());
 }
 
 drovik::Fabric makeFabric() {

@@ -538,6 +538,14 @@ class ServeTest(unittest.TestCase):
         self.assertRegex(both.stdout, r"Node Description:\.+host-1 HCA-1\n")
         self.assertEqual((both.returncode, len(re.findall('^{"name"', both.stdout, re.M))), (5, 5), both.stderr)
         self.assertIn("port 6: has the GUID 0x0002c90000000051 of another device", both.stderr)
+        wide = self.write("wide.jsonl", '{"fabric_snapshot":1}\n' + "".join(
+            f'{{"name":"{i}","guid":{i},"type":2,"num_ports":254}}\n' for i in range(1, 800)))
+        for limit, status in ("2000", 0), ("300", 3):
+            limited = subprocess.run([SIMINFO, "serve", wide, "--memory-limit", limit, "--", "true"], cwd=self.folder,
+                                     env=dict(environment, XDG_CACHE_HOME=CACHE), capture_output=True, text=True,
+                                     check=False)
+            self.assertEqual(limited.returncode, status, limited.stderr)
+        self.assertIn("the nodes with all their ports need more memory", limited.stderr)
         spaced = serve("--socket", "a b", "--", "true")
         self.assertEqual(spaced.returncode, 2)
         self.assertIn('"a b" is not a name for sockets', spaced.stderr)

@@ -84,7 +84,8 @@ Option addMissingOption(Command& command, Missing& missing) {
 void addLimitOptions(Command& command, unsigned& seconds, unsigned& memory, const std::string& what) {
   constexpr Range kRange{1, 1U << 24U};  // half a year, and 16 TiB
   command.number("--time-limit", "SECONDS", seconds, kRange, "Seconds that " + what + " may take");
-  command.number("--memory-limit", "MIB", memory, kRange, "MiB of memory that each of its processes may use");
+  command.number("--memory-limit", "MIB", memory, kRange,
+                 "MiB of memory that each compiler, and each program that is compiled, may use");
 }
 
 bool isCppIdentifier(std::string_view text) {

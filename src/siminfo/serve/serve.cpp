@@ -41,7 +41,9 @@ class RunningServer {
                                      "--socket", socket};
     if (request.init) command.emplace_back("--init");
     if (!request.from.empty()) command.insert(command.end(), {"--from", request.from});
-    child_.emplace(ProgramSetup{command, lifeline_.readEnd(), output_.writeEnd()});
+    ProgramSetup setup{command, lifeline_.readEnd(), output_.writeEnd()};
+    setup.limits.memory = std::size_t{request.limits.memory} << 20U;
+    child_.emplace(setup);
     lifeline_.closeRead();
     output_.closeWrite();
   }
@@ -118,7 +120,11 @@ int serve(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const Ser
   // Another siminfo may serve the same snapshot: neither changes the project before the other has begun.
   auto lock = std::make_unique<FileHandle>(root / "lock", O_RDWR | O_CREAT);
   if (!lock->lock(watch.isStopped)) throw ServeError("interrupted: nothing was served");
-  writeServerProject(writer, set, servedFileText(snapshot, set, request.told), root);
+  {
+    SectionStream served;
+    printServedFile(served, snapshot, set, request.told);
+    writeServerProject(writer, set, served.text(), root);
+  }
   buildServer(root, {watch.isStopped, [&] { watch.progress("building the server"); }, request.limits});
   RunningServer server(root, request, socket);
   watch.progress("restoring the nodes");

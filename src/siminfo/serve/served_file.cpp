@@ -15,7 +15,6 @@ namespace {
 constexpr std::string_view kNotSupported =
     "0x000c";  // the status of an attribute that a device does not have
 constexpr unsigned kDown = 1;
-constexpr unsigned kActive = 4;
 constexpr unsigned kPolling = 2;
 constexpr unsigned kLinkUp = 5;
 constexpr std::size_t kDescriptionBytes = 64;
@@ -50,7 +49,8 @@ std::string hexOf(const std::string& bytes) {
 
 class ServedFile {
  public:
-  ServedFile(const Snapshot& snapshot, const ModelSet& set) : snapshot_(snapshot), set_(set) {
+  ServedFile(const Snapshot& snapshot, const ModelSet& set, SectionStream& out)
+      : snapshot_(snapshot), set_(set), out_(out) {
     for (std::size_t i = 0; i < set.nodes.size(); ++i) places_.emplace(set.nodes[i].node->name, i);
   }
 
@@ -61,7 +61,6 @@ class ServedFile {
     printPlaces<SMP_PortInfo>(told);
     for (const ModelSet::Member& member : set_.nodes) printNode(*member.node, set_.models[member.model].name);
   }
-  std::string text() const { return std::string(text_.text()); }
 
  private:
   /// Fields whose place in the attribute is not that of the simulator's image.
@@ -81,22 +80,23 @@ class ServedFile {
          << guidText(identity.systemGuid.value_or(node.guid)) << "\t" << answerOf<SMP_NodeInfo>(node) << "\t"
          << answerOf<SMP_SwitchInfo>(node) << "\t" << answerOf<SMP_RouterInfo>(node) << "\t"
          << hexOf(descriptionBytes(identity.description.value_or(node.name))) << "\t" << node.name << "\n";
-    for (unsigned number = 0; number <= node.numPorts; ++number) printPort(node, number);
+    // Nothing is told of ports that the snapshot does not have.
+    for (const IBPort* port : node.ports) {
+      if (port != nullptr && port->num <= node.numPorts) printPort(node, *port);
+    }
   }
 
-  /// Ports that the snapshot does not have are down and answer for nothing.
-  void printPort(const IBNode& node, unsigned number) {
-    const IBPort* port = number < node.ports.size() ? node.ports[number] : nullptr;
-    const PortIdentity* told = port != nullptr ? snapshot_.portIdentities.find(port->recordIndex) : nullptr;
+  void printPort(const IBNode& node, const IBPort& port) {
+    const PortIdentity* told = snapshot_.portIdentities.find(port.recordIndex);
     const PortIdentity identity = told != nullptr ? *told : PortIdentity{};
-    const bool isSwitch = node.type == kSwitch;
-    const unsigned state = port != nullptr ? stateOf(*port) : isSwitch && number == 0 ? kActive : kDown;
+    const unsigned state = stateOf(port);
     const unsigned physical = identity.link || state > kDown ? kLinkUp : kPolling;
-    const std::uint64_t guid = isSwitch || number == 0 ? node.guid : node.guid + number;
-    out_ << "port\t" << number << "\t" << state << "\t" << unsigned{identity.physState.value_or(physical)}
-         << "\t" << guidText(identity.guid.value_or(guid)) << "\t" << identity.lid.value_or(0) << "\t"
-         << unsigned{identity.lmc.value_or(0)} << "\t" << widthSupported(node, port) << "\t"
-         << answerOf<SMP_PortInfo>(port) << "\t" << answerOf<SMP_PortInfoExtended>(port) << "\n";
+    const std::string guid = identity.guid ? guidText(*identity.guid) : "-";
+    out_ << "port\t" << unsigned{port.num} << "\t" << state << "\t"
+         << unsigned{identity.physState.value_or(physical)} << "\t" << guid << "\t"
+         << identity.lid.value_or(0) << "\t" << unsigned{identity.lmc.value_or(0)} << "\t"
+         << widthSupported(node, port) << "\t" << answerOf<SMP_PortInfo>(port) << "\t"
+         << answerOf<SMP_PortInfoExtended>(port) << "\n";
     if (identity.link) printLink(*identity.link);
   }
 
@@ -106,9 +106,8 @@ class ServedFile {
   }
 
   /// On these switches no generated function assigns the width of ordinary ports.
-  std::string widthSupported(const IBNode& node, const IBPort* port) const {
-    const auto* record =
-        port != nullptr ? snapshot_.discovered.records.find<SMP_PortInfo>(port->recordIndex) : nullptr;
+  std::string widthSupported(const IBNode& node, const IBPort& port) const {
+    const auto* record = snapshot_.discovered.records.find<SMP_PortInfo>(port.recordIndex);
     return node.isOrbelSwitch() && record != nullptr ? std::to_string(record->LinkWidthSup) : "-";
   }
 
@@ -132,16 +131,14 @@ class ServedFile {
     return answerOf<Record>(node.recordIndex, snapshot_.absentOnNodes);
   }
   template <class Record>
-  std::string answerOf(const IBPort* port) const {
-    return port != nullptr ? answerOf<Record>(port->recordIndex, snapshot_.absentOnPorts)
-                           : std::string(kNotSupported);
+  std::string answerOf(const IBPort& port) const {
+    return answerOf<Record>(port.recordIndex, snapshot_.absentOnPorts);
   }
 
   const Snapshot& snapshot_;
   const ModelSet& set_;
   std::unordered_map<std::string_view, std::size_t> places_;  // of nodes, by name
-  SectionStream text_;
-  BlockEmitter out_{text_};
+  BlockEmitter out_;
 };
 
 }  // namespace
@@ -157,10 +154,9 @@ std::string answerFor(std::string_view reason) {
   return isSilent ? "silent" : std::string(kNotSupported);
 }
 
-std::string servedFileText(const Snapshot& snapshot, const ModelSet& set, const AttributeLayouts& told) {
-  ServedFile file(snapshot, set);
-  file.print(told);
-  return file.text();
+void printServedFile(SectionStream& out, const Snapshot& snapshot, const ModelSet& set,
+                     const AttributeLayouts& told) {
+  ServedFile(snapshot, set, out).print(told);
 }
 
 }  // namespace siminfo

@@ -124,14 +124,14 @@ std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPor
   return folder / "siminfo" / "serve" / hexDigits(modelHash(path + (exactPorts ? " exact" : "")), 16);
 }
 
-void writeServerProject(const ModelWriter& writer, const ModelSet& set, const std::string& servedText,
+void writeServerProject(const ModelWriter& writer, const ModelSet& set, std::string_view served,
                         const std::filesystem::path& root) {
   writeProject(writer, set, kDump, std::max(2U, processors()), root);
   writeServer(root);
   writeFile(root / "program/CMakeLists.txt", kBuild);
   writeFile(root / "program/server.cpp", kServer);
   writeFile(root / "program/main.cpp", kMain);
-  writeFile(servedFile(root), servedText);
+  writeFile(servedFile(root), served);
 }
 
 void buildServer(const std::filesystem::path& root, const ServerBuild& watch) {

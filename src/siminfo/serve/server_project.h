@@ -22,7 +22,7 @@ std::filesystem::path serveFolder(const std::string& snapshotFile, bool exactPor
 
 /// Makes the folder hold the project of the models, the server's program, and the file of who is served.
 /// Throws what std::filesystem throws, and std::system_error.
-void writeServerProject(const ModelWriter& writer, const ModelSet& set, const std::string& servedFile,
+void writeServerProject(const ModelWriter& writer, const ModelSet& set, std::string_view served,
                         const std::filesystem::path& root);
 
 /// What building may take.

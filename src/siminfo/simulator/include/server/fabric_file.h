@@ -12,7 +12,8 @@
 //                                              when it is none of them
 //
 // Numbers are decimal, or hexadecimal behind 0x, the description is its bytes in hexadecimal, "-" is a width
-// that the source knows, and of an attribute there is "answers", "silent", or the status to refuse it with.
+// that the source knows or a GUID that nobody recorded, and of an attribute there is "answers", "silent", or
+// the status to refuse it with. A port without a line is down, and that of a switch itself is up.
 
 #include <charconv>
 #include <fstream>
@@ -123,6 +124,17 @@ class FabricFile {
     readDescription(words_[8], node.description);
     node.name = words_[9];
     port_ = nullptr;
+    beginPorts(node);
+  }
+
+  /// What ports are of which nothing is told, or no GUID.
+  static void beginPorts(ServedNode& node) {
+    for (unsigned port = 0; port <= node.lastPort(); ++port)
+      node.ports[port].guid = node.isSwitch() ? node.guid : node.guid + port;
+    if (node.isSwitch()) {
+      node.ports[0].state = kActive;
+      node.ports[0].physicalState = kLinkUp;
+    }
   }
 
   void readDescription(std::string_view digits, AttributeBytes& bytes) const {
@@ -142,7 +154,7 @@ class FabricFile {
     port_ = &node.ports[small(1, node.lastPort())];
     port_->state = small(2, 15);
     port_->physicalState = small(3, 15);
-    port_->guid = number(4, ~0ULL);
+    if (words_[4] != "-") port_->guid = number(4, ~0ULL);
     port_->lid = static_cast<u_int16_t>(number(5, 0xffff));
     port_->lmc = small(6, 7);
     if (words_[7] != "-") port_->widthSupported = small(7, 255);

@@ -195,6 +195,11 @@ inline int serveMain(const Models& models, int argc, char** argv) {
   try {
     serveFabric(models, readServeOptions(argc, argv));
     return 0;
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr,
+                 "siminfo: error: the nodes with all their ports need more memory than there is; serve fewer "
+                 "nodes, or allow more with --memory-limit\n");
+    return 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "siminfo: error: %s\n", error.what());
     return 1;
