@@ -7,4 +7,4 @@ root=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")" && pwd) || 
 . "$root/scripts/build.sh"
 install_missing "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" || exit 3
 build_preset bench all || exit 3
-exec python3 "$root/bench/run.py" "$root/build/bench" "$@"
+exec python3 -B "$root/bench/run.py" "$root/build/bench" "$@"

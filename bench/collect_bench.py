@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Times `siminfo collect` against ibnetdiscover on the same simulated fabric of about 500 nodes, in turns.
 
     collect_bench.py SIMINFO [ROUNDS]

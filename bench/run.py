@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Measures siminfo beside its yardsticks and prints the results as a table. Run by ./bench.sh."""
 
 import argparse

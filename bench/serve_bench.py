@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Times tools on served fabrics: beside ibsim on the same fabric of about 500 nodes, in turns, and on fat trees up to
 the largest subnet there can be.
 

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Plants faults in the generators, one at a time, and tells which of them siminfo verify sees by itself.
 
     scripts/seen_by_verify.py --seed 11 [--count 33] [--snapshot examples/small_fabric.json] [--preset release]

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Keeps siminfo at work for a long time, and watches its memory and its results.
 
   scripts/soak.py SIMINFO [--seconds N] [--collections N]     600 seconds each and 100 by default

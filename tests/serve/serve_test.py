@@ -290,7 +290,9 @@ class ServeTest(unittest.TestCase):
             self.assertEqual(found, [0, 0, 0, "timed out", "timed out"])
             port = client.smp(raw.PORT_INFO, 2)[1]
             self.assertEqual([raw.bits(port, *place) for place in [(260, 4), (248, 8)]], [4, 2], "as recorded")
+            fabric.ended_by = signal.SIGHUP  # as when a terminal is closed
         self.assertIn("serving 3 nodes", fabric.errors)
+        self.assertEqual((fabric.status, serving.open_sockets(fabric.name)), (0, []), fabric.errors)
 
     # Single requests, and clients that no tool would be.
 

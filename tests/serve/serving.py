@@ -31,6 +31,7 @@ def open_sockets(name):
 
 class Serving:
     """Serves for as long as the `with` block lasts, with Ctrl-C at its end. `cache` keeps what was built."""
+    ended_by = signal.SIGINT
 
     def __init__(self, siminfo, cache, snapshot, *options):
         self.name = new_name()
@@ -52,7 +53,7 @@ class Serving:
 
     def __exit__(self, *_):
         if self.process.poll() is None:
-            self.process.send_signal(signal.SIGINT)
+            self.process.send_signal(self.ended_by)
         self.status = self.process.wait(timeout=20)
         self.process.stdout.close()
         with open(os.path.join(self.folder, "errors"), encoding="utf-8") as errors:
