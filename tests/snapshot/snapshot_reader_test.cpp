@@ -47,6 +47,7 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
       {"{\"name\": \"\\q\"}", "2: name: malformed JSON"},
       {node("\"x\": 1"), "2: x: is unknown; expected one of name, guid,"},
+      {node("\"capabilites\": 1"), ", ports; did you mean capabilities?"},
       {node("\"\\u001b[2J\": 1"), "2: [\"\\u{001b}[2J\"]: "},
       {node("\"name\": \"b\""), "2: name: is given twice"},
       {node("\"n\\u0061me\": \"b\""), "2: name: is given twice"},

@@ -6,8 +6,8 @@
 #include <iostream>
 
 #include "siminfo/cli/console.h"
-#include "siminfo/cli/nearest.h"
 #include "siminfo/text/quoting.h"
+#include "siminfo/text/spelling.h"
 
 namespace siminfo {
 namespace {

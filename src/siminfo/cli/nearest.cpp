@@ -1,11 +1,11 @@
 #include "siminfo/cli/nearest.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
+#include "siminfo/text/spelling.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -33,36 +33,9 @@ std::string listed(const std::string& head, const std::vector<std::string>& thin
 
 }  // namespace
 
-std::size_t distance(std::string_view pattern, std::string_view text) {
-  std::vector<std::size_t> costs(text.size() + 1);  // of the pattern so far and each beginning of the text
-  std::iota(costs.begin(), costs.end(), 0);
-  for (const char wanted : pattern) {
-    const bool isAny = wanted == '*';
-    std::size_t diagonal = costs[0];
-    if (!isAny) ++costs[0];
-    for (std::size_t i = 1; i < costs.size(); ++i) {
-      const std::size_t above = costs[i];
-      const std::size_t same = diagonal + (wanted == '?' || wanted == text[i - 1] ? 0 : 1);
-      costs[i] = isAny ? std::min(above, costs[i - 1]) : std::min({same, above + 1, costs[i - 1] + 1});
-      diagonal = above;
-    }
-  }
-  return costs.back();
-}
-
 std::string nearestWords(const std::vector<std::string>& words, std::string_view pattern) {
   return listed("the nearest are ",
                 nearest(words, [&](const std::string& word) { return distance(pattern, word); }));
-}
-
-std::string didYouMean(const std::vector<std::string>& words, std::string_view typed) {
-  const auto farness = [&](const std::string& word) {
-    return word.starts_with(typed) ? 0 : distance(typed, word);
-  };
-  const auto near = std::ranges::min_element(words, {}, farness);
-  // What has half of its letters right is no accident.
-  if (near == words.end() || farness(*near) * 2 >= std::max(near->size(), typed.size())) return {};
-  return "; did you mean " + *near + "?";
 }
 
 std::string nearestNames(const std::vector<const IBNode*>& nodes, std::string_view pattern) {

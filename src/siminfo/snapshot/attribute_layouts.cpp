@@ -8,6 +8,7 @@
 #include "siminfo/text/line_file.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
+#include "siminfo/text/spelling.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -91,7 +92,7 @@ class LayoutReader {
   std::string takeBit(std::string_view name, std::string_view word) {
     const auto known = std::ranges::find(known_, name, &UndecodedField::name);
     if (known == known_.end())
-      return inQuotes(name) + " is not a field whose place can be given; " + choice();
+      return inQuotes(name) + " is not a field whose place can be given; " + choice(name);
     const std::size_t most = kAttributeBits - known->field->bits;
     const auto bit = parseUnsigned(word);
     if (!bit || *bit > most) return outOfRange(word, 0, most);
@@ -99,11 +100,12 @@ class LayoutReader {
     return {};
   }
 
-  std::string choice() const {
-    std::string text = "expected one of ";
+  std::string choice(std::string_view typed) const {
+    std::vector<std::string> names;
+    std::string list;
     for (const UndecodedField& known : known_)
-      text.append(known.name).append(&known == &known_.back() ? "" : ", ");
-    return text;
+      list.append(list.empty() ? "" : ", ").append(names.emplace_back(known.name));
+    return "expected one of " + list + didYouMean(names, typed);
   }
 
   std::vector<UndecodedField> known_ = undecodedFields();

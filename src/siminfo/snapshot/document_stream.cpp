@@ -78,10 +78,20 @@ bool DocumentStream::readMore() {
   }
   if (end_ > kLongestDocument) return false;
   if (end_ + kPadding == buffer_.size()) buffer_.resize(std::min(2 * end_, kLongestDocument + 1) + kPadding);
-  const std::size_t got = readBytes_(buffer_.data() + end_, buffer_.size() - kPadding - end_);
+  const std::size_t got = askForBytes(buffer_.data() + end_, buffer_.size() - kPadding - end_);
   end_ += got;
   bytesRead_ += got;
   return got > 0;
+}
+
+std::size_t DocumentStream::askForBytes(char* to, std::size_t size) {
+  if (failure_) std::rethrow_exception(failure_);
+  try {
+    return readBytes_(to, size);
+  } catch (...) {
+    failure_ = std::current_exception();
+    throw;
+  }
 }
 
 bool DocumentStream::skipWhiteSpace() {

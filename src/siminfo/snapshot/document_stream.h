@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,8 @@ struct Lines {
 /// that line.
 class DocumentStream {
  public:
-  /// Fills a buffer with at most `size` bytes and returns how many; 0 at the end. Throws what it cannot read.
+  /// Fills a buffer with at most `size` bytes and returns how many; 0 at the end. Throws when it cannot; it
+  /// is not asked again then, and whatever needs more bytes throws the same.
   using ReadBytes = std::function<std::size_t(char* to, std::size_t size)>;
 
   explicit DocumentStream(ReadBytes readBytes);
@@ -64,10 +66,12 @@ class DocumentStream {
   bool hasBrackets() const { return held().starts_with('{') || held().starts_with('['); }
   /// Reads more behind what is held. False at the end of the input and beyond the longest document.
   bool readMore();
+  std::size_t askForBytes(char* to, std::size_t size);
   bool skipWhiteSpace();
   std::string_view held() const { return {buffer_.data() + begin_, end_ - begin_}; }
 
   ReadBytes readBytes_;
+  std::exception_ptr failure_;  // what readBytes_ threw
   std::vector<char> buffer_;
   std::size_t begin_ = 0;   // of the document, in buffer_
   std::size_t length_ = 0;  // of the document

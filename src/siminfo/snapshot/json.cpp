@@ -5,6 +5,7 @@
 #include <new>
 
 #include "siminfo/text/quoting.h"
+#include "siminfo/text/spelling.h"
 #include "siminfo/text/text_rules.h"
 
 namespace siminfo {
@@ -92,9 +93,10 @@ std::size_t KeyTable::find(std::string_view key) const {
 }
 
 void KeyTable::refuseUnknown(const Place& place) const {
+  std::vector<std::string> names;
   std::string list;
-  for (const Key& key : keys_) list.append(list.empty() ? "" : ", ").append(key.name);
-  refuse(place, "is unknown; expected one of " + list);
+  for (const Key& key : keys_) list.append(list.empty() ? "" : ", ").append(names.emplace_back(key.name));
+  refuse(place, "is unknown; expected one of " + list + didYouMean(names, place.key));
 }
 
 void KeyTable::refuseMissing(const Place& place, std::uint64_t missing) const {

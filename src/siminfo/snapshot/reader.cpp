@@ -132,15 +132,14 @@ class SnapshotReader {
              documents_.line());
   }
 
-  /// Reads on several threads for as long as every line is a document. Where one is not, the rest is left to
-  /// readDocuments, which finds the same as if it had read everything.
+  /// Reads on several threads for as long as every line is a document. Where one is not, or no more bytes
+  /// come, the rest is left to readDocuments, which finds the same as if it had read everything.
   void readLines(unsigned jobs) {
     LineParsers parsers(jobs);
     if (!parsers.hasThreads()) return;
     Lines lines;
     for (bool isMore = true;;) {
-      while (isMore && !parsers.isFull() && (isMore = documents_.takeLines(kLinesPerThread, lines)))
-        parsers.give(lines);
+      while (isMore && !parsers.isFull() && (isMore = takeLines(lines))) parsers.give(lines);
       if (parsers.isEmpty()) return;
       const ParsedLines& parsed = parsers.oldest();
       if (!parsed.isComplete) break;
@@ -149,6 +148,15 @@ class SnapshotReader {
       parsers.drop();
     }
     while (!parsers.isEmpty()) documents_.putBack(parsers.takeBack());
+  }
+
+  /// Whoever fails to get bytes says so when what was read before them is judged.
+  bool takeLines(Lines& lines) {
+    try {
+      return documents_.takeLines(kLinesPerThread, lines);
+    } catch (const std::exception&) {
+      return false;
+    }
   }
 
   void readDocuments() {
