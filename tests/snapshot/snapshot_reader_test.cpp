@@ -47,7 +47,11 @@ TEST(SnapshotReader, RefusesWithPlaceAndPath) {
       {"{\"name\": \"a\tb\"}", "2: malformed JSON: a control character"},
       {"{\"name\": \"\\q\"}", "2: name: malformed JSON"},
       {node("\"x\": 1"), "2: x: is unknown; expected one of name, guid,"},
-      {node("\"capabilites\": 1"), ", ports; did you mean capabilities?"},
+      {routerInfo("\"cap_ruter_lid\": 1"),
+       "2: records.SMP_RouterInfo.cap_ruter_lid: is unknown; expected one of CapabilityMask, "
+       "NextHopTableCap, "
+       "AdjacentSiteLocalSubnetsTableCap, ar_group_to_router_lid_table_cap, cap_supported_subnets, "
+       "cap_router_lid; did you mean cap_router_lid?"},
       {node("\"\\u001b[2J\": 1"), "2: [\"\\u{001b}[2J\"]: "},
       {node("\"name\": \"b\""), "2: name: is given twice"},
       {node("\"n\\u0061me\": \"b\""), "2: name: is given twice"},
