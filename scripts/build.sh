@@ -83,6 +83,10 @@ announce_build() {
 # may be there now; the rules of a folder that was elsewhere before are of no use.
 build_preset() {
   local preset=$1 target=$2 folder=$root/build/$1
+  if [[ $root == *[\"\\\;\#\<\>\[\]]* ]]; then
+    echo "siminfo: error: CMake cannot build in a folder with any of \" \\ ; # < > [ ] in its path; move or rename $root" >&2
+    return 3
+  fi
   mkdir -p "$folder" 2>/dev/null && [[ -w $folder ]] || {
     echo "siminfo: error: $folder has to be built, but you cannot write to it; build it as a user who can, or copy $root" >&2
     return 3

@@ -16,7 +16,7 @@ class Launcher(unittest.TestCase):
     def setUp(self):
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
-        self.root = pathlib.Path(scratch.name) / "a \"quoted\" 'folder'"
+        self.root = pathlib.Path(scratch.name) / "a 'quoted' (folder) & $HOME"
         (self.root / "scripts").mkdir(parents=True)
         (self.root / "src").mkdir()
         (self.root / "cmake").mkdir()
@@ -58,6 +58,12 @@ class Launcher(unittest.TestCase):
         status, out, err = self.launch("x", env={**os.environ, "PATH": self.path_without_dpkg()})
         self.assertEqual((status, out), (3, ""))
         self.assertIn("build/release has to be built, but you cannot write to it", err)
+
+    def test_names_what_cmake_cannot_build_in(self):
+        self.root = self.root.rename(self.root.with_name("a;b"))
+        status, out, err = self.launch("x", env={**os.environ, "PATH": self.path_without_dpkg()})
+        self.assertEqual((status, out), (3, ""))
+        self.assertIn('CMake cannot build in a folder with any of " \\ ; # < > [ ] in its path; move or rename /', err)
 
     def path_without_dpkg(self):
         """Where no package is looked for, so that the test installs none."""
