@@ -125,12 +125,15 @@ class ZstdDecoder {
       if (isDamaged_) refuseDamage("zstd");
       // What is left inside comes out without another byte.
       if (!input.fill() && !isWithin_) return 0;
-      const std::string_view held = input.held();
+      // No more than the decoder asks for, which is one block: it drops what it made of those before a bad
+      // one.
+      const std::string_view held = input.held().substr(0, wanted_);
       ZSTD_inBuffer in{held.data(), held.size(), 0};
       const std::size_t result = ZSTD_decompressStream(stream_.get(), &out, &in);
       input.drop(in.pos);
       isDamaged_ = ZSTD_isError(result) != 0 || (held.empty() && out.pos == 0);
       isWithin_ = result != 0;
+      wanted_ = isWithin_ ? result : kFrameStart;
     }
     return out.pos;
   }
@@ -139,7 +142,10 @@ class ZstdDecoder {
   struct Free {
     void operator()(ZSTD_DStream* stream) const { ZSTD_freeDStream(stream); }
   };
+  static constexpr std::size_t kFrameStart = 5;
+
   std::unique_ptr<ZSTD_DStream, Free> stream_;
+  std::size_t wanted_ = kFrameStart;
   bool isWithin_ = true;
   bool isDamaged_ = false;
 };
