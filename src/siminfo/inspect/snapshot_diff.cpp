@@ -1,9 +1,10 @@
 #include "siminfo/inspect/snapshot_diff.h"
 
 #include <algorithm>
-#include <compare>
+#include <functional>
 #include <iterator>
 #include <map>
+#include <tuple>
 
 #include "siminfo/generators/drovik_sim_info_dump.h"
 #include "siminfo/inspect/node_matching.h"
@@ -19,7 +20,10 @@ struct CommonEnd {
   std::uint64_t guid;  // 0 of a node that is in neither snapshot
   std::uint8_t port;
 
-  auto operator<=>(const CommonEnd&) const = default;
+  bool operator==(const CommonEnd&) const = default;
+  bool operator<(const CommonEnd& other) const {
+    return std::tie(node, guid, port) < std::tie(other.node, other.guid, other.port);
+  }
 };
 /// The smaller end first.
 using CommonCable = std::pair<CommonEnd, CommonEnd>;
@@ -95,7 +99,7 @@ std::vector<CableAtEnd> cablesByEnd(const std::vector<CommonCable>& cables) {
     byEnd.push_back({cables[i].first, i});
     byEnd.push_back({cables[i].second, i});
   }
-  std::ranges::stable_sort(byEnd, {}, &CableAtEnd::end);
+  std::ranges::stable_sort(byEnd, std::less<>{}, &CableAtEnd::end);
   return byEnd;
 }
 
@@ -108,7 +112,7 @@ void pairMoved(const std::vector<CommonCable>& removed, const std::vector<Common
     bool isPaired = false;
     for (const bool isFirst : {true, false}) {
       const CommonEnd& end = isFirst ? cable.first : cable.second;
-      const auto found = std::ranges::lower_bound(byEnd, end, {}, &CableAtEnd::end);
+      const auto found = std::ranges::lower_bound(byEnd, end, std::less<>{}, &CableAtEnd::end);
       if (found == byEnd.end() || found->end != end || isMoved[found->cable]) continue;
       const CommonCable& old = removed[found->cable];
       diff.movedCables.push_back({spelled(end), spelled(old.first == end ? old.second : old.first),
