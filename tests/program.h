@@ -28,4 +28,15 @@ inline ProgramRun run(const std::string& command) {
   return run;
 }
 
+/// A word of such a line, whatever is in it.
+inline std::string quoted(const std::string& text) {
+  std::string word = "'";
+  for (const char character : text) word += character == '\'' ? R"('\'')" : std::string(1, character);
+  return word + "'";
+}
+
+/// For such lines.
+inline const std::string kSiminfo = quoted(SIMINFO_PROGRAM);
+inline const std::string kSmallFabric = quoted(SIMINFO_SOURCE_DIR "/examples/small_fabric.json");
+
 }  // namespace siminfo

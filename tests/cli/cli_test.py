@@ -300,7 +300,8 @@ class CommandLine(unittest.TestCase):
         for forms, files in (([], 1), (["--models"], 3)):
             for name, words in (("a-host.example", ""), ("a\nint x;//", "U+000a"), ("a \\ ", "backslash"),
                                 ("a??/", "backslash")):
-                environment = {**os.environ, "LD_PRELOAD": HOST_NAME, "HOST_NAME": name,
+                environment = {**os.environ, "LD_PRELOAD": os.path.basename(HOST_NAME), "HOST_NAME": name,
+                               "LD_LIBRARY_PATH": os.path.dirname(HOST_NAME),
                                "ASAN_OPTIONS": "verify_asan_link_order=0"}
                 done = self.generate(*forms, env=environment)
                 if words:

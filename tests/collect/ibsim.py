@@ -78,10 +78,12 @@ class Ibsim:
 
     def start_program(self, arguments, alter="", preload=None, **options):
         # In a build with sanitizers, their runtime comes behind the preloaded libraries.
-        address = f"verify_asan_link_order=0:suppressions={HERE}/asan_suppressions.txt"
-        leak = f"print_suppressions=0:suppressions={HERE}/lsan_suppressions.txt"
-        libraries = ":".join([wrapper()] + ([preload] if preload else []))
-        environment = dict(self.environment, ASAN_OPTIONS=address, LSAN_OPTIONS=leak, LD_PRELOAD=libraries)
+        address = f"verify_asan_link_order=0:suppressions=\"{HERE}/asan_suppressions.txt\""
+        leak = f"print_suppressions=0:suppressions=\"{HERE}/lsan_suppressions.txt\""
+        environment = dict(self.environment, ASAN_OPTIONS=address, LSAN_OPTIONS=leak, LD_PRELOAD=wrapper())
+        if preload:  # by name: a path with blanks in it would be several
+            environment["LD_PRELOAD"] += ":" + os.path.basename(preload)
+            environment["LD_LIBRARY_PATH"] = os.path.dirname(preload)
         if alter:
             environment["ALTER_ANSWERS"] = alter
         program = subprocess.Popen(arguments, cwd=self.folder, env=environment, stdout=subprocess.PIPE,

@@ -31,7 +31,9 @@ class Faults:
         """Returns the finished run, and whether the call was made at all."""
         told, tell = os.pipe()
         meant = "siminfo-collect" if arguments[0] == "collect" else os.path.basename(self.program)
-        environment = {**os.environ, "LD_PRELOAD": str(self.shim),
+        # By name: a path with blanks in it would be several.
+        environment = {**os.environ, "LD_PRELOAD": os.path.basename(self.shim),
+                       "LD_LIBRARY_PATH": os.path.dirname(self.shim),
                        "FAULT_PROGRAM": meant, "FAULT_CALL": kind, "FAULT_AT": str(at),
                        "FAULT_ERRNO": str(KINDS[kind]), "FAULT_TOLD": str(tell)}
         if signal_number is not None:

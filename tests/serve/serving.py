@@ -16,8 +16,8 @@ import ibsim
 if signal.getsignal(signal.SIGINT) is signal.SIG_IGN:
     signal.signal(signal.SIGINT, signal.default_int_handler)
 # In a build with sanitizers, their runtime comes behind the preloaded libraries.
-SANITIZERS = {"ASAN_OPTIONS": f"verify_asan_link_order=0:suppressions={ibsim.HERE}/asan_suppressions.txt",
-              "LSAN_OPTIONS": f"print_suppressions=0:suppressions={ibsim.HERE}/lsan_suppressions.txt"}
+SANITIZERS = {"ASAN_OPTIONS": f"verify_asan_link_order=0:suppressions=\"{ibsim.HERE}/asan_suppressions.txt\"",
+              "LSAN_OPTIONS": f"print_suppressions=0:suppressions=\"{ibsim.HERE}/lsan_suppressions.txt\""}
 
 
 def new_name():

@@ -6,21 +6,18 @@
 namespace siminfo {
 namespace {
 
-const std::string kSmallFabric = SIMINFO_SOURCE_DIR "/examples/small_fabric.json";
-
 /// The buildable dump of the small fabric, one node of each class, to be spoilt and verified.
 class SpoiltDump : public testing::Test {
  protected:
   void SetUp() override {
-    const ProgramRun made =
-        run(SIMINFO_PROGRAM " generate --buildable --one-per-class --name Fab1 --output-dir " +
-            directory.path().string() + " " + kSmallFabric);
+    const ProgramRun made = run(kSiminfo + " generate --buildable --one-per-class --name Fab1 --output-dir " +
+                                directory.path().string() + " " + kSmallFabric);
     ASSERT_EQ(made.status, 0) << made.output;
     text = readFile(file);
   }
   ProgramRun verify() const {
     std::ofstream(file) << text;
-    return run(SIMINFO_PROGRAM " verify " + kSmallFabric + " --name Fab1 --use " + directory.path().string());
+    return run(kSiminfo + " verify " + kSmallFabric + " --name Fab1 --use " + directory.path().string());
   }
 
   ScratchDirectory directory;

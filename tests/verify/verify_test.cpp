@@ -12,11 +12,9 @@
 namespace siminfo {
 namespace {
 
-const std::string kSmallFabric = SIMINFO_SOURCE_DIR "/examples/small_fabric.json";
-
 std::string framesOf(std::size_t nodes) { return std::to_string(nodes * rules().size()); }
 
-ProgramRun verify(const std::string& arguments) { return run(SIMINFO_PROGRAM " verify " + arguments); }
+ProgramRun verify(const std::string& arguments) { return run(kSiminfo + " verify " + arguments); }
 
 TEST(Verify, ProvesTheSmallFabric) {
   const ProgramRun exact = verify(kSmallFabric + " --name Other");
@@ -55,8 +53,8 @@ TEST(Verify, ProvesDrawnNodes) {
 class EditedDump : public testing::Test {
  protected:
   void generate(const std::string& options) {
-    const ProgramRun made = run(SIMINFO_PROGRAM " generate --name Fab1 --output-dir " + folder() + " " +
-                                options + " " + kSmallFabric);
+    const ProgramRun made =
+        run(kSiminfo + " generate --name Fab1 --output-dir " + folder() + " " + options + " " + kSmallFabric);
     ASSERT_EQ(made.status, 0) << made.output;
     text = readFile(file);
   }
@@ -169,7 +167,7 @@ TEST(Simulator, CompilesTheGeneratedFileWithoutWarnings) {
   const ScratchDirectory directory;
   const std::string root = directory.path().string();
   writeSimulator(root);
-  ASSERT_EQ(run(SIMINFO_PROGRAM
+  ASSERT_EQ(run(kSiminfo +
                 " generate --buildable --simulator-header --name Fab1 --guid 0x2c90000000041 --output-dir " +
                 root + "/dumps/fab1 " + kSmallFabric)
                 .status,
