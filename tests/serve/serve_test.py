@@ -530,9 +530,10 @@ class ServeTest(unittest.TestCase):
             self.wait_until(lambda: not serving.open_sockets(name))
         self.assertEqual((fabric.status, serving.open_sockets(fabric.name)), (0, []), fabric.errors)
         self.assertFalse(glob.glob(os.path.join(self.folder, "sys-*")))
-        missing = serve("--", "true", PATH=self.folder)
-        self.assertEqual(missing.returncode, 3)
-        self.assertIn("install the package cmake", missing.stderr)
+        for program, words in ("true", 'there is no program "true"'), ("/bin/true", "install the package cmake"):
+            missing = serve("--", program, PATH=self.folder)
+            self.assertEqual(missing.returncode, 3)
+            self.assertIn(words, missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
         both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--",
                                "sh", "-c", "smpquery nodedesc -D 0; " + SIMINFO + " collect"], cwd=self.folder,

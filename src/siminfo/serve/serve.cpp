@@ -12,7 +12,9 @@
 
 #include "siminfo/process/child.h"
 #include "siminfo/process/descriptors.h"
+#include "siminfo/process/launch.h"
 #include "siminfo/process/own_folder.h"
+#include "siminfo/text/quoting.h"
 
 namespace siminfo {
 namespace {
@@ -109,6 +111,10 @@ int runCommand(const ServeRequest& request, const Served& served, RunningServer&
 
 int serve(Snapshot& snapshot, const std::vector<const IBNode*>& nodes, const ServeRequest& request,
           const ServeWatch& watch) {
+  // Before a build that takes long, and would be for nothing.
+  if (!request.command.empty() && !findProgram(request.command.front()))
+    throw ServeError("there is no program " + inQuotes(request.command.front()) +
+                     "; give one that PATH knows, or its path");
   const std::string wrapper = wrapperLibrary();
   const std::string socket = request.socket.empty() ? "siminfo-" + std::to_string(getpid()) : request.socket;
   const std::filesystem::path root = serveFolder(request.snapshotFile, request.exactPorts);
