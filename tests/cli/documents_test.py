@@ -6,6 +6,7 @@ import pathlib
 import pty
 import re
 import select
+import shlex
 import shutil
 import subprocess
 import sys
@@ -73,7 +74,7 @@ class Documents(unittest.TestCase):
                     continue
                 shell = Terminal(command, folder)
                 self.addCleanup(shell.end)
-                shell.type(setup.format(DOCUMENTS) + "; echo re''ady\n", "ready\r\n")
+                shell.type(setup.format(shlex.quote(str(DOCUMENTS))) + "; echo re''ady\n", "ready\r\n")
                 for typed, expected in TYPED:
                     with self.subTest(shell=name, typed=typed):
                         self.assertIn(expected.strip(), shell.type(typed + "\t", expected))

@@ -495,8 +495,8 @@ class ServeTest(unittest.TestCase):
         for number, line, words in [(1, "node", "first"),
                                     (2, lines[1].replace("AN_", "AX_", 1), "no model is called AX_"),
                                     (2, "other", '"other": expected node'), (3, lines[2] + "\t1", "expected 9"),
-                                    (3, lines[2].replace("port\t0", "port\t99"), "value 1"),
-                                    (3, lines[2].replace("port\t0", "port\tx"), "expected a number"),
+                                    (3, lines[2].replace("port\t1", "port\t99"), "value 1"),
+                                    (3, lines[2].replace("port\t1", "port\tx"), "expected a number"),
                                     (2, lines[1].replace("\t616e", "\t6x6e"), "not hexadecimal")]:
             path = self.write("wrong", "\n".join([*lines[:number - 1], line, *lines[number:]]) + "\n")
             wrong = subprocess.run([*fabric.command[:2], path, *fabric.command[3:]], stdin=subprocess.DEVNULL,
@@ -536,7 +536,7 @@ class ServeTest(unittest.TestCase):
             self.assertIn(words, missing.stderr)
         twice = small_fabric().replace("0x2c90000000071", "0x2c90000000051")
         both = subprocess.run([SIMINFO, "serve", self.write("twice.jsonl", twice), "--from", "host-1 HCA-1", "--",
-                               "sh", "-c", "smpquery nodedesc -D 0; " + SIMINFO + " collect"], cwd=self.folder,
+                               "sh", "-c", 'smpquery nodedesc -D 0; exec "$0" collect', SIMINFO], cwd=self.folder,
                               env=dict(environment, XDG_CACHE_HOME=CACHE), capture_output=True, text=True, check=False)
         self.assertRegex(both.stdout, r"Node Description:\.+host-1 HCA-1\n")
         self.assertEqual((both.returncode, len(re.findall('^{"name"', both.stdout, re.M))), (5, 5), both.stderr)
