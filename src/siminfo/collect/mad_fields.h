@@ -107,6 +107,7 @@ static_assert(kLinkSpeedExtSup2.name == "LinkSpeedExtSup2");
 // Bits of a port's capability masks, as the architecture numbers them.
 inline constexpr std::uint32_t kHasCapabilityMask2 = 1U << 15U;  // of CapMsk
 inline constexpr std::uint32_t kHasPortInfoExtended = 1U << 1U;  // of CapMsk2
+inline constexpr std::uint32_t kLinkUp = 5;                      // of PortPhysicalState
 inline constexpr std::uint32_t kHasExtendedSpeeds2 = 1U << 11U;  // of CapMsk2
 
 /// CapMsk2 of a PortInfo attribute; 0 where CapMsk says that there is none.

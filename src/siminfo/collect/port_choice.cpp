@@ -12,13 +12,12 @@
 #include <vector>
 
 #include "siminfo/collect/collect_error.h"
+#include "siminfo/collect/mad_fields.h"
 
 namespace siminfo {
 namespace {
 
-// PortState and PortPhysicalState values.
-constexpr unsigned kActive = 4;
-constexpr unsigned kLinkUp = 5;
+constexpr unsigned kActive = 4;  // of PortState
 
 struct Candidate {
   HostPort port;

@@ -9,7 +9,6 @@
 namespace siminfo {
 namespace {
 
-constexpr std::uint32_t kLinkUp = 5;  // of PortPhysicalState
 
 const std::string kPortInfo(kRecordName<SMP_PortInfo>);
 const std::string kPortInfoExtended(kRecordName<SMP_PortInfoExtended>);

@@ -148,9 +148,9 @@ void compareAbsent(Changes& changes, const std::map<std::uint32_t, AbsentRecords
 /// The identity at the index, or an empty one.
 template <class Identity>
 const Identity& identityIn(const RecordColumn<Identity>& identities, std::uint32_t index) {
-  static const Identity kUnknown;
+  static const Identity kNothingKnown;
   const Identity* found = identities.find(index);
-  return found != nullptr ? *found : kUnknown;
+  return found != nullptr ? *found : kNothingKnown;
 }
 
 std::string kindsOf(const IBPort& port) {

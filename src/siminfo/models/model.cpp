@@ -14,30 +14,32 @@
 #include "siminfo/text/number_text.h"
 
 namespace siminfo {
+
+/// A model before it has a name, with what tells it from all others.
+struct ModelDraft {
+  Model model;
+  std::string text;
+};
+
 namespace {
 
 /// Stands in a text for the node's name. No snapshot can hold it: names have no control characters.
 const std::string kAnyName = "\x1f";
 
-/// A model before it has a name, with what tells it from all others.
-struct Draft {
-  Model model;
-  std::string text;
-};
-
 /// Of several models with one hash the first by ports and text keeps it. The others take that of their text
 /// with as many zero bytes behind it as it needs to be nobody else's.
-void tellApart(std::vector<Draft>& drafts, const ModelHash& hash) {
-  std::vector<Draft*> order;
+void tellApart(std::vector<ModelDraft>& drafts, const ModelHash& hash) {
+  std::vector<ModelDraft*> order;
   order.reserve(drafts.size());
-  for (Draft& draft : drafts) order.push_back(&draft);
-  std::ranges::sort(order, {}, [](const Draft* draft) { return std::tie(draft->model.ports, draft->text); });
+  for (ModelDraft& draft : drafts) order.push_back(&draft);
+  std::ranges::sort(order, {},
+                    [](const ModelDraft* draft) { return std::tie(draft->model.ports, draft->text); });
   std::set<std::uint64_t> taken;
-  std::vector<Draft*> late;
-  for (Draft* draft : order) {
+  std::vector<ModelDraft*> late;
+  for (ModelDraft* draft : order) {
     if (!taken.insert(draft->model.hash).second) late.push_back(draft);
   }
-  for (Draft* draft : late) {
+  for (ModelDraft* draft : late) {
     std::string text = draft->text;
     do draft->model.hash = hash(text += '\0');
     while (!taken.insert(draft->model.hash).second);
@@ -45,8 +47,8 @@ void tellApart(std::vector<Draft>& drafts, const ModelHash& hash) {
 }
 
 /// The drafts' places in the order of their names.
-std::vector<std::size_t> nameOrder(std::vector<Draft>& drafts) {
-  for (Draft& draft : drafts)
+std::vector<std::size_t> nameOrder(std::vector<ModelDraft>& drafts) {
+  for (ModelDraft& draft : drafts)
     draft.model.name = draft.model.nodeClass + "_" + hexDigits(draft.model.hash, 16);
   std::vector<std::size_t> order(drafts.size());
   std::iota(order.begin(), order.end(), 0);
@@ -89,7 +91,7 @@ class ModelWriter::Collector {
     set_.nodes.push_back({&node, model});
   }
 
-  std::vector<Draft>& drafts() { return drafts_; }
+  std::vector<ModelDraft>& drafts() { return drafts_; }
   ModelSet& set() { return set_; }  // without its models
 
  private:
@@ -99,7 +101,7 @@ class ModelWriter::Collector {
     const auto found =
         std::find_if(from, to, [&](const auto& entry) { return drafts_[entry.second].text == text_.text(); });
     if (found != to) return found->second;
-    Draft& draft = drafts_.emplace_back();
+    ModelDraft& draft = drafts_.emplace_back();
     draft.text = text_.text();
     draft.model.nodeClass = nodeClass;
     draft.model.ports = node.numPorts;
@@ -111,7 +113,7 @@ class ModelWriter::Collector {
 
   const ModelWriter& writer_;
   SectionStream text_;
-  std::vector<Draft> drafts_;
+  std::vector<ModelDraft> drafts_;
   std::unordered_multimap<std::uint64_t, std::size_t> byHash_;
   ModelSet set_;
 };
@@ -125,7 +127,7 @@ ModelWriter::ModelWriter(Drovik& engine, bool exactPorts, const ModelHash& hash)
 ModelSet ModelWriter::findModels(const std::vector<const IBNode*>& nodes) const {
   Collector collector(*this);
   for (const IBNode* node : nodes) collector.add(*node);
-  std::vector<Draft>& drafts = collector.drafts();
+  std::vector<ModelDraft>& drafts = collector.drafts();
   tellApart(drafts, hash_);
 
   ModelSet set = std::move(collector.set());

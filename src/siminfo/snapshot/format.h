@@ -13,6 +13,7 @@ namespace siminfo {
 
 /// Version of the snapshot format, the value of the header's first key.
 inline constexpr std::uint64_t kFormatVersion = 1;
+inline constexpr std::uint64_t kMostPorts = 254;  ///< the highest port number there is
 
 inline constexpr std::array kNodeTypes{
     Word{"ca", kChannelAdapter},

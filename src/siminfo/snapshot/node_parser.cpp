@@ -10,7 +10,6 @@
 namespace siminfo {
 namespace {
 
-constexpr std::uint64_t kMostPorts = 254;  // the highest port number there is
 
 /// The record names of nodes or of ports, with a parser for each.
 struct RecordSchema {

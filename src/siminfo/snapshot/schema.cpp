@@ -10,7 +10,6 @@
 namespace siminfo {
 namespace {
 
-constexpr std::uint64_t kMostPorts = 254;
 /// Control characters, line and paragraph separators, and bidirectional controls; a backslash or its trigraph
 /// at the end, blanks behind it ignored.
 constexpr std::string_view kLineText =

@@ -28,7 +28,7 @@ std::filesystem::path findIn(const std::filesystem::path& folder, const std::str
 }
 
 /// Nodes whose frames are the same, their names apart, and must be.
-struct Group {
+struct SectionGroup {
   const FoundSection* found;  // of the first
   DeviceResult result;
 };
@@ -55,14 +55,14 @@ class FileVerifier {
       throw VerifyError(
           path_.string() +
           ": contains none of the selected nodes; expected a file that was made from this snapshot");
-    std::vector<Group> groups = groupsOf(check.sections);
+    std::vector<SectionGroup> groups = groupsOf(check.sections);
     WorkQueue queue(groups.size(), [&](std::size_t done) {
       watch_.progress(done, groups.size());
       return !watch_.isInterrupted();
     });
     queue.run(request_.jobs, [&](std::size_t i) { judge(groups[i], std::to_string(i + 1)); });
     Verification verification{{}, std::move(check.differences), {}};
-    for (Group& group : groups) verification.devices.push_back(std::move(group.result));
+    for (SectionGroup& group : groups) verification.devices.push_back(std::move(group.result));
     if (!watch_.isInterrupted()) judgeWhole(verification, workshop_, path_);
     return verification;
   }
@@ -91,8 +91,8 @@ class FileVerifier {
     return text;
   }
 
-  std::vector<Group> groupsOf(const std::vector<FoundSection>& sections) const {
-    std::vector<Group> groups;
+  std::vector<SectionGroup> groupsOf(const std::vector<FoundSection>& sections) const {
+    std::vector<SectionGroup> groups;
     std::map<std::string, std::size_t> places;
     for (const FoundSection& found : sections) {
       const Facts facts = factsOf(found);
@@ -111,7 +111,7 @@ class FileVerifier {
 
   FrameForm form() const { return request_.form.isBuildable ? FrameForm::kBuildable : FrameForm::kEither; }
 
-  void judge(Group& group, const std::string& folder) const {
+  void judge(SectionGroup& group, const std::string& folder) const {
     const Expectation expectation(factsOf(*group.found));
     SectionVerdict verdict = judgeSection(*group.found, expectation, request_.form.missing, form());
     const UnitResult ran = workshop_.process(
