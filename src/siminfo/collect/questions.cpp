@@ -9,7 +9,6 @@
 namespace siminfo {
 namespace {
 
-
 const std::string kPortInfo(kRecordName<SMP_PortInfo>);
 const std::string kPortInfoExtended(kRecordName<SMP_PortInfoExtended>);
 const std::string kSwitchInfo(kRecordName<SMP_SwitchInfo>);
