@@ -10,7 +10,6 @@
 namespace siminfo {
 namespace {
 
-
 /// The record names of nodes or of ports, with a parser for each.
 struct RecordSchema {
   std::span<const RecordKind> kinds;

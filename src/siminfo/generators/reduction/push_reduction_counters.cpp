@@ -6,7 +6,8 @@
 namespace siminfo {
 namespace {
 
-constexpr std::uint8_t kPushMonitor = 1;  // push counters hang on another monitor than the multicast counters do
+constexpr std::uint8_t kPushMonitor =
+    1;  // push counters hang on another monitor than the multicast counters do
 constexpr std::size_t kHeaderFields = 2;
 
 /// How the branches of the loop stand. To the letter of the format they share one scope, in which each
@@ -26,7 +27,8 @@ using PushCounters = ZYRPushReductionCounters;
 
 PortChoice<const PushCounters*> choosePorts(const KvormExtendedInfo& records, const IBNode& node) {
   return ChoosePorts<PushCounters>(node, [&](const IBPort& port) -> const PushCounters* {
-    if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, kPushMonitor) == nullptr) return nullptr;
+    if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, kPushMonitor) == nullptr)
+      return nullptr;
     return records.getZYRPushReductionCounters(port.recordIndex);
   });
 }

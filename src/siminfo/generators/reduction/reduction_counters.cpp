@@ -10,12 +10,14 @@ namespace {
 
 using CounterSets = std::map<std::uint32_t, const ZYRReductionCounters*>;
 
-constexpr std::uint8_t kMulticastMonitor = 0;  // a port without this monitor has no counters that mean anything
+constexpr std::uint8_t kMulticastMonitor =
+    0;  // a port without this monitor has no counters that mean anything
 constexpr std::uint32_t kSetsPerPort = 8;
 
 CounterSets findSets(const KvormExtendedInfo& records, const IBPort& port) {
   CounterSets sets;
-  if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, kMulticastMonitor) == nullptr) return sets;
+  if (records.getZYRReductionConfigureMLIDMonitors(port.recordIndex, kMulticastMonitor) == nullptr)
+    return sets;
   for (std::uint32_t index = 0; index < kSetsPerPort; ++index) {
     if (const ZYRReductionCounters* record = records.getZYRReductionCounters(port.recordIndex, index))
       sets[index] = record;
