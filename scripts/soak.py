@@ -98,8 +98,7 @@ def soak_serve(siminfo, folder, seconds):
         for rounds in itertools.count(1):
             if time.monotonic() > end:
                 break
-            brings_up = rounds % 10 == 0
-            for command in asked + ([opensm] if brings_up else []):
+            for command in asked + ([opensm] if rounds % 10 == 0 else []):
                 status, out, err = served.run(*command)
                 require(status == 0, f"{command}: {out}{err}")
             found = behind_header(served.run(siminfo, "collect")[1])

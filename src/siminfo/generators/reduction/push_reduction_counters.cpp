@@ -6,8 +6,8 @@
 namespace siminfo {
 namespace {
 
-constexpr std::uint8_t kPushMonitor =
-    1;  // push counters hang on another monitor than the multicast counters do
+// Push counters hang on another monitor than the multicast counters do.
+constexpr std::uint8_t kPushMonitor = 1;
 constexpr std::size_t kHeaderFields = 2;
 
 /// How the branches of the loop stand. To the letter of the format they share one scope, in which each

@@ -10,8 +10,8 @@ namespace {
 
 using CounterSets = std::map<std::uint32_t, const ZYRReductionCounters*>;
 
-constexpr std::uint8_t kMulticastMonitor =
-    0;  // a port without this monitor has no counters that mean anything
+// A port without this monitor has no counters that mean anything.
+constexpr std::uint8_t kMulticastMonitor = 0;
 constexpr std::uint32_t kSetsPerPort = 8;
 
 CounterSets findSets(const KvormExtendedInfo& records, const IBPort& port) {
