@@ -13,7 +13,7 @@ browser_packages=(chromium chromium-driver python3-selenium)
 shell_packages=(fish mandoc zsh)
 
 # Processor time that the program takes to build, in seconds; its tests take as much again.
-build_seconds=210
+build_seconds=130
 
 # Tests and examples run Python, which leaves its compiled modules beside the sources.
 export PYTHONDONTWRITEBYTECODE=1

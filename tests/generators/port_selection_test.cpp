@@ -52,14 +52,14 @@ std::string shown(const std::string& text, const std::string& value) {
   return found;
 }
 
-struct Case {
+struct Selection {
   const char* name;
   const char* ports;  // by number, with that in which one differs from an active, ordinary port with a record
   const char* shown;  // the record of port 6 holds 0x16
   void (*change)(IBNode& node) = [](IBNode&) {};
 };
 
-const std::vector<Case> kCases = {
+const std::vector<Selection> kCases = {
     {"the lowest usable ordinary port is for all others",
      "1:down 2:below-down 3:elsewhere 5:bare 6 7 9:special", "9=19 16 "},
     {"special ports stand in ascending order", "8 9:special 5:fnm1 3:fnm 2:special-down",
@@ -74,7 +74,7 @@ const std::vector<Case> kCases = {
 
 class PortSelection : public GeneratorTest {
  protected:
-  void addPorts(const Family& family, IBNode& node, const Case& each) {
+  void addPorts(const Family& family, IBNode& node, const Selection& each) {
     std::istringstream ports(each.ports);
     for (unsigned num = 0; ports >> num;) {
       std::string kind;
@@ -94,7 +94,7 @@ class PortSelection : public GeneratorTest {
 
 TEST_F(PortSelection, IsTheSameForEveryAttribute) {
   for (const Family& family : families()) {
-    for (const Case& each : kCases) {
+    for (const Selection& each : kCases) {
       IBNode& node = addNode(family.method + each.name, kSwitch, 9);
       support(node, {9, 55});
       give<IB_ClassPortInfo>(node);

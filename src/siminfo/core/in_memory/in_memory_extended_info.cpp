@@ -11,6 +11,11 @@ SIMINFO_NODE_RECORDS(SIMINFO_COLUMN)
 SIMINFO_PORT_RECORDS(SIMINFO_COLUMN)
 #undef SIMINFO_COLUMN
 
+InMemoryExtendedInfo::Columns::Columns() = default;
+InMemoryExtendedInfo::Columns::Columns(Columns&& other) noexcept = default;
+InMemoryExtendedInfo::Columns& InMemoryExtendedInfo::Columns::operator=(Columns&& other) noexcept = default;
+InMemoryExtendedInfo::Columns::~Columns() = default;
+
 const ZYRReductionCounters* InMemoryExtendedInfo::getZYRReductionCounters(std::uint32_t portIndex,
                                                                           std::uint32_t counterIndex) const {
   return counterIndex < kCounterSets ? counters_.find(portIndex * kCounterSets + counterIndex) : nullptr;

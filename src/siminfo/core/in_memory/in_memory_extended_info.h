@@ -2,7 +2,6 @@
 
 #include <bitset>
 #include <cstdint>
-#include <tuple>
 
 #include "siminfo/core/in_memory/record_column.h"
 #include "siminfo/core/kvorm_extended_info.h"
@@ -16,11 +15,11 @@ class InMemoryExtendedInfo final : public KvormExtendedInfo {
 
   template <class Record>
   const Record* find(std::uint32_t recordIndex) const {
-    return std::get<RecordColumn<Record>>(columns_).find(recordIndex);
+    return static_cast<const RecordColumn<Record>&>(columns_).find(recordIndex);
   }
   template <class Record>
   void set(std::uint32_t recordIndex, const Record& record) {
-    std::get<RecordColumn<Record>>(columns_).set(recordIndex, record);
+    static_cast<RecordColumn<Record>&>(columns_).set(recordIndex, record);
   }
 
   /// `counterIndex` is below kCounterSets.
@@ -50,9 +49,17 @@ class InMemoryExtendedInfo final : public KvormExtendedInfo {
 
  private:
 #define SIMINFO_COLUMN(Record, getter) RecordColumn<Record>,
-  using Nothing = struct {};
-  std::tuple<SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN) Nothing> columns_;
+  struct Nothing {};
+  // Bases and not a tuple, and made and destroyed in the store's own source: every other source that knows
+  // the store would take a second longer to compile.
+  struct Columns : SIMINFO_NODE_RECORDS(SIMINFO_COLUMN) SIMINFO_PORT_RECORDS(SIMINFO_COLUMN) Nothing {
+    Columns();
+    Columns(Columns&& other) noexcept;
+    Columns& operator=(Columns&& other) noexcept;
+    ~Columns();
+  };
 #undef SIMINFO_COLUMN
+  Columns columns_;
   RecordColumn<ZYRReductionCounters> counters_;  // keyed by port and set
   RecordColumn<Monitors> monitors_;
 };
