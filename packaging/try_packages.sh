@@ -37,10 +37,12 @@ step() {
 }
 show_log() { tail -n "$1" "$scratch/log" | sed 's/^/   | /'; }
 
-# Runs a command in the bare Debian, with nothing of this one's environment. What it started ends with it, daemons that
-# packages start among it, and it ends with this script: unshare itself heeds no signal but one.
+# Runs a command in the bare Debian, with terminals and processes of its own and nothing of this one's environment.
+# What it started ends with it, daemons that packages start among it, and it ends with this script: unshare itself heeds
+# no signal but one.
 in_bare() {
-  unshare --mount --pid --fork --kill-child --mount-proc="$bare/proc" chroot "$bare" /usr/bin/env -i \
+  unshare --mount --pid --fork --kill-child --mount-proc="$bare/proc" \
+    sh -c 'mount -t devpts -o newinstance,ptmxmode=0666 devpts "$0/dev/pts" && exec chroot "$0" "$@"' "$bare" env -i \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
     DEBIAN_FRONTEND=noninteractive "$@" &
   wait $!

@@ -11,14 +11,14 @@
 namespace siminfo {
 namespace {
 
-constexpr std::size_t kNamed = 3;
+constexpr std::size_t kNearest = 3;
 
 /// The few that `distanceOf` says are nearest, in the order of their distance and then of their own.
 template <class Thing, class DistanceOf>
 std::vector<Thing> nearest(const std::vector<Thing>& things, DistanceOf distanceOf) {
   std::vector<std::pair<std::size_t, std::size_t>> order;
   for (std::size_t i = 0; i < things.size(); ++i) order.emplace_back(distanceOf(things[i]), i);
-  const std::size_t count = std::min(order.size(), kNamed);
+  const std::size_t count = std::min(order.size(), kNearest);
   std::ranges::partial_sort(order, order.begin() + static_cast<std::ptrdiff_t>(count));
   std::vector<Thing> few;
   for (std::size_t i = 0; i < count; ++i) few.push_back(things[order[i].second]);

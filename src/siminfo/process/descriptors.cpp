@@ -56,11 +56,11 @@ FileHandle::FileHandle(const std::filesystem::path& path, int flags)
 FileHandle::~FileHandle() { close(handle_); }
 
 bool FileHandle::lock(const std::function<bool()>& isStopped) const {
-  constexpr std::chrono::milliseconds kLook{5};
+  constexpr std::chrono::milliseconds kPause{5};
   while (flock(handle_, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) fail(errno, "a lock");
     if (isStopped()) return false;
-    std::this_thread::sleep_for(kLook);
+    std::this_thread::sleep_for(kPause);
   }
   return true;
 }

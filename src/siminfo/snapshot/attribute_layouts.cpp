@@ -92,7 +92,7 @@ class LayoutReader {
   std::string takeBit(std::string_view name, std::string_view word) {
     const auto known = std::ranges::find(known_, name, &UndecodedField::name);
     if (known == known_.end())
-      return inQuotes(name) + " is not a field whose place can be given; " + choice(name);
+      return inQuotes(name) + " is not a field whose place can be given; " + expectedOneOf(names(), name);
     const std::size_t most = kAttributeBits - known->field->bits;
     const auto bit = parseUnsigned(word);
     if (!bit || *bit > most) return outOfRange(word, 0, most);
@@ -100,12 +100,10 @@ class LayoutReader {
     return {};
   }
 
-  std::string choice(std::string_view typed) const {
+  std::vector<std::string> names() const {
     std::vector<std::string> names;
-    std::string list;
-    for (const UndecodedField& known : known_)
-      list.append(list.empty() ? "" : ", ").append(names.emplace_back(known.name));
-    return "expected one of " + list + didYouMean(names, typed);
+    for (const UndecodedField& known : known_) names.push_back(known.name);
+    return names;
   }
 
   std::vector<UndecodedField> known_ = undecodedFields();

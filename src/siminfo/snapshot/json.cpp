@@ -94,9 +94,8 @@ std::size_t KeyTable::find(std::string_view key) const {
 
 void KeyTable::refuseUnknown(const Place& place) const {
   std::vector<std::string> names;
-  std::string list;
-  for (const Key& key : keys_) list.append(list.empty() ? "" : ", ").append(names.emplace_back(key.name));
-  refuse(place, "is unknown; expected one of " + list + didYouMean(names, place.key));
+  for (const Key& key : keys_) names.emplace_back(key.name);
+  refuse(place, "is unknown; " + expectedOneOf(names, place.key));
 }
 
 void KeyTable::refuseMissing(const Place& place, std::uint64_t missing) const {

@@ -34,4 +34,10 @@ std::string didYouMean(const std::vector<std::string>& words, std::string_view t
   return "; did you mean " + *near + "?";
 }
 
+std::string expectedOneOf(const std::vector<std::string>& words, std::string_view typed) {
+  std::string text = "expected one of ";
+  for (const std::string& word : words) text += (&word == &words.front() ? "" : ", ") + word;
+  return text + didYouMean(words, typed);
+}
+
 }  // namespace siminfo
