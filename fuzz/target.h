@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ostream>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,7 @@ namespace siminfo {
 struct FuzzTarget {
   std::string_view name;  ///< of its folder of seeds as well
   void (*run)(std::string_view bytes);
+  friend std::ostream& operator<<(std::ostream& out, const FuzzTarget& target) { return out << target.name; }
 };
 
 /// All of them.
