@@ -77,7 +77,8 @@ class ProjectTest(unittest.TestCase):
                          {f"counterSets[{port}, {number}, 15]" for port in range(1, 7) for number in range(8)})
         push = [image for name, image in images.items() if name.startswith("pushCounters")]
         self.assertTrue(push and all(int(image, 16) for image in push), "push counters need sets to be stored in")
-        for arguments, status, words in [(["nobody"], 1, "nobody: is no node of "), (["--dum"], 2, "--dum: is no option"),
+        for arguments, status, words in [(["nobody"], 1, "there is no node nobody in "),
+                                         (["--dum"], 2, "there is no option --dum; "),
                                          (["--dump"], 2, "expected the name or GUID")]:
             wrong = run(self.program, *arguments)
             self.assertEqual((wrong.returncode, wrong.stdout), (status, ""))

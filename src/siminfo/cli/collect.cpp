@@ -26,7 +26,7 @@ void addCollectCommand(CommandLine& line, std::function<ExitStatus(const Collect
   command.number("--outstanding-smps,--outstanding_smps", "N", options->limits.outstanding, {1, 1024},
                  "Requests to have under way at the same time");
   command.number("--max-hops", "N", options->limits.maxHops, {0, 63},
-                 "Walk at most this many hops; 0, the default, is no limit");
+                 "Walk at most this many hops; 0, the default, sets no limit");
   command
       .option("--load-cache", "FILE", options->cacheFile,
               "Read this file, written by ibnetdiscover --cache, and send nothing to the fabric")

@@ -71,7 +71,7 @@ class RestoreProgram {
       if (word == "--dump")
         request.isDump = true;
       else if (word.compare(0, 1, "-") == 0)
-        return fail(word + ": is no option; try --help", 2);
+        return fail("there is no option " + word + "; try --help", 2);
       else
         request.words.insert(word);
     }
@@ -110,7 +110,7 @@ class RestoreProgram {
       if (isAsked && !restoreNode(node, request.isDump))
         return fail(std::string(table_) + ": " + node.name + ": no model is called " + node.model, 1);
     }
-    for (const std::string& word : unknown) fail(word + ": is no node of " + table_, 1);
+    for (const std::string& word : unknown) fail("there is no node " + word + " in " + table_, 1);
     if (std::fflush(stdout) != 0) return fail("standard output cannot be written", 1);
     return unknown.empty() ? 0 : 1;
   }
