@@ -5,6 +5,7 @@
 #include "siminfo/inspect/inspection_text.h"
 #include "siminfo/models/exact_ports.h"
 #include "siminfo/snapshot/format.h"
+#include "siminfo/text/columns.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/quoting.h"
 #include "siminfo/text/text_rules.h"

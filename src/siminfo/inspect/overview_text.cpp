@@ -2,6 +2,7 @@
 #include <array>
 
 #include "siminfo/inspect/inspection_text.h"
+#include "siminfo/text/columns.h"
 #include "siminfo/text/number_text.h"
 #include "siminfo/text/text_rules.h"
 

@@ -1,33 +1,14 @@
 #include "siminfo/inspect/screen.h"
 
 #include <algorithm>
-#include <array>
 
-#include "siminfo/text/text_rules.h"
+#include "siminfo/text/columns.h"
 
 namespace siminfo {
 namespace {
 
 constexpr std::size_t kPlainWidth = 100;
 constexpr std::string_view kMore = "~";  // ends a line that was cut
-
-/// Scripts and pictures whose characters are two columns wide on terminals.
-constexpr std::array<std::pair<char32_t, char32_t>, 8> kWide{{
-    {0x1100, 0x115f},
-    {0x2e80, 0xa4cf},
-    {0xac00, 0xd7a3},
-    {0xf900, 0xfaff},
-    {0xfe30, 0xfe6f},
-    {0xff00, 0xff60},
-    {0x1f300, 0x1faff},
-    {0x20000, 0x3fffd},
-}};
-
-std::size_t columnsOfCharacter(char32_t codePoint) {
-  const bool isWide = std::ranges::any_of(
-      kWide, [&](const auto& range) { return range.first <= codePoint && codePoint <= range.second; });
-  return isWide ? 2 : 1;
-}
 
 std::string_view codeOf(Ink ink) {
   switch (ink) {
@@ -43,29 +24,12 @@ std::string_view codeOf(Ink ink) {
   return {};
 }
 
-/// As much of the text as fits.
 std::string cut(std::string_view text, std::size_t width) {
   if (columnsOf(text) <= width) return std::string(text);
-  std::size_t columns = kMore.size();
-  std::size_t at = 0;
-  for (std::size_t next = 0; next < text.size(); at = next) {
-    bool valid = true;
-    columns += columnsOfCharacter(nextCodePoint(text, next, valid));
-    if (columns > width) break;
-  }
-  return std::string(text.substr(0, at)).append(kMore);
+  return std::string(beginning(text, width - std::min(width, kMore.size()))).append(kMore);
 }
 
 }  // namespace
-
-std::size_t columnsOf(std::string_view text) {
-  std::size_t columns = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    bool valid = true;
-    columns += columnsOfCharacter(nextCodePoint(text, at, valid));
-  }
-  return columns;
-}
 
 void ScreenText::line(std::string_view text, Ink ink) {
   const std::string_view code = screen_.isColoured ? codeOf(ink) : std::string_view();
@@ -94,14 +58,6 @@ void ScreenText::paragraph(std::string_view head, std::string_view text, Ink ink
     isFresh = false;
   }
   line(current, ink);
-}
-
-std::string padded(std::string_view text, std::size_t columns) {
-  return std::string(text) + std::string(columns - std::min(columns, columnsOf(text)), ' ');
-}
-
-std::string paddedLeft(std::string_view text, std::size_t columns) {
-  return std::string(columns - std::min(columns, columnsOf(text)), ' ') + std::string(text);
 }
 
 }  // namespace siminfo

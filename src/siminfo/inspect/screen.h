@@ -14,9 +14,6 @@ struct Screen {
 
 enum class Ink : unsigned char { kPlain, kHead, kFaint, kAlarm };
 
-/// Columns that a terminal takes to show the text.
-std::size_t columnsOf(std::string_view text);
-
 /// Lines for a screen.
 class ScreenText {
  public:
@@ -35,9 +32,5 @@ class ScreenText {
   Screen screen_;
   std::string text_;
 };
-
-/// The text with spaces behind it, or before it, up to that many columns.
-std::string padded(std::string_view text, std::size_t columns);
-std::string paddedLeft(std::string_view text, std::size_t columns);
 
 }  // namespace siminfo

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <tuple>
 
+#include "siminfo/text/columns.h"
 #include "siminfo/text/text_rules.h"
 #include "siminfo/verify/rules.h"
 
@@ -29,14 +30,6 @@ const OutcomeWords& wordsFor(Outcome outcome) { return kWords.at(static_cast<std
 constexpr std::size_t kMostNamed = 3;         // nodes named behind a reason that they share
 constexpr std::size_t kMostDifferences = 10;  // listed of one frame
 
-std::string padded(std::string text, std::size_t width) {
-  text.resize(std::max(text.size(), width), ' ');
-  return text;
-}
-std::string rightAligned(const std::string& text, std::size_t width) {
-  return std::string(width - std::min(width, text.size()), ' ').append(text);
-}
-
 /// "a, b, c and 5 more".
 std::string namesOf(const std::vector<const IBNode*>& nodes) {
   std::string text;
@@ -50,18 +43,18 @@ std::string namesOf(const std::vector<const IBNode*>& nodes) {
 void writeTable(std::ostream& out, const std::vector<DeviceResult>& results) {
   const std::span<const Rule> frames = rules();
   for (std::size_t i = 0; i < frames.size(); ++i)
-    out << rightAligned(std::to_string(i + 1), 2) << " " << padded(std::string(frames[i].frame), 38)
+    out << paddedLeft(std::to_string(i + 1), 2) << " " << padded(frames[i].frame, 38)
         << (i % 2 == 1 ? "\n" : "");
   out << "\n";
   for (const OutcomeWords& words : kWords) out << words.mark << " " << words.words << "   ";
 
   std::size_t width = 6;
-  for (const DeviceResult& result : results) width = std::max(width, result.device.size());
+  for (const DeviceResult& result : results) width = std::max(width, columnsOf(result.device));
   out << "\n\n" << padded("device", width) << "  nodes ";
-  for (std::size_t i = 0; i < frames.size(); ++i) out << rightAligned(std::to_string(i + 1), 3);
+  for (std::size_t i = 0; i < frames.size(); ++i) out << paddedLeft(std::to_string(i + 1), 3);
   out << "\n";
   for (const DeviceResult& result : results) {
-    out << padded(result.device, width) << rightAligned(std::to_string(result.nodes.size()), 7) << " ";
+    out << padded(result.device, width) << paddedLeft(std::to_string(result.nodes.size()), 7) << " ";
     for (const FrameResult& frame : result.frames) out << "  " << wordsFor(frame.outcome).mark;
     out << "  " << namesOf(result.nodes) << "\n";
   }
