@@ -85,6 +85,15 @@ class Documents(unittest.TestCase):
                            if span.startswith("--") and re.split(r"[ =]", span)[0] not in known]
                 self.assertEqual(faults, [])
 
+    def test_license_is_the_one_that_generated_files_name(self):
+        with tempfile.TemporaryDirectory() as folder:
+            siminfo("generate", SOURCE / "examples" / "small_fabric.json", "--name", "X", "--output-dir", folder)
+            written = (pathlib.Path(folder) / "x_generated.cpp").read_text()
+        years = re.compile(r"2024-\d{4}")
+        named = [line.removeprefix("* ") for line in written.splitlines() if line.startswith("* SPDX-")]
+        license_text = (SOURCE / "LICENSE").read_text()
+        self.assertEqual(years.sub("", "\n".join(named)), years.sub("", license_text.split("\n\n")[0]))
+
     def test_show_what_is_printed(self):
         self.try_blocks("console")
         self.assertGreater(Documents.ran, 8)
