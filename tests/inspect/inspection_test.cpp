@@ -5,6 +5,7 @@
 
 #include "siminfo/inspect/inspection_text.h"
 #include "siminfo/snapshot/format.h"
+#include "siminfo/text/columns.h"
 #include "tests/drawn_node.h"
 #include "tests/snapshot/snapshot_text.h"
 #include "tests/support.h"
